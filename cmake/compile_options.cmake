@@ -1,0 +1,31 @@
+# What every target of the project is compiled with: an interface library, so that libraries from
+# outside (GoogleTest) are left alone.
+add_library(project_options INTERFACE)
+target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(MSVC)
+    target_compile_options(project_options INTERFACE /W4 /WX /permissive- /utf-8 /wd5030)
+else()
+    target_compile_options(project_options INTERFACE
+        -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2
+        -Wno-format-nonliteral -Wimplicit-fallthrough -Werror)
+endif()
+
+if(WIN32)
+    # Windows 10, and no library of the compiler's beside ours.
+    target_compile_definitions(project_options INTERFACE
+        _WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN NOMINMAX)
+    if(MINGW)
+        target_link_options(project_options INTERFACE -static)
+    endif()
+endif()
+
+if(CAMERA_MODULE_SANITIZE)
+    add_compile_options(-fsanitize=${CAMERA_MODULE_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${CAMERA_MODULE_SANITIZE})
+endif()
+
+if(CAMERA_MODULE_THREAD_SAFETY_ANALYSIS)
+    target_compile_options(project_options INTERFACE -Wthread-safety -Wthread-safety-beta)
+endif()

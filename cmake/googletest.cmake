@@ -1,0 +1,20 @@
+# GoogleTest from Debian's source package, built with the project's own compiler and flags, so that
+# one package serves Linux, the sanitizers and Windows.
+find_path(GOOGLETEST_SOURCE CMakeLists.txt PATHS /usr/src/googletest NO_DEFAULT_PATH
+    NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+add_subdirectory(${GOOGLETEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+# add_project_test(name SOURCES ... LIBRARIES ... [TIMEOUT s] [ENVIRONMENT ...]): one test program, run
+# as a whole, because starting a program under Wine costs more than most of its cases.
+function(add_project_test name)
+    cmake_parse_arguments(TEST "" "TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+    if(NOT TEST_TIMEOUT)
+        set(TEST_TIMEOUT 180)
+    endif()
+    add_executable(${name} ${TEST_SOURCES})
+    target_link_libraries(${name} PRIVATE project_options GTest::gmock_main ${TEST_LIBRARIES})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${TEST_TIMEOUT} ENVIRONMENT "${TEST_ENVIRONMENT}")
+endfunction()

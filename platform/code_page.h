@@ -1,0 +1,16 @@
+// Texts cross the host and SDK boundaries in the system's single-byte code page or in UTF-8.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+[[nodiscard]] bool IsValidUtf8(std::string_view text) noexcept;
+
+// Windows: the process's ANSI code page. Linux: the locale's character set, or Windows-1252 where
+// the locale is UTF-8 or unset. What cannot be converted becomes '?'.
+[[nodiscard]] std::string SystemToUtf8(std::string_view text);
+[[nodiscard]] std::string Utf8ToSystem(std::string_view text);
+
+}  // namespace platform

@@ -1,0 +1,82 @@
+// What stands behind a handle: a device of one kind, real or simulated. The SDK functions
+// (kz_camera_control.cpp) look after handles, callbacks and the waits for them; a device looks
+// after one camera.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "camera/sdk/kz_camera_control.h"
+
+namespace kz {
+
+using Code = std::uint32_t;
+
+// Where a device hands over what comes from the camera, on threads of the device. The sink does
+// not throw. Frames: one at a time, `pixels` valid during the call.
+struct DeviceSink {
+    std::function<void(const std::uint8_t* pixels, const FrameOutInfo& info)> frame;
+    std::function<void(std::uint32_t messageType)> exception;
+    std::function<void(const char* eventName)> event;
+};
+
+// One opened camera. Any thread may call; the SDK functions serialise the calls of one handle,
+// except that Stop and the destructor come while a feature call may still be under way elsewhere.
+// Every call on a lost camera answers KZ_CC_E_DEVICE_LOST within a bounded time.
+class Device {
+  public:
+    virtual ~Device() = default;
+
+    // Frames go to the sink between Start and Stop. Stop returns when the device's thread is out of
+    // the sink and will not enter it for this acquisition again.
+    virtual Code Start() = 0;
+    virtual Code Stop() = 0;
+
+    virtual Code NodeType(const char* name, KZNodeType& type) = 0;
+    virtual Code GetInt(const char* name, KZIntValue& value) = 0;
+    virtual Code SetInt(const char* name, std::uint32_t value) = 0;
+    virtual Code GetFloat(const char* name, KZFloatValue& value) = 0;
+    virtual Code SetFloat(const char* name, float value) = 0;
+    virtual Code GetEnum(const char* name, KZEnumValue& value) = 0;
+    virtual Code SetEnum(const char* name, std::uint32_t value) = 0;
+    virtual Code SetEnumByString(const char* name, const char* entry) = 0;
+    virtual Code GetBool(const char* name, bool& value) = 0;
+    virtual Code SetBool(const char* name, bool value) = 0;
+    virtual Code GetString(const char* name, KZStringValue& value) = 0;
+    virtual Code SetString(const char* name, const char* value) = 0;
+    virtual Code Execute(const char* name) = 0;
+
+    virtual std::int32_t OptimalPacketSize() = 0;
+    virtual Code SetTransmissionType(const KZTransmissionType& type) = 0;
+    virtual Code MatchInfo(KZMatchInfo& info) = 0;
+
+    // Asks the camera to send the named event from now on; KZ_CC_E_NODE_MISSING when it has none.
+    virtual Code EnableEvent(const char* name) = 0;
+};
+
+// The cameras of one kind. Each source is one object for the life of the library.
+class DeviceSource {
+  public:
+    virtual ~DeviceSource() = default;
+
+    // Looks for cameras now and adds their records.
+    virtual Code Enumerate(std::uint32_t transportMask, std::vector<CameraDeviceInfo>& found) = 0;
+
+    // True when this source knows the camera of the record - by its serial number, or, for a GigE
+    // record without one, by its IP address. A record may come from an earlier process, before any
+    // enumeration.
+    virtual bool Knows(const CameraDeviceInfo& record) = 0;
+
+    // Opens it; `device` is filled on success.
+    virtual Code Open(const CameraDeviceInfo& record, std::uint32_t accessMode, DeviceSink sink,
+                      std::unique_ptr<Device>& device) = 0;
+};
+
+// GigE Vision and USB3 Vision cameras through Aravis, on Linux; elsewhere a source without cameras.
+std::unique_ptr<DeviceSource> MakeRealCameraSource();
+
+}  // namespace kz

@@ -1,0 +1,82 @@
+// The simulated cameras of the SDK stand-in, for tests and the host program; the module never sees
+// this. Plain C types only.
+//
+// A description is a text with one camera a line (or separated by ';'); '#' starts a comment. A line
+// is a kind - "gige", "usb3" or "gentl" - followed by name=value pairs; values with blanks stand in
+// double quotes:
+//
+//   gige serial=SIM0001 model=KZ-SIM-G maker=Simulated name="Line 1" ip=10.0.0.2 nic=10.0.0.1
+//        width=640 height=480 format=Mono8 rate=30
+//
+// `format` is a PFNC name, with ":compressed" behind it for the compressed variant. `events=1` lets
+// the camera send "FrameStart". `interface=N` (gentl) puts it behind the Nth interface. Unnamed
+// values have the defaults above, serials counted up, events=1.
+//
+// The cameras come from the environment's KZ_SIM_CAMERAS (a description, or "@" and a file) when the
+// library is first used, and from KZSim_Configure. KZ_REAL_CAMERAS=0 keeps real ones out of the
+// enumeration (Linux); where KZ_SIM_CAMERAS and KZSim_Configure name none, only real ones are there.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+// Replaces the set of simulated cameras. Open handles keep their camera, which is unplugged.
+// 0, or the 1-based line that is wrong; then nothing changes.
+std::uint32_t KZSim_Configure(const char* description);
+
+// Keeps real cameras in or out of the enumeration.
+void KZSim_UseRealCameras(bool use);
+
+// Faults of one camera ("" = the library itself), until they are set to "":
+//   open=CODE       KZ_CC_OpenDevice answers CODE       create=CODE   KZ_CC_CreateHandle does
+//   packet=N        the optimal packet size             missing=NAME  no such feature
+//   refuse=NAME:CODE  writes of NAME answer CODE        start=CODE / stop=CODE  grabbing calls do
+//   range=NAME:N    the next N writes of NAME answer KZ_CC_E_NODE_RANGE
+//   slow=FUNCTION:MS  calls of FUNCTION take MS longer ("KZ_CC_StopGrabbing")
+//   fail=FUNCTION:CODE  calls of FUNCTION answer CODE and do nothing
+//   short=N         frames report N bytes less than they hold
+//   decode=CODE     decoding answers CODE               convert=CODE  conversion does
+//   interface=N:CODE  ("") GenTL interface N cannot list its devices
+// Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.
+bool KZSim_SetFaults(const char* serial, const char* faults);
+
+// The device is gone: its exception callback comes (KZ_EXCEPTION_DISCONNECTED), frames end, calls
+// answer KZ_CC_E_DEVICE_LOST, it is in no enumeration. Returns without waiting for the callback.
+bool KZSim_Unplug(const char* serial);
+bool KZSim_Plug(const char* serial);
+// An exception callback with any message type, without losing the device.
+bool KZSim_RaiseException(const char* serial, std::uint32_t messageType);
+// An event callback, as if the camera had sent it.
+bool KZSim_RaiseEvent(const char* serial, const char* eventName);
+
+// One frame as given, on the camera's own delivery thread, whatever the trigger says; returns when
+// the callback has returned. `info` is a FrameOutInfo; null data or info are passed on as they are.
+// False when the camera is not grabbing with a callback registered. Must not be called from a
+// callback.
+bool KZSim_DeliverFrame(const char* serial, const void* data, const void* info);
+
+// Frames handed to a callback, by this camera, since it was configured.
+std::uint64_t KZSim_FramesDelivered(const char* serial);
+
+// The calls on a camera since the journal was cleared, one a line, oldest first:
+//   "KZ_CC_SetEnumValue TriggerMode 1"   "KZ_CC_OpenDevice 3"   "KZ_CC_StopGrabbing"
+// Reads, conversions and decodings are left out. Copies at most size-1 characters and returns the
+// full length.
+std::uint32_t KZSim_Journal(const char* serial, char* text, std::uint32_t size);
+void KZSim_ClearJournal(const char* serial);
+
+// Handles created and not destroyed, in the process.
+std::uint32_t KZSim_OpenHandles();
+
+// `hook` runs inside each call of KZ_CC_EnumDevices and KZ_CC_EnumInterfacesByGenTL; null takes it
+// off.
+void KZSim_SetEnumerationHook(void (*hook)(void* user), void* user);
+
+// Compresses pixels as the simulator's compressed formats do, for tests. Returns the length, 0 when
+// `capacity` does not suffice.
+std::uint32_t KZSim_Compress(std::uint32_t pixelType, const std::uint8_t* pixels,
+                             std::uint32_t length, std::uint8_t* destination,
+                             std::uint32_t capacity);
+
+}  // extern "C"

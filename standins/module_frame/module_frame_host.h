@@ -1,0 +1,72 @@
+// The host side of the framework stand-in: what a platform does with the modules it loads. The
+// module never sees this. Plain C types only, so that host and library may differ in their runtime.
+#pragma once
+
+#include <cstdint>
+
+#include "module/framework/module_frame.h"
+
+extern "C" {
+
+// Called on the thread of the module that reports, with no lock of the stand-in held: a callback
+// may call back into the module and into this library. Any pointer may be null.
+struct ModuleFrameObserver {
+    void* user;
+    // CQ_M_ReportData; `text` is not NUL-ended.
+    void (*onReport)(void* user, void* handle, std::uint32_t code, const char* text,
+                     std::uint32_t length);
+    // CQ_M_SetBinayData; `data` is not NUL-ended.
+    void (*onBinaryData)(void* user, std::int32_t kind, const char* key, const char* data,
+                         std::uint32_t length);
+    // CQ_M_TryRunProcedureOnceById; 0 accepts. Without one every procedure refuses with
+    // kModuleFrameRefused.
+    std::uint32_t (*onTryRunProcedure)(void* user, std::int32_t procedureId, const char* text,
+                                       std::int32_t reserved);
+};
+
+inline constexpr std::uint32_t kModuleFrameRefused = 0xE1000001;    // no procedure took the run
+inline constexpr std::uint32_t kModuleFrameBadArgument = 0xE1000002;
+inline constexpr std::uint32_t kModuleFrameNoFile = 0xE1000003;     // configuration not readable
+
+// A handle for one module to be created. `createCause` 2 asks it not to look for cameras.
+// Destroy it after the module.
+void* ModuleFrame_CreateHandle(std::int32_t moduleId, std::int32_t createCause);
+void ModuleFrame_DestroyHandle(void* handle);
+
+// One observer for the process, copied; null takes it off. Returns when no thread is inside the old
+// one any more (called from within a callback it does not wait for that callback).
+void ModuleFrame_SetObserver(const ModuleFrameObserver* observer);
+
+// The folder of "GlobalCameraModuleAlgorithm.xml"; default: the environment's
+// MODULE_FRAME_CONFIG_DIR, else the program's working folder. A missing file reads as an empty
+// list; a damaged one as kModuleFrameNoFile.
+void ModuleFrame_SetConfigFolder(const char* folder);
+
+// The answer of CQ_M_GetBufferNodeNum; default 0.
+void ModuleFrame_SetBufferNodeNum(std::uint32_t number);
+
+// Calls the module's notify callback from a thread of the framework and waits for its answer;
+// kModuleFrameBadArgument when the module has none.
+std::uint32_t ModuleFrame_RunNotifyEvent(void* handle, std::int32_t event, void* argument);
+
+// What modules told the framework.
+std::uint32_t ModuleFrame_LastError(void* handle);
+std::int32_t ModuleFrame_GlobalCameraNum();
+// Calls of one framework function ("CQ_M_ReportData") since the process started.
+std::uint64_t ModuleFrame_CallCount(const char* function);
+
+// The next `count` calls of `function` answer `status` and do nothing; 0 ends it.
+void ModuleFrame_FailCalls(const char* function, std::uint32_t status, std::int32_t count);
+
+// A solution in a file. Save asks the module through slot 5 and writes the record; load reads it
+// and gives it to the module through slot 6. The framework remembers per handle every value the
+// host sets through ModuleFrame_SetParam and what was loaded; the base class's SaveModuleData saves
+// those. The answer is the module's status, or kModuleFrameNoFile.
+std::uint32_t ModuleFrame_SetParam(void* handle, CAbstractUserModule* module, const char* key,
+                                   const char* value);
+std::uint32_t ModuleFrame_SaveSolution(void* handle, CAbstractUserModule* module,
+                                       const char* path);
+std::uint32_t ModuleFrame_LoadSolution(void* handle, CAbstractUserModule* module,
+                                       const char* path);
+
+}  // extern "C"
