@@ -12,6 +12,8 @@ else()
 endif()
 
 if(WIN32)
+    # The host knows the libraries by their bare names.
+    set(CMAKE_SHARED_LIBRARY_PREFIX "")
     # Windows 10, and no library of the compiler's beside ours.
     target_compile_definitions(project_options INTERFACE
         _WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN NOMINMAX)
