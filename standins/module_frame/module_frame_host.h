@@ -1,5 +1,7 @@
 // The host side of the framework stand-in: what a platform does with the modules it loads. The
 // module never sees this. Plain C types only, so that host and library may differ in their runtime.
+// Every function may be called from any thread; paths are UTF-8. A handle that is not alive is
+// answered with kModuleFrameBadArgument, by these functions and by those that modules call.
 #pragma once
 
 #include <cstdint>
@@ -24,9 +26,10 @@ struct ModuleFrameObserver {
                                        std::int32_t reserved);
 };
 
-inline constexpr std::uint32_t kModuleFrameRefused = 0xE1000001;    // no procedure took the run
+inline constexpr std::uint32_t kModuleFrameRefused = 0xE1000001;  // no procedure took the run
 inline constexpr std::uint32_t kModuleFrameBadArgument = 0xE1000002;
-inline constexpr std::uint32_t kModuleFrameNoFile = 0xE1000003;     // configuration not readable
+inline constexpr std::uint32_t kModuleFrameNoFile = 0xE1000003;  // not readable, writable or whole
+inline constexpr std::uint32_t kModuleFrameFailed = 0xE1000004;  // no memory, no thread
 
 // A handle for one module to be created. `createCause` 2 asks it not to look for cameras.
 // Destroy it after the module.
@@ -46,7 +49,7 @@ void ModuleFrame_SetConfigFolder(const char* folder);
 void ModuleFrame_SetBufferNodeNum(std::uint32_t number);
 
 // Calls the module's notify callback from a thread of the framework and waits for its answer;
-// kModuleFrameBadArgument when the module has none.
+// kModuleFrameBadArgument when the module has none. Not while the module is being destroyed.
 std::uint32_t ModuleFrame_RunNotifyEvent(void* handle, std::int32_t event, void* argument);
 
 // What modules told the framework.
@@ -55,18 +58,23 @@ std::int32_t ModuleFrame_GlobalCameraNum();
 // Calls of one framework function ("CQ_M_ReportData") since the process started.
 std::uint64_t ModuleFrame_CallCount(const char* function);
 
-// The next `count` calls of `function` answer `status` and do nothing; 0 ends it.
+// The next `count` calls of `function` are counted, answer `status` and do nothing; 0 ends it.
 void ModuleFrame_FailCalls(const char* function, std::uint32_t status, std::int32_t count);
 
-// A solution in a file. Save asks the module through slot 5 and writes the record; load reads it
-// and gives it to the module through slot 6. The framework remembers per handle every value the
-// host sets through ModuleFrame_SetParam and what was loaded; the base class's SaveModuleData saves
-// those. The answer is the module's status, or kModuleFrameNoFile.
+// Sets one value of the module through slot 3. The framework remembers per handle each value that
+// the module accepted, in the order of the last setting, and the base class's SaveModuleData saves
+// those; so commands, which are not to be repeated by a load, go to the module directly.
+// "AddRelateProc" and "DelRelateProc" are passed on only: modules save their relations themselves.
+// A text too long for the record, or a 257th name, is refused with kModuleFrameBadArgument.
 std::uint32_t ModuleFrame_SetParam(void* handle, CAbstractUserModule* module, const char* key,
                                    const char* value);
-std::uint32_t ModuleFrame_SaveSolution(void* handle, CAbstractUserModule* module,
-                                       const char* path);
-std::uint32_t ModuleFrame_LoadSolution(void* handle, CAbstractUserModule* module,
-                                       const char* path);
+
+// A solution in a file, readable text. Save asks the module through slot 5 and replaces the file as
+// a whole; load gives the record to the module through slot 6, its binary data valid until that
+// call returns, and makes the loaded values the remembered ones. The answer is the module's status,
+// kModuleFrameNoFile for a file that is missing, damaged or not writable (the module is not asked
+// to load then), or kModuleFrameBadArgument for a record that is not well formed.
+std::uint32_t ModuleFrame_SaveSolution(void* handle, CAbstractUserModule* module, const char* path);
+std::uint32_t ModuleFrame_LoadSolution(void* handle, CAbstractUserModule* module, const char* path);
 
 }  // extern "C"

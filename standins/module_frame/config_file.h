@@ -1,0 +1,22 @@
+// The configuration file of a module:
+//
+//   <?xml version="1.0" encoding="UTF-8"?>
+//   <ModuleConfig>
+//     <Param Name="WaitForConnectingTime" Value="1000"/>
+//   </ModuleConfig>
+//
+// Comments may stand between the elements. The five named entities are known; anything else is
+// damage, because half a configuration would look like a whole one.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "standins/module_frame/values.h"
+
+namespace module_frame {
+
+// The parameters in the order of the file, names that stand twice included; nothing when damaged.
+[[nodiscard]] std::optional<Values> ParseConfig(std::string_view text);
+
+}  // namespace module_frame

@@ -1,0 +1,21 @@
+// What every entry into the library passes through.
+#pragma once
+
+#include "standins/module_frame/framework.h"
+
+namespace module_frame {
+
+// Leaked on purpose: modules may report while the process's statics are being destroyed.
+[[nodiscard]] Framework& TheFramework() noexcept;
+
+// No exception crosses into a module or host, which may have been built with another runtime.
+template <typename Work>
+[[nodiscard]] Status Guarded(Work&& work) noexcept {
+    try {
+        return work();
+    } catch (...) {
+        return kModuleFrameFailed;
+    }
+}
+
+}  // namespace module_frame

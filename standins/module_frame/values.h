@@ -1,0 +1,52 @@
+// Names and values, and their way into the fixed-size lists that modules exchange.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "module/framework/module_frame.h"
+
+namespace module_frame {
+
+struct NamedValue {
+    std::string name;
+    std::string value;
+};
+
+using Values = std::vector<NamedValue>;
+
+// The text in a fixed-size field; a field without its NUL ends with the field.
+[[nodiscard]] std::string_view FieldText(const char* field, std::size_t size);
+
+// Copies what fits and fills the rest of the field with zeros: no old content passes on.
+void FillField(char* field, std::size_t size, std::string_view text);
+
+// The first kFrameworkMaxEntries values, over-long texts cut to their fields.
+void FillList(const Values& values, ModuleParamList& list);
+
+// True when the text fits its field with a NUL.
+[[nodiscard]] bool FitsName(std::string_view name);
+[[nodiscard]] bool FitsValue(std::string_view value);
+
+// What a handle was last told of each name, in the order of the last telling: replaying it has the
+// effect of the whole history, with the overwritten steps left out.
+class ValueHistory {
+  public:
+    // False: the name is new and kFrameworkMaxEntries names are remembered already.
+    [[nodiscard]] bool HasRoomFor(std::string_view name) const;
+    void Remember(std::string_view name, std::string_view value);
+
+    // Forgets all before: a solution that is loaded replaces what was set until then.
+    void ReplaceAll(const Values& values);
+
+    [[nodiscard]] const Values& All() const { return m_values; }
+
+  private:
+    Values m_values;
+};
+
+// A module keeps its relations to procedures itself and adds them to what it saves.
+[[nodiscard]] bool IsRelation(std::string_view name);
+
+}  // namespace module_frame
