@@ -17,18 +17,19 @@ class CallbackSlot {
     CallbackSlot(const CallbackSlot&) = delete;
     CallbackSlot& operator=(const CallbackSlot&) = delete;
 
-    // Returns when no other thread is inside an earlier callback. Calls that the own thread stands
-    // in are not waited for, nor are threads that wait here themselves from within a callback: of
-    // two callbacks that replace each other at the same time, neither could ever return.
+    // Returns when no other thread is inside an earlier callback. A caller that stands inside one
+    // itself does not wait for its own calls, nor for other callbacks that wait here like itself:
+    // of two callbacks that replace each other at the same time, neither could ever return.
     void Replace(const Callback& callback) {
         std::unique_lock lock(m_mutex);
         m_callback = callback;
         const std::uint64_t generation = ++m_generation;
-        const std::thread::id self = std::this_thread::get_id();
-        MarkWaiting(self, +1);
-        m_changed.notify_all();
-        m_changed.wait(lock, [&] { return !OthersInsideBefore(generation, self); });
-        MarkWaiting(self, -1);
+        const bool inside = MarkWaiting(+1);
+        if (inside) {
+            m_changed.notify_all();
+        }
+        m_changed.wait(lock, [&] { return !OthersInsideBefore(generation, inside); });
+        MarkWaiting(-1);
     }
 
     // Runs `use(callback)` with a copy of the present callback.
@@ -83,17 +84,22 @@ class CallbackSlot {
         Callback m_callback{};
     };
 
-    void MarkWaiting(std::thread::id thread, int change) {
+    // True when this thread is inside a callback.
+    bool MarkWaiting(int change) {
+        bool inside = false;
         for (Call* call = m_calls; call != nullptr; call = call->next) {
-            if (call->thread == thread) {
+            if (call->thread == std::this_thread::get_id()) {
                 call->waiting += change;
+                inside = true;
             }
         }
+        return inside;
     }
 
-    [[nodiscard]] bool OthersInsideBefore(std::uint64_t generation, std::thread::id self) const {
+    [[nodiscard]] bool OthersInsideBefore(std::uint64_t generation, bool inside) const {
         for (const Call* call = m_calls; call != nullptr; call = call->next) {
-            if (call->generation < generation && call->thread != self && call->waiting == 0) {
+            if (call->generation < generation && call->thread != std::this_thread::get_id() &&
+                !(inside && call->waiting > 0)) {
                 return true;
             }
         }

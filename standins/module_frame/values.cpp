@@ -62,7 +62,7 @@ bool ValueHistory::HasRoomFor(std::string_view name) const {
 }
 
 void ValueHistory::Remember(std::string_view name, std::string_view value) {
-    if (IsRelation(name) || !HasRoomFor(name)) {
+    if (name.empty() || IsRelation(name) || !HasRoomFor(name)) {
         return;
     }
     NamedValue latest{std::string(name), std::string(value)};

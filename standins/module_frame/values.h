@@ -35,6 +35,7 @@ class ValueHistory {
   public:
     // False: the name is new and kFrameworkMaxEntries names are remembered already.
     [[nodiscard]] bool HasRoomFor(std::string_view name) const;
+    // Nameless values (a module blanks the names it does not want replayed) and relations are none.
     void Remember(std::string_view name, std::string_view value);
 
     // Forgets all before: a solution that is loaded replaces what was set until then.
