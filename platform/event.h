@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <memory>
 
 namespace platform {
 
@@ -13,13 +12,13 @@ namespace platform {
 // All operations may be called from any thread at any time; Create and Close by the owner only.
 class Event {
   public:
-    Event() noexcept;
+    Event() = default;
     ~Event();
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
 
-    // Opens the event unsignalled; an open event is left as it is. False: the system has no
-    // resources left, and the event stays closed.
+    // Opens the event unsignalled; an open event is left as it is. False: the event stays closed
+    // for want of resources. The systems of today need none for it, so callers see true.
     [[nodiscard]] bool Create() noexcept;
 
     // Closes the event and lets every waiter go. Harmless on a closed one.
@@ -27,7 +26,8 @@ class Event {
 
     [[nodiscard]] bool IsOpen() const noexcept;
 
-    // Setting an event that nobody waits on costs an atomic write, not a system call.
+    // Setting an event that nobody waits on costs an atomic write, not a system call. Whoever waits
+    // at this moment passes, even if a Reset follows at once.
     void Set() noexcept;
     void Reset() noexcept;
 
@@ -35,13 +35,22 @@ class Event {
     bool WaitFor(std::chrono::milliseconds timeout) noexcept;
 
   private:
+    // The lowest bits of the state word; the bits above count the releases (Set and Close), so that
+    // a waiter sees that it was let go even where the event has been reset since.
     enum class State : std::uint32_t { Closed, Unsignalled, Signalled };
 
-    struct Waiting;  // what the system puts a waiter to sleep on; made by the first Create
+    static constexpr std::uint32_t kStateBits = 3;
+    static constexpr std::uint32_t kOneRelease = kStateBits + 1;
 
-    std::atomic<State> m_state{State::Closed};
+    static State StateOf(std::uint32_t word) noexcept { return State{word & kStateBits}; }
+    static std::uint32_t WithState(std::uint32_t word, State state) noexcept {
+        return (word & ~kStateBits) | static_cast<std::uint32_t>(state);
+    }
+
+    void WakeWaiters() noexcept;
+
+    std::atomic<std::uint32_t> m_word{0};
     std::atomic<std::uint32_t> m_waiters{0};
-    std::unique_ptr<Waiting> m_waiting;
 };
 
 }  // namespace platform

@@ -20,13 +20,17 @@ class SharedMapping {
 
     // Makes the named object with room for `size` bytes, all zero and backed by memory from the
     // start, so that a full machine is an error here and not a fault at the first write. Readable
-    // by this user only. An object of that name left behind is replaced.
+    // by this user only. An object of that name left behind is replaced on Linux; on Windows one
+    // that another process still holds open is used again, as it is. An open mapping is closed
+    // first.
     [[nodiscard]] int Create(const char* name, std::uint64_t size);
 
-    // Opens an object that another owner made, for reading; it is not unlinked by this one.
+    // Opens an object that another owner made, for reading; it is not unlinked by this one. An open
+    // mapping is closed first.
     [[nodiscard]] int Open(const char* name);
 
     // Maps the whole object and populates its pages, so that the first frame does not pay for them.
+    // The view of an object that was opened for reading must not be written.
     [[nodiscard]] int Map();
 
     // Both are harmless when there is nothing to undo.
@@ -35,10 +39,16 @@ class SharedMapping {
 
     [[nodiscard]] bool IsOpen() const noexcept { return m_handle != kNoHandle; }
     [[nodiscard]] std::byte* View() const noexcept { return m_view; }
+
+    // Of an object opened for reading on Windows: 0 until it is mapped, then rounded up to pages.
     [[nodiscard]] std::uint64_t Size() const noexcept { return m_size; }
 
   private:
     static constexpr long long kNoHandle = -1;
+
+    [[nodiscard]] bool StoreName(const char* name) noexcept;
+    void TakeFrom(SharedMapping& other) noexcept;
+    void UnmapAndClose() noexcept;
 
     long long m_handle = kNoHandle;  // a file descriptor or a HANDLE
     std::byte* m_view = nullptr;

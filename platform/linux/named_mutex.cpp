@@ -1,0 +1,84 @@
+#include "platform/named_mutex.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+// The mutex is a lock on an empty shared-memory object: the kernel releases it with its holder,
+// whatever becomes of the holder. The holder removes the object before it lets go, so that a waiter
+// may come to own the lock of an object that has no name any more; it then starts over.
+
+namespace platform {
+namespace {
+
+constexpr int kNone = -1;
+constexpr mode_t kEverybody = 0666;
+
+int OpenOrCreate(const std::string& path) {
+    for (;;) {
+        // Opening without O_CREAT comes first: in a sticky folder the kernel refuses O_CREAT on
+        // another user's file.
+        int object = shm_open(path.c_str(), O_RDONLY, 0);
+        if (object != kNone || errno != ENOENT) {
+            return object;
+        }
+        object = shm_open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, kEverybody);
+        if (object != kNone) {
+            fchmod(object, kEverybody);  // whatever the process's umask took away
+            return object;
+        }
+        if (errno != EEXIST) {
+            return kNone;
+        }
+    }
+}
+
+bool Lock(int object) {
+    while (flock(object, LOCK_EX) != 0) {
+        if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool StillNamed(int object) {
+    struct stat status {};
+    return fstat(object, &status) == 0 && status.st_nlink > 0;
+}
+
+}  // namespace
+
+NamedMutexHold::NamedMutexHold(const std::string& name) : m_name("/" + name) {
+    for (;;) {
+        const int object = OpenOrCreate(m_name);
+        if (object == kNone) {
+            return;
+        }
+        const bool locked = Lock(object);
+        if (locked && StillNamed(object)) {
+            m_handle = object;
+            return;
+        }
+        close(object);
+        if (!locked) {
+            return;
+        }
+    }
+}
+
+NamedMutexHold::~NamedMutexHold() {
+    if (!Owned()) {
+        return;
+    }
+    const int object = static_cast<int>(m_handle);
+    shm_unlink(m_name.c_str());
+    flock(object, LOCK_UN);  // a child process may have inherited the descriptor
+    close(object);
+}
+
+}  // namespace platform

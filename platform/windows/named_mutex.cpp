@@ -1,0 +1,36 @@
+#include "platform/named_mutex.h"
+
+#include <windows.h>
+
+#include "platform/windows/wide_text.h"
+
+namespace platform {
+
+NamedMutexHold::NamedMutexHold(const std::string& name) : m_name(name) {
+    const std::wstring wideName = ToWide(name, CP_UTF8);
+    HANDLE mutex = OpenMutexW(MUTEX_ALL_ACCESS, FALSE, wideName.c_str());
+    if (mutex == nullptr) {
+        mutex = CreateMutexW(nullptr, FALSE, wideName.c_str());
+    }
+    if (mutex == nullptr) {
+        return;
+    }
+    const DWORD result = WaitForSingleObject(mutex, INFINITE);
+    // Abandoned: the former holder died. What the mutex serialises keeps no state that it could
+    // have left half done.
+    if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
+        m_handle = reinterpret_cast<long long>(mutex);
+    } else {
+        CloseHandle(mutex);
+    }
+}
+
+NamedMutexHold::~NamedMutexHold() {
+    if (Owned()) {
+        const HANDLE mutex = reinterpret_cast<HANDLE>(m_handle);
+        ReleaseMutex(mutex);
+        CloseHandle(mutex);
+    }
+}
+
+}  // namespace platform

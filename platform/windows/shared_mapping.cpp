@@ -1,0 +1,104 @@
+#include "platform/shared_mapping.h"
+
+#include <windows.h>
+
+#include <utility>
+
+namespace platform {
+namespace {
+
+int LastError() {
+    return static_cast<int>(GetLastError());
+}
+
+// Takes the page faults now. Each page is written with what it holds, as a read alone would leave
+// the first write to fault again.
+void Populate(std::byte* view, std::uint64_t size, bool writable) {
+    SYSTEM_INFO system{};
+    GetSystemInfo(&system);
+    for (std::uint64_t offset = 0; offset < size; offset += system.dwPageSize) {
+        volatile std::byte* const page = view + offset;
+        const std::byte held = *page;
+        if (writable) {
+            *page = held;
+        }
+    }
+}
+
+std::uint64_t ViewSize(const void* view) {
+    MEMORY_BASIC_INFORMATION information{};
+    VirtualQuery(view, &information, sizeof(information));
+    return information.RegionSize;
+}
+
+}  // namespace
+
+int SharedMapping::Create(const char* name, std::uint64_t size) {
+    UnmapAndClose();
+    if (size == 0 || !StoreName(name)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const HANDLE mapping =
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
+                           static_cast<DWORD>(size >> 32), static_cast<DWORD>(size), m_name);
+    if (mapping == nullptr) {
+        return LastError();
+    }
+    m_handle = reinterpret_cast<long long>(mapping);
+    m_size = size;
+    m_owner = true;
+    return 0;
+}
+
+int SharedMapping::Open(const char* name) {
+    UnmapAndClose();
+    if (!StoreName(name)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const HANDLE mapping = OpenFileMappingA(FILE_MAP_READ, FALSE, m_name);
+    if (mapping == nullptr) {
+        return LastError();
+    }
+    m_handle = reinterpret_cast<long long>(mapping);
+    return 0;
+}
+
+int SharedMapping::Map() {
+    if (m_view != nullptr) {
+        return 0;
+    }
+    if (!IsOpen()) {
+        return ERROR_INVALID_HANDLE;
+    }
+    // The size is asked for by number (0, the whole object, only where it is not known): an object
+    // of that name that is still open elsewhere may be smaller, which must fail here.
+    void* const view = MapViewOfFile(reinterpret_cast<HANDLE>(m_handle),
+                                     m_owner ? FILE_MAP_ALL_ACCESS : FILE_MAP_READ, 0, 0, m_size);
+    if (view == nullptr) {
+        return LastError();
+    }
+    m_view = static_cast<std::byte*>(view);
+    if (m_size == 0) {
+        m_size = ViewSize(view);
+    }
+    Populate(m_view, m_size, m_owner);
+    return 0;
+}
+
+int SharedMapping::Unmap() {
+    std::byte* const view = std::exchange(m_view, nullptr);
+    return view == nullptr || UnmapViewOfFile(view) ? 0 : LastError();
+}
+
+int SharedMapping::Close() {
+    if (!IsOpen()) {
+        return 0;
+    }
+    const HANDLE mapping = reinterpret_cast<HANDLE>(std::exchange(m_handle, kNoHandle));
+    m_owner = false;
+    return CloseHandle(mapping) ? 0 : LastError();
+}
+
+void SweepRegionsOfDeadProcesses() {}
+
+}  // namespace platform
