@@ -1,0 +1,20 @@
+// The program's commands. Each writes its results to standard output and throws host::Failure when
+// it cannot do its work.
+#pragma once
+
+#include "host/exit_codes.h"
+#include "host/options.h"
+
+namespace host {
+
+ExitCode RunList(const Options& options);
+ExitCode RunGrab(const Options& options);
+ExitCode RunGet(const Options& options);
+ExitCode RunSet(const Options& options);
+ExitCode RunParams(const Options& options);
+ExitCode RunWatch(const Options& options);
+ExitCode RunSave(const Options& options);
+ExitCode RunLoad(const Options& options);
+ExitCode RunFolder(const Options& options);
+
+}  // namespace host

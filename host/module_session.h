@@ -1,0 +1,97 @@
+// The camera module in this process, loaded, created and destroyed as a machine-vision host does.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/choice_list.h"
+#include "host/options.h"
+#include "imaging/buffer_node.h"
+#include "module/framework/module_frame.h"
+#include "platform/library.h"
+
+namespace host {
+
+// What the module tells the host. Called on threads of the module, which may hold its locks: an
+// observer keeps what it is told, returns at once and does not call the module.
+class ModuleObserver {
+  public:
+    virtual ~ModuleObserver() = default;
+
+    // The frame of this number is at the module.
+    virtual void OnFrameArrived(std::uint32_t frameNumber) = 0;
+    // Every other notice, by its report code.
+    virtual void OnNotice(std::uint32_t code, std::string_view text) = 0;
+    // True when the host procedure takes the frame; then the host reads it from the module.
+    virtual bool OnTryRunProcedure(std::int32_t procedure, std::uint32_t frameNumber) = 0;
+};
+
+// An image that the host has from the module; handed back when the owner lets go of it, on
+// whatever thread. It must be gone before the module is.
+class Frame {
+  public:
+    Frame() = default;
+    Frame(CAbstractUserModule& module, const cam::BufferNode& record)
+        : m_module(&module), m_record(record) {}
+    ~Frame() { HandBack(); }
+    Frame(Frame&& other) noexcept
+        : m_module(std::exchange(other.m_module, nullptr)), m_record(other.m_record) {}
+    Frame& operator=(Frame&& other) noexcept;
+
+    [[nodiscard]] const cam::BufferNode& Record() const noexcept { return m_record; }
+
+  private:
+    void HandBack() noexcept;
+
+    CAbstractUserModule* m_module = nullptr;
+    cam::BufferNode m_record;
+};
+
+// One at a time in a process. Where nothing else is said, a failure is thrown as host::Failure.
+class ModuleSession {
+  public:
+    // Sets up log and simulated cameras, loads the module's file and creates the module.
+    // `observer` outlives the session.
+    ModuleSession(const Options& options, ModuleObserver& observer);
+    // Without an observer: what the module tells is not of interest.
+    explicit ModuleSession(const Options& options);
+    ~ModuleSession();
+    ModuleSession(const ModuleSession&) = delete;
+    ModuleSession& operator=(const ModuleSession&) = delete;
+
+    [[nodiscard]] std::string Get(const std::string& key);
+    [[nodiscard]] ChoiceList Cameras();
+
+    // The module's status; a command leaves no trace in a saved solution.
+    [[nodiscard]] std::uint32_t TryCommand(const std::string& key, const std::string& value);
+    void Command(const std::string& key, const std::string& value);
+    // A value that belongs to the solution.
+    void Set(const std::string& key, const std::string& value);
+
+    // Opens the camera that the options name and writes their settings. Where they name none,
+    // `orFirst` takes the first one listed. False: no camera was asked for, only settings written.
+    bool OpenCamera(const Options& options, bool orFirst);
+
+    // Tells the module which host procedures take its frames; without any it ignores frames.
+    void RelateProcedures(std::uint64_t count);
+
+    // Reads the next frame: one from the queue, else one that the module triggers. 0, and `frame`
+    // filled; or the module's status.
+    [[nodiscard]] std::uint32_t TakeFrame(Frame& frame);
+
+    void SaveSolution(const std::string& path);
+    void LoadSolution(const std::string& path);
+
+  private:
+    struct Framework;
+
+    std::unique_ptr<Framework> m_framework;  // first in, last out
+    platform::DynamicLibrary m_library;
+    std::unique_ptr<CAbstractUserModule, std::function<void(CAbstractUserModule*)>> m_module;
+};
+
+}  // namespace host

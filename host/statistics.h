@@ -1,0 +1,49 @@
+// Figures about the frames of one run.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace host {
+
+using Clock = std::chrono::steady_clock;
+
+// The value that `percent` of all values do not exceed (nearest rank); nothing of no values.
+[[nodiscard]] std::optional<double> Percentile(std::vector<double> values, double percent);
+
+// Follows each frame from the module's notice of its arrival to the host that has it, and counts
+// the frames that get lost on the way. The notices come on threads of the module.
+class FrameJournal {
+  public:
+    struct Counts {
+        std::uint64_t arrived = 0;  // at the module
+        std::uint64_t missing = 0;  // gaps in the camera's frame numbers: never reached the module
+        std::uint64_t discarded = 0;  // by the module, after they arrived
+        std::uint64_t waiting = 0;    // arrived, and not yet taken by the host
+    };
+
+    void Arrived(std::uint32_t frameNumber, Clock::time_point when);
+
+    // The host has the frame. Frames come in order, so those that arrived earlier and were not
+    // taken have been discarded. The time since its arrival; nothing when no notice was seen.
+    std::optional<Clock::duration> Taken(std::uint32_t frameNumber, Clock::time_point when);
+
+    [[nodiscard]] Counts Count() const;
+
+  private:
+    struct Arrival {
+        std::uint32_t frameNumber;
+        Clock::time_point when;
+    };
+
+    mutable std::mutex m_mutex;  // guards all below
+    std::deque<Arrival> m_waiting;
+    std::optional<std::uint32_t> m_lastNumber;
+    Counts m_counts;
+};
+
+}  // namespace host

@@ -1,0 +1,55 @@
+#include "host/console.h"
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+#include <stdio.h>
+
+namespace host {
+namespace {
+
+std::string ToUtf8(const wchar_t* text) {
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (size < 1) {
+        return {};
+    }
+    std::string utf8(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
+    utf8.resize(static_cast<std::size_t>(size) - 1);
+    return utf8;
+}
+
+bool IsConsole(DWORD standardHandle) {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(standardHandle), &mode) != 0;
+}
+
+}  // namespace
+
+// The arguments of main are in the system's code page, which loses most of Unicode.
+std::vector<std::string> StartConsole(int, char**) {
+    SetConsoleOutputCP(CP_UTF8);
+    // The same bytes as everywhere for those who read the output of the program.
+    _setmode(_fileno(stdout), _O_BINARY);
+    _setmode(_fileno(stderr), _O_BINARY);
+
+    int count = 0;
+    wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> arguments;
+    for (int i = 1; i < count; ++i) {
+        arguments.push_back(ToUtf8(wide[i]));
+    }
+    LocalFree(static_cast<void*>(wide));
+    return arguments;
+}
+
+bool StandardOutputIsTerminal() {
+    return IsConsole(STD_OUTPUT_HANDLE);
+}
+bool StandardErrorIsTerminal() {
+    return IsConsole(STD_ERROR_HANDLE);
+}
+
+}  // namespace host

@@ -1,0 +1,57 @@
+#include "platform/library.h"
+
+#include <windows.h>
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace platform {
+
+DynamicLibrary::~DynamicLibrary() {
+    Unload();
+}
+
+DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
+    : m_handle(std::exchange(other.m_handle, nullptr)) {}
+
+DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
+    if (this != &other) {
+        Unload();
+        m_handle = std::exchange(other.m_handle, nullptr);
+    }
+    return *this;
+}
+
+bool DynamicLibrary::Load(const std::string& path, std::string& error) {
+    Unload();
+    // The search beside the file works for absolute paths only.
+    std::error_code failed;
+    const std::filesystem::path file =
+        std::filesystem::absolute(std::u8string(path.begin(), path.end()), failed);
+    m_handle =
+        failed ? nullptr : LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (m_handle == nullptr) {
+        const auto code = failed ? failed.value() : static_cast<int>(GetLastError());
+        error = path + ": " + std::system_category().message(code);
+    }
+    return IsLoaded();
+}
+
+DynamicLibrary::AnyFunction DynamicLibrary::Symbol(const char* name) const noexcept {
+    return m_handle == nullptr ? nullptr
+                               : reinterpret_cast<AnyFunction>(
+                                     GetProcAddress(static_cast<HMODULE>(m_handle), name));
+}
+
+void DynamicLibrary::Unload() noexcept {
+    if (m_handle != nullptr) {
+        FreeLibrary(static_cast<HMODULE>(std::exchange(m_handle, nullptr)));
+    }
+}
+
+std::string LibraryFileName(std::string_view name) {
+    return std::string(name) + ".dll";
+}
+
+}  // namespace platform

@@ -1,0 +1,40 @@
+# shellcheck shell=bash
+# What test.sh and check.sh share; to be sourced from the project's folder.
+
+run_quietly() {
+    local log
+    log=$(mktemp)
+    if ! "$@" >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        echo "failed: $*" >&2
+        return 1
+    fi
+    rm -f "$log"
+}
+
+# A Wine of the project's own, so that the user's is left alone; ended with its programs.
+start_wine() {
+    export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+    mkdir -p build
+    run_quietly wineboot --init
+}
+stop_wine() { wineserver -k 2>/dev/null || true; }
+
+# build_and_test PRESET: configures, builds and runs the tests; the output of what fails.
+build_and_test() {
+    local preset=$1 status=0
+    echo "== $preset"
+    run_quietly cmake --preset "$preset" || return 1
+    run_quietly cmake --build --preset "$preset" || return 1
+    if [[ "$preset" == windows ]]; then
+        start_wine || return 1
+        trap stop_wine EXIT
+    fi
+    ctest --preset "$preset" --progress --no-tests=error || status=1
+    if [[ "$preset" == windows ]]; then
+        stop_wine
+        trap - EXIT
+    fi
+    return "$status"
+}

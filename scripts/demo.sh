@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# Grabs from a GigE Vision camera through the module: starts one, a process of its own that speaks
+# the protocol on the loopback interface, lists it, takes 100 frames by software trigger and 100 as
+# it sends them, and saves some as PNG. Leaves nothing behind but the pictures.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+build=build/demo
+pictures=$build/pictures
+serial=DEMO0001
+address=127.0.0.1
+frames=100
+save_every=20
+camera_program=arv-fake-gv-camera-0.8
+
+scratch=$(mktemp -d)
+camera=
+# Whatever ends the script ends the camera, by its own process id.
+clean_up() {
+    if [[ -n "$camera" ]]; then
+        kill "$camera" 2>/dev/null || true
+        wait "$camera" 2>/dev/null || true
+        camera=
+    fi
+    rm -rf "$scratch"
+}
+trap clean_up EXIT
+trap 'exit 130' INT TERM
+
+quietly() {
+    if ! "$@" >"$scratch/log" 2>&1; then
+        cat "$scratch/log" >&2
+        echo "demo.sh: failed: $*" >&2
+        exit 1
+    fi
+}
+
+shared_memory() { find /dev/shm -maxdepth 1 -name '*{*' -printf '%f\n' 2>/dev/null | sort; }
+
+scripts/setup.sh demo
+echo "Building ..."
+quietly cmake --preset linux -B "$build" -DBUILD_TESTING=OFF
+quietly cmake --build "$build" --target camera_host CameraModule
+host=$build/bin/camera_host
+shared_memory >"$scratch/before"
+
+# Several cameras at one address would get in each other's way, so a busy one counts as none.
+start_camera() {
+    command -v "$camera_program" >/dev/null || return 1
+    "$camera_program" -i "$address" -s "$serial" >"$scratch/camera" 2>&1 &
+    camera=$!
+    local tries
+    for ((tries = 0; tries < 20; ++tries)); do
+        kill -0 "$camera" 2>/dev/null || return 1
+        if "$host" list 2>/dev/null | grep -q "^$serial"; then
+            return 0
+        fi
+        sleep 0.25
+    done
+    return 1
+}
+
+options=(--camera "$serial")
+if start_camera; then
+    echo "A GigE Vision camera runs in process $camera at $address."
+    real=(list)
+else
+    echo "No GigE Vision camera could be started here; the cameras below are SIMULATED."
+    options+=(--simulate "gige serial=$serial name=Demo")
+    real=(list --simulate "gige serial=$serial name=Demo")
+fi
+
+rm -rf "$pictures"
+echo
+echo "Cameras that the module finds:"
+"$host" "${real[@]}"
+echo
+echo "$frames frames, one software trigger each:"
+"$host" grab "${options[@]}" --frames "$frames" --out "$pictures/on-request" --save-every "$save_every"
+echo
+echo "$frames frames as the camera sends them:"
+"$host" grab "${options[@]}" --frames "$frames" --run-by-camera --out "$pictures/run-by-camera" \
+    --save-every "$save_every"
+echo
+
+clean=yes
+if [[ -n "$camera" ]]; then
+    kill "$camera"
+    wait "$camera" 2>/dev/null || true
+    camera=
+fi
+scratch_after=$(shared_memory)
+if [[ "$scratch_after" != "$(cat "$scratch/before")" ]]; then
+    echo "demo.sh: shared memory was left behind:" >&2
+    diff "$scratch/before" <(echo "$scratch_after") >&2 || true
+    clean=no
+fi
+if [[ -n "$(jobs -rp)" ]]; then
+    echo "demo.sh: processes still run: $(jobs -rp)" >&2
+    clean=no
+fi
+[[ "$clean" == yes ]] || exit 1
+echo "The pictures are in $pictures. No process and no shared memory is left behind."
