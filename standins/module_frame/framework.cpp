@@ -8,6 +8,11 @@
 
 namespace module_frame {
 
+Framework& TheFramework() noexcept {
+    static Framework* const framework = new Framework;
+    return *framework;
+}
+
 Framework::Framework() {
     SetConfigFolder(std::getenv("MODULE_FRAME_CONFIG_DIR"));
 }

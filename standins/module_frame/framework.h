@@ -69,4 +69,7 @@ class Framework {
     std::string m_configFolder;
 };
 
+// The one of the process. Leaked on purpose: modules may report while statics are being destroyed.
+[[nodiscard]] Framework& TheFramework() noexcept;
+
 }  // namespace module_frame

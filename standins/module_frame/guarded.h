@@ -5,9 +5,6 @@
 
 namespace module_frame {
 
-// Leaked on purpose: modules may report while the process's statics are being destroyed.
-[[nodiscard]] Framework& TheFramework() noexcept;
-
 // No exception crosses into a module or host, which may have been built with another runtime.
 template <typename Work>
 [[nodiscard]] Status Guarded(Work&& work) noexcept {

@@ -16,15 +16,6 @@ using module_frame::Solution;
 using module_frame::Status;
 using module_frame::TheFramework;
 
-namespace module_frame {
-
-Framework& TheFramework() noexcept {
-    static Framework* const framework = new Framework;
-    return *framework;
-}
-
-}  // namespace module_frame
-
 namespace {
 
 Status SetParam(void* handle, CAbstractUserModule& module, const char* key, const char* value) {

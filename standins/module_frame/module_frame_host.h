@@ -41,8 +41,8 @@ void ModuleFrame_DestroyHandle(void* handle);
 void ModuleFrame_SetObserver(const ModuleFrameObserver* observer);
 
 // The folder of "GlobalCameraModuleAlgorithm.xml"; default: the environment's
-// MODULE_FRAME_CONFIG_DIR, else the program's working folder. A missing file reads as an empty
-// list; a damaged one as kModuleFrameNoFile.
+// MODULE_FRAME_CONFIG_DIR, else the program's working folder, which null stands for too. A missing
+// file reads as an empty list, a damaged one as kModuleFrameNoFile.
 void ModuleFrame_SetConfigFolder(const char* folder);
 
 // The answer of CQ_M_GetBufferNodeNum; default 0.

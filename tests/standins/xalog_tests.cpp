@@ -1,14 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <barrier>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -43,6 +44,12 @@ std::vector<std::string> LinesOf(const std::filesystem::path& path) {
         lines.push_back(line);
     }
     return lines;
+}
+
+std::string FormOf(std::string line) {
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c >= '0' && c <= '9'; }, '0');
+    return line;
 }
 
 std::string UniversalSecond() {
@@ -129,14 +136,12 @@ TEST_F(XalogTest, FileLinesCarryUniversalTimeAndLevel) {
     // Read while the file is still open: a line is with the system as soon as it was logged.
     const std::vector<std::string> lines = LinesOf(m_path);
     ASSERT_EQ(lines.size(), 2U);
-    const std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[[DIWE]\] .*)");
     for (const std::string& line : lines) {
-        EXPECT_TRUE(std::regex_match(line, form)) << line;
         EXPECT_GE(line.substr(0, before.size()), before);
         EXPECT_LE(line.substr(0, after.size()), after);
     }
-    EXPECT_EQ(lines[0].substr(23), " [D] one");
-    EXPECT_EQ(lines[1].substr(23), " [E] four");
+    EXPECT_EQ(FormOf(lines[0]), "0000-00-00 00:00:00.000 [D] one");
+    EXPECT_EQ(FormOf(lines[1]), "0000-00-00 00:00:00.000 [E] four");
 }
 
 TEST_F(XalogTest, AFileThatCannotBeOpenedLeavesTheOldOne) {
