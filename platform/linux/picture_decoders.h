@@ -1,0 +1,11 @@
+// The decoders behind DecodePicture, one a library.
+#pragma once
+
+#include "platform/picture.h"
+
+namespace platform {
+
+[[nodiscard]] DecodedImage DecodeTiff(const PictureFile& file);
+[[nodiscard]] DecodedImage DecodeBmpJpegPng(const PictureFile& file);
+
+}  // namespace platform
