@@ -17,9 +17,9 @@ struct BufferNode {
     std::uint32_t dataLength = 0;   // valid bytes at `data`; 0: no image
     std::uint32_t frameNumber = 0;  // the camera's
     std::uint32_t reserved0 = 0;
-    std::uint8_t* data = nullptr;   // first image byte, behind the region's header
-    std::uint32_t capacity = 0;     // bytes available at `data`
-    std::uint32_t handedOver = 0;   // 1 once a host procedure took the frame (run by camera)
+    std::uint8_t* data = nullptr;      // first image byte, behind the region's header
+    std::uint32_t capacity = 0;        // bytes available at `data`
+    std::uint32_t handedOver = 0;      // 1 once a host procedure took the frame (run by camera)
     const char* sharedName = nullptr;  // the region's name; lives as long as the region's record
     std::uint32_t tagValue = 0;        // carried over from the camera's frame information
     std::uint32_t reserved1[3] = {};

@@ -27,10 +27,10 @@ inline constexpr int kNoModuleId = -1;
 
 // A macro, because a disabled level must not form the arguments and the line names its call site.
 // `function` is a literal such as "CCameraModule::Init"; `format` is a literal.
-#define CAM_LOG(level, moduleId, function, format, ...)                                         \
-    do {                                                                                        \
-        if (Xalog_ShouldLog(level)) {                                                           \
-            Xalog_LogPrint(level, "[%s] [ModuId:%d] [%s@%d] " format, cam::LogModuleName(),     \
-                           moduleId, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__);            \
-        }                                                                                       \
+#define CAM_LOG(level, moduleId, function, format, ...)                                     \
+    do {                                                                                    \
+        if (Xalog_ShouldLog(level)) {                                                       \
+            Xalog_LogPrint(level, "[%s] [ModuId:%d] [%s@%d] " format, cam::LogModuleName(), \
+                           moduleId, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__);        \
+        }                                                                                   \
     } while (false)

@@ -1,0 +1,30 @@
+#include "camera/device_tables.h"
+
+#include "module/shared_values.h"
+
+namespace cam {
+
+DeviceIdentity IdentityOf(const GenTLDeviceInfo& record) {
+    return {FieldText(record.serialNumber), FieldText(record.vendorName),
+            FieldText(record.modelName), FieldText(record.userDefinedName)};
+}
+
+DeviceIdentity IdentityOf(const CameraDeviceInfo& record) {
+    if (record.transportType == KZ_TRANSPORT_USB3) {
+        return {FieldText(record.usb3.serialNumber), FieldText(record.usb3.manufacturerName),
+                FieldText(record.usb3.modelName), FieldText(record.usb3.userDefinedName)};
+    }
+    return {FieldText(record.gige.serialNumber), FieldText(record.gige.manufacturerName),
+            FieldText(record.gige.modelName), FieldText(record.gige.userDefinedName)};
+}
+
+bool KnownTransport(const CameraDeviceInfo& record) {
+    return record.transportType == KZ_TRANSPORT_GIGE || record.transportType == KZ_TRANSPORT_USB3;
+}
+
+bool HasSerial(const CameraDeviceInfo& record, std::string_view serial) {
+    return FieldText(record.gige.serialNumber) == serial ||
+           FieldText(record.usb3.serialNumber) == serial;
+}
+
+}  // namespace cam

@@ -1,0 +1,358 @@
+#include "camera/my_camera.h"
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+namespace cam {
+
+namespace {
+
+// Multicast group and port of the live view.
+constexpr std::uint32_t kRealTimeGroup = 0xEFC00101;  // 239.192.1.1
+constexpr std::uint16_t kRealTimePort = 1042;
+
+constexpr std::uint32_t kUnsetPixelType = 0xFFFFFFFF;
+constexpr std::uint32_t kLineModeStrobe = 8;
+constexpr std::uint16_t kNoSwitchoverKey = 0;
+
+// The camera lock is held for single SDK calls of milliseconds; a stop, the only long one, ends the
+// wait by announcing itself.
+constexpr std::chrono::microseconds kCallbackLockPause{50};
+
+}  // namespace
+
+CMyCamera::CMyCamera() {
+    m_frameInfo.pixelType = kUnsetPixelType;
+}
+
+CMyCamera::~CMyCamera() {
+    Close();
+}
+
+Status CMyCamera::Open(const CameraDeviceInfo* record) {
+    if (record == nullptr) {
+        return kInvalid;
+    }
+    const StopAnnouncement stop(*this);
+    const platform::LockGuard hold(m_lock);
+    Close();
+    KZHandle handle = nullptr;
+    const Status created = KZ_CC_CreateHandle(&handle, record);
+    if (created != kOk) {
+        CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::Open",
+                "KZ_CC_CreateHandle failed, nRet %#x.", created);
+        return created;
+    }
+    const Status opened = OpenCreated(handle, KZ_ACCESS_CONTROL);
+    if (opened == kOk && record->transportType == KZ_TRANSPORT_GIGE) {
+        SetOptimalPacketSize(handle);
+    }
+    return opened;
+}
+
+Status CMyCamera::Open(const GenTLDeviceInfo* record) {
+    if (record == nullptr) {
+        return kInvalid;
+    }
+    const StopAnnouncement stop(*this);
+    const platform::LockGuard hold(m_lock);
+    Close();
+    KZHandle handle = nullptr;
+    const Status created = KZ_CC_CreateHandleByGenTL(&handle, record);
+    if (created != kOk) {
+        CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::Open",
+                "KZ_CC_CreateHandleByGenTL failed, nRet %#x.", created);
+        return created;
+    }
+    return OpenCreated(handle, KZ_ACCESS_EXCLUSIVE);
+}
+
+Status CMyCamera::OpenCreated(KZHandle handle, std::uint32_t accessMode) {
+    m_handle = handle;
+    ++m_openCount;
+    const Status opened = KZ_CC_OpenDevice(handle, accessMode, kNoSwitchoverKey);
+    if (opened != kOk) {
+        CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::Open",
+                "KZ_CC_OpenDevice failed, nRet %#x.", opened);
+        Close();
+    }
+    return opened;
+}
+
+void CMyCamera::SetOptimalPacketSize(KZHandle handle) {
+    const std::int32_t size = KZ_CC_GetOptimalPacketSize(handle);
+    if (size < 1) {
+        CAM_LOG(kLogWarning, m_moduleId.Get(), "CMyCamera::Open", "Warning:Get Packet Size fail.");
+        return;
+    }
+    const Status set =
+        KZ_CC_SetIntValue(handle, "GevSCPSPacketSize", static_cast<std::uint32_t>(size));
+    if (set != kOk) {
+        CAM_LOG(kLogWarning, m_moduleId.Get(), "CMyCamera::Open",
+                "Warning:Set Packet Size %d fail nRet %#x.", size, set);
+    }
+}
+
+void CMyCamera::Close() {
+    const StopAnnouncement stop(*this);
+    const platform::LockGuard hold(m_lock);
+    m_key.Set("");
+    if (const KZHandle handle = m_handle.load(); handle != nullptr) {
+        KZ_CC_StopGrabbing(handle);
+        KZ_CC_CloseDevice(handle);
+        KZ_CC_DestroyHandle(handle);
+        m_handle = nullptr;
+    }
+    m_grabbing.Set(false);
+    const std::lock_guard holdInfo(m_frameInfoLock);
+    m_frameInfo.frameNumber = 0;
+}
+
+void CMyCamera::DropLost(std::uint32_t openCount) {
+    const StopAnnouncement stop(*this);
+    const platform::LockGuard hold(m_lock);
+    const KZHandle handle = m_handle.load();
+    if (handle == nullptr || m_openCount != openCount) {
+        return;
+    }
+    KZ_CC_DestroyHandle(handle);
+    m_handle = nullptr;
+    m_grabbing.Set(false);
+}
+
+Status CMyCamera::StartGrabbing() {
+    const platform::LockGuard hold(m_lock);
+    const KZHandle handle = m_handle.load();
+    if (handle == nullptr) {
+        return kOk;
+    }
+    const Status started = KZ_CC_StartGrabbing(handle);
+    if (started == kOk) {
+        m_grabbing.Set(true);
+    }
+    return started;
+}
+
+CMyCamera::Configuration::Configuration(CMyCamera& camera) : m_camera(camera) {
+    const platform::LockGuard hold(m_camera.m_lock);
+    ++m_camera.m_configurations;
+}
+
+CMyCamera::Configuration::~Configuration() {
+    const platform::LockGuard hold(m_camera.m_lock);
+    --m_camera.m_configurations;
+}
+
+Status CMyCamera::ResumeGrabbing() {
+    const platform::LockGuard hold(m_lock);
+    return m_configurations == 0 ? StartGrabbing() : kOk;
+}
+
+Status CMyCamera::StopGrabbing() {
+    const StopAnnouncement stop(*this);
+    const platform::LockGuard hold(m_lock);
+    const KZHandle handle = m_handle.load();
+    if (handle == nullptr) {
+        return kOk;
+    }
+    const Status stopped = KZ_CC_StopGrabbing(handle);
+    if (stopped == kOk) {
+        m_grabbing.Set(false);
+    }
+    return stopped;
+}
+
+Status CMyCamera::RegisterImageCallBack(KZImageCallback callback, void* user) {
+    return WithHandle(
+        [&](KZHandle handle) { return KZ_CC_RegisterImageCallBackEx(handle, callback, user); });
+}
+
+Status CMyCamera::RegisterExceptionCallBack(KZExceptionCallback callback, void* user) {
+    return WithHandle(
+        [&](KZHandle handle) { return KZ_CC_RegisterExceptionCallBack(handle, callback, user); });
+}
+
+Status CMyCamera::RegisterEventCallBack(const char* eventName, KZEventCallback callback,
+                                        void* user) {
+    return WithHandle([&](KZHandle handle) {
+        return KZ_CC_RegisterEventCallBackEx(handle, eventName, callback, user);
+    });
+}
+
+Status CMyCamera::SetIntValue(const char* name, std::uint32_t value) {
+    return Call(KZ_CC_SetIntValue, name, value);
+}
+
+Status CMyCamera::SetFloatValue(const char* name, float value) {
+    return Call(KZ_CC_SetFloatValue, name, value);
+}
+
+Status CMyCamera::SetEnumValue(const char* name, std::uint32_t value) {
+    return Call(KZ_CC_SetEnumValue, name, value);
+}
+
+Status CMyCamera::SetEnumValueByString(const char* name, const char* entry) {
+    return Call(KZ_CC_SetEnumValueByString, name, entry);
+}
+
+Status CMyCamera::SetBoolValue(const char* name, bool value) {
+    return Call(KZ_CC_SetBoolValue, name, value);
+}
+
+Status CMyCamera::SetStringValue(const char* name, const char* value) {
+    return Call(KZ_CC_SetStringValue, name, value);
+}
+
+Status CMyCamera::SetCommandValue(const char* name) {
+    return Call(KZ_CC_SetCommandValue, name);
+}
+
+Status CMyCamera::GetStringValue(const char* name, char* destination, std::size_t size) {
+    if (name == nullptr || destination == nullptr || size == 0) {
+        return kInvalid;
+    }
+    KZStringValue value{};
+    const Status read = Call(KZ_CC_GetStringValue, name, &value);
+    if (read == kOk) {
+        const std::string_view text = FieldText(value.current);
+        std::snprintf(destination, size, "%.*s", static_cast<int>(text.size()), text.data());
+    }
+    return read;
+}
+
+Status CMyCamera::GetNodeInterfaceType(const char* name, KZNodeType* type) {
+    return Call(KZ_XML_GetNodeInterfaceType, name, type);
+}
+
+Status CMyCamera::GetIntValue(const char* name, KZIntValue* value) {
+    return Call(KZ_CC_GetIntValue, name, value);
+}
+
+Status CMyCamera::GetFloatValue(const char* name, KZFloatValue* value) {
+    return Call(KZ_CC_GetFloatValue, name, value);
+}
+
+Status CMyCamera::GetEnumValue(const char* name, KZEnumValue* value) {
+    return Call(KZ_CC_GetEnumValue, name, value);
+}
+
+Status CMyCamera::GetBoolValue(const char* name, bool* value) {
+    return Call(KZ_CC_GetBoolValue, name, value);
+}
+
+Status CMyCamera::GetWidth(KZIntValue* value) {
+    return Call(KZ_CC_GetWidth, value);
+}
+
+Status CMyCamera::GetHeight(KZIntValue* value) {
+    return Call(KZ_CC_GetHeight, value);
+}
+
+Status CMyCamera::GetAllMatchInfo(KZMatchInfo* info) {
+    return Call(KZ_CC_GetAllMatchInfo, info);
+}
+
+Status CMyCamera::SetTransmissionType(std::uint32_t type) {
+    KZTransmissionType transmission{};
+    transmission.type = type;
+    transmission.destinationAddress = kRealTimeGroup;
+    transmission.destinationPort = kRealTimePort;
+    return Call(KZ_GIGE_SetTransmissionType, &transmission);
+}
+
+Status CMyCamera::ReverseElecLevel(std::int32_t lineSet, std::int32_t invert) {
+    static constexpr char kFunction[] = "CMyCamera::ReverseElecLevel";
+    const std::uint32_t first = lineSet == 2 ? 0 : 1;
+    const std::uint32_t end = lineSet == 3 ? 5 : 3;
+    Status result = kOk;
+    for (std::uint32_t line = first; line < end; ++line) {
+        result = SetEnumValue("LineSelector", line);
+        if (result != kOk) {
+            CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "Set LineSelector %d failed, nRet %#x.",
+                    static_cast<int>(line), result);
+            break;
+        }
+        result = SetEnumValue("LineMode", kLineModeStrobe);
+        if (result != kOk) {
+            CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "Set LineMode failed, nRet %#x.",
+                    result);
+            break;
+        }
+        result = SetBoolValue("LineInverter", invert == 1);
+        if (result != kOk) {
+            CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "Set LineInverter failed, nRet %#x.",
+                    result);
+            break;
+        }
+    }
+    return result;
+}
+
+Status CMyCamera::SetTriggerMode(bool on) {
+    // Cameras offer the feature as a boolean or as an enumeration; the one that does not fit fails.
+    const Status asBool = SetBoolValue("TriggerMode", on);
+    const Status asEnum = SetEnumValue("TriggerMode", on ? 1 : 0);
+    return asBool == kOk ? asBool : asEnum;
+}
+
+void CMyCamera::EnterRealTimeMode() {
+    static constexpr char kFunction[] = "CMyCamera::EnterRealTimeMode";
+    if (const Status stopped = StopGrabbing(); stopped != kOk) {
+        CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "StopGrabbing Error:%#x", stopped);
+    }
+    if (const Status set = SetTransmissionType(KZ_TRANSMISSION_UNICAST_AND_MULTICAST); set != kOk) {
+        CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "SetTransmission Error:%#x", set);
+    }
+    static_cast<void>(SetTriggerMode(false));
+    m_realTime.Set(true);
+}
+
+void CMyCamera::ExitRealTimeMode() {
+    if (!m_realTime.Get()) {
+        return;
+    }
+    if (const Status stopped = StopGrabbing(); stopped != kOk) {
+        CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::ExitRealTimeMode",
+                "StopGrabbing Error:%#x", stopped);
+    }
+    static_cast<void>(SetTriggerMode(true));
+    static_cast<void>(SetTransmissionType(KZ_TRANSMISSION_UNICAST));
+    m_realTime.Set(false);
+}
+
+Status CMyCamera::DecodeFrame(HbDecodeParam* param) {
+    return KZ_CC_HB_Decode(m_handle.load(), param);
+}
+
+bool CMyCamera::TryLockWhileStreaming() {
+    while (!m_lock.try_lock()) {
+        if (m_stopsUnderWay > 0) {
+            return false;
+        }
+        std::this_thread::sleep_for(kCallbackLockPause);
+    }
+    return true;
+}
+
+Status CMyCamera::ConvertPixelType(PixelConvertParam* param) {
+    if (!TryLockWhileStreaming()) {
+        return kInvalid;
+    }
+    const KZHandle handle = m_handle.load();
+    const Status converted = handle != nullptr ? KZ_CC_ConvertPixelType(handle, param) : kInvalid;
+    m_lock.unlock();
+    return converted;
+}
+
+void CMyCamera::StoreFrameInfo(const FrameOutInfo& info) {
+    const std::lock_guard hold(m_frameInfoLock);
+    m_frameInfo = info;
+}
+
+FrameOutInfo CMyCamera::LastFrameInfo() const {
+    const std::lock_guard hold(m_frameInfoLock);
+    return m_frameInfo;
+}
+
+}  // namespace cam

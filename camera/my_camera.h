@@ -1,0 +1,183 @@
+// One handle of the camera SDK, safe to use from every thread of the module.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <type_traits>
+
+#include "camera/sdk/kz_camera_control.h"
+#include "module/framework/status_codes.h"
+#include "module/log/log.h"
+#include "module/shared_values.h"
+#include "platform/lock.h"
+
+namespace cam {
+
+inline constexpr std::size_t kCameraTextSize = 64;
+using CameraText = FixedText<kCameraTextSize>;
+
+// Every operation holds the camera lock, so that the handle is never used while another thread
+// opens, closes or replaces it. Results are 0, the SDK's code unchanged, or kInvalid: no camera
+// open, or a null pointer. The lock is the module's innermost: under it only the SDK is called.
+//
+// The SDK's stop, close and destroy calls wait for a frame callback in progress, and the callback
+// wants the camera lock for pixel conversion. Every such call therefore announces itself before it
+// takes the lock, and the callback (TryLockWhileStreaming) does not wait behind an announced one.
+class CMyCamera {
+  public:
+    CMyCamera();
+    ~CMyCamera();
+    CMyCamera(const CMyCamera&) = delete;
+    CMyCamera& operator=(const CMyCamera&) = delete;
+
+    // Close whatever is open, then open this camera; a failure leaves none open. GigE cameras get
+    // the SDK's optimal packet size.
+    [[nodiscard]] Status Open(const CameraDeviceInfo* record);
+    [[nodiscard]] Status Open(const GenTLDeviceInfo* record);
+    void Close();
+
+    // Destroys the handle of a camera that is gone, without closing the device. `openCount` is the
+    // OpenCount() when the loss was seen: a camera opened since then is left alone.
+    void DropLost(std::uint32_t openCount);
+
+    // 0 when no camera is open: there is nothing to do.
+    [[nodiscard]] Status StartGrabbing();
+    [[nodiscard]] Status StopGrabbing();
+
+    [[nodiscard]] Status RegisterImageCallBack(KZImageCallback callback, void* user);
+    [[nodiscard]] Status RegisterExceptionCallBack(KZExceptionCallback callback, void* user);
+    [[nodiscard]] Status RegisterEventCallBack(const char* eventName, KZEventCallback callback,
+                                               void* user);
+
+    [[nodiscard]] Status SetIntValue(const char* name, std::uint32_t value);
+    [[nodiscard]] Status SetFloatValue(const char* name, float value);
+    [[nodiscard]] Status SetEnumValue(const char* name, std::uint32_t value);
+    [[nodiscard]] Status SetEnumValueByString(const char* name, const char* entry);
+    [[nodiscard]] Status SetBoolValue(const char* name, bool value);
+    [[nodiscard]] Status SetStringValue(const char* name, const char* value);
+    [[nodiscard]] Status SetCommandValue(const char* name);
+
+    // Cut to `size` - 1 characters; untouched on failure.
+    [[nodiscard]] Status GetStringValue(const char* name, char* destination, std::size_t size);
+    [[nodiscard]] Status GetNodeInterfaceType(const char* name, KZNodeType* type);
+    [[nodiscard]] Status GetIntValue(const char* name, KZIntValue* value);
+    [[nodiscard]] Status GetFloatValue(const char* name, KZFloatValue* value);
+    [[nodiscard]] Status GetEnumValue(const char* name, KZEnumValue* value);
+    [[nodiscard]] Status GetBoolValue(const char* name, bool* value);
+    [[nodiscard]] Status GetWidth(KZIntValue* value);
+    [[nodiscard]] Status GetHeight(KZIntValue* value);
+    [[nodiscard]] Status GetAllMatchInfo(KZMatchInfo* info);
+
+    [[nodiscard]] Status SetTransmissionType(std::uint32_t type);
+
+    // Sets the I/O lines of a line set (2: lines 0 to 2; 3: lines 1 to 4; others: lines 1 and 2)
+    // to strobe output, inverted when `invert` is 1. Ends at the first failure, which is logged.
+    Status ReverseElecLevel(std::int32_t lineSet, std::int32_t invert);
+
+    // Multicast streaming without trigger for a live view; frames then bypass the module. The
+    // restart is left to the grab keeper.
+    void EnterRealTimeMode();
+    void ExitRealTimeMode();
+
+    // For the frame callback, without the camera lock: the SDK keeps the handle until the callback
+    // has returned.
+    [[nodiscard]] Status DecodeFrame(HbDecodeParam* param);
+    // For the frame callback: gives up with kInvalid while a stop or close is under way.
+    [[nodiscard]] Status ConvertPixelType(PixelConvertParam* param);
+
+    [[nodiscard]] bool IsOpen() const { return m_handle.load() != nullptr; }
+    [[nodiscard]] bool IsGrabbing() const { return m_grabbing.Get(); }
+    [[nodiscard]] bool InRealTimeMode() const { return m_realTime.Get(); }
+    [[nodiscard]] std::uint32_t OpenCount() const { return m_openCount.load(); }
+
+    // Identifies the open camera in reports and log lines; empty while none is open.
+    [[nodiscard]] CameraText Key() const { return m_key.Get(); }
+    void SetKey(std::string_view key) { m_key.Set(key); }
+
+    // The information of the last frame, whatever became of it.
+    void StoreFrameInfo(const FrameOutInfo& info);
+    [[nodiscard]] FrameOutInfo LastFrameInfo() const;
+
+    void SetModuleId(std::int32_t moduleId) { m_moduleId.Set(moduleId); }
+
+    // While one lives the grab keeper leaves the camera stopped: some features can only be written
+    // then, and the camera is not to stream before it is set up.
+    class Configuration {
+      public:
+        explicit Configuration(CMyCamera& camera);
+        ~Configuration();
+        Configuration(const Configuration&) = delete;
+        Configuration& operator=(const Configuration&) = delete;
+
+      private:
+        CMyCamera& m_camera;
+    };
+
+    // The grab keeper's StartGrabbing.
+    [[nodiscard]] Status ResumeGrabbing();
+
+  private:
+    class StopAnnouncement {
+      public:
+        explicit StopAnnouncement(CMyCamera& camera) : m_camera(camera) {
+            ++m_camera.m_stopsUnderWay;
+        }
+        ~StopAnnouncement() { --m_camera.m_stopsUnderWay; }
+        StopAnnouncement(const StopAnnouncement&) = delete;
+        StopAnnouncement& operator=(const StopAnnouncement&) = delete;
+
+      private:
+        CMyCamera& m_camera;
+    };
+
+    // Runs `call` with the open handle under the camera lock.
+    template <typename Call>
+    [[nodiscard]] Status WithHandle(Call&& call) {
+        const platform::LockGuard hold(m_lock);
+        const KZHandle handle = m_handle.load();
+        return handle != nullptr ? call(handle) : kInvalid;
+    }
+
+    // An SDK function on the open handle, none of whose pointers may be null.
+    template <typename... Params, typename... Args>
+    [[nodiscard]] Status Call(std::uint32_t (*function)(KZHandle, Params...), Args... args) {
+        if ((IsNull(args) || ...)) {
+            return kInvalid;
+        }
+        return WithHandle([&](KZHandle handle) { return function(handle, args...); });
+    }
+
+    template <typename Arg>
+    [[nodiscard]] static bool IsNull(Arg arg) {
+        if constexpr (std::is_pointer_v<Arg>) {
+            return arg == nullptr;
+        } else {
+            return false;
+        }
+    }
+
+    [[nodiscard]] Status OpenCreated(KZHandle handle, std::uint32_t accessMode) REQUIRES(m_lock);
+    void SetOptimalPacketSize(KZHandle handle) REQUIRES(m_lock);
+    [[nodiscard]] Status SetTriggerMode(bool on);
+    [[nodiscard]] bool TryLockWhileStreaming() TRY_ACQUIRE(true, m_lock);
+
+    // The camera lock. Taken after the connection lock or the parameter lock, and tried by the
+    // frame callback under the image-list lock.
+    platform::RecursiveLock m_lock;
+    int m_configurations GUARDED_BY(m_lock) = 0;
+    // Written under the lock; read without it by the frame callback and for hints.
+    std::atomic<KZHandle> m_handle{nullptr};
+    std::atomic<std::uint32_t> m_openCount{0};
+    std::atomic<int> m_stopsUnderWay{0};
+    Setting<bool> m_grabbing{false};
+    Setting<bool> m_realTime{false};
+
+    SharedText<kCameraTextSize> m_key;
+    Setting<std::int32_t> m_moduleId{kNoModuleId};
+
+    mutable std::mutex m_frameInfoLock;
+    FrameOutInfo m_frameInfo{};  // under m_frameInfoLock
+};
+
+}  // namespace cam

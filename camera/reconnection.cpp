@@ -1,0 +1,135 @@
+// What happens when the SDK reports a camera lost, and how it comes back.
+#include <chrono>
+#include <cstring>
+
+#include "camera/callback_gate.h"
+#include "module/camera_module.h"
+#include "module/log/log.h"
+
+namespace cam {
+
+namespace {
+
+constexpr char kFrameStart[] = "FrameStart";
+constexpr char kReconnect[] = "ReConnectDevice";
+constexpr char kException[] = "cbException";
+
+// What a change of the camera's source is told as.
+constexpr char kCameraLost[] = "0";
+constexpr char kCameraBack[] = "1";
+
+// The serial number is sought as a GigE Vision record holds it.
+constexpr std::size_t kSoughtSerialLength = sizeof(KZGigEDeviceInfo::serialNumber);
+
+constexpr std::chrono::milliseconds kFirstPause{50};
+constexpr std::chrono::milliseconds kRetryPause{500};
+
+}  // namespace
+
+void CCameraModule::cbException(std::uint32_t messageType, void* user) {
+    const CallbackGate::Entry entry(user);
+    if (!entry) {
+        return;
+    }
+    auto& module = *static_cast<CCameraModule*>(user);
+    CAM_LOG(kLogError, module.ModuleId(), kException, "(%s)Camera callback exception:(%x)",
+            module.m_serial.Get().c_str(), messageType);
+    if (messageType == KZ_EXCEPTION_DISCONNECTED) {
+        module.HandleDisconnect();
+    }
+}
+
+void CCameraModule::HandleDisconnect() {
+    const std::uint32_t openCount = m_camera.OpenCount();
+    PublishCameraOffline(kException);
+    ReportCameraOff(kException, m_serial.Get());
+    StopLastReconnect();
+    m_camera.DropLost(openCount);
+    ReportCameraSource(kException, kCameraLost);
+    StartReconnect();
+}
+
+void CCameraModule::StartReconnect() {
+    if (!m_thReconnect.Start()) {
+        CAM_LOG(kLogError, ModuleId(), "CCameraModule::StartReconnect",
+                "Reconnect thread not started, no resources");
+    }
+}
+
+void CCameraModule::StopLastReconnect() {
+    if (m_connectionLock.HeldByThisThread()) {
+        // The host called back in from inside an open. The thread may be waiting for the connection
+        // lock, so it is only asked to end; it finds the camera open and does.
+        m_thReconnect.RequestStop();
+        return;
+    }
+    m_thReconnect.Stop();
+}
+
+void CCameraModule::ReConnectDevice() {
+    using Clock = std::chrono::steady_clock;
+    try {
+        ReconnectStopEvent.Reset();
+        ReconnectStopEvent.WaitFor(kFirstPause);
+        const CameraText sought(m_serial.Get().view().substr(0, kSoughtSerialLength));
+        const Clock::time_point start = Clock::now();
+        while (ReconnectWanted(sought.view())) {
+            CAM_LOG(kLogError, ModuleId(), kReconnect, "Try connect to camera(%s)...",
+                    sought.c_str());
+            if (ReconnectOnce(sought)) {
+                return;
+            }
+            if (ReconnectStopEvent.WaitFor(kRetryPause)) {
+                ReconnectStopEvent.Reset();
+            }
+            const std::chrono::seconds limit(m_settings.reconnectTime.Get());
+            if (Clock::now() - start >= limit || m_thReconnect.StopRequested()) {
+                return;
+            }
+        }
+    } catch (...) {
+        CAM_LOG(kLogError, ModuleId(), kReconnect, "Exception happened id=%d", ModuleId());
+    }
+}
+
+bool CCameraModule::ReconnectWanted(std::string_view serial) const {
+    const std::int32_t mode = m_settings.connectionMode.Get();
+    const bool byAddress = mode == kConnectByAddress && m_settings.autoConnect.Get();
+    const bool bySelection = mode == kConnectBySelection && !serial.empty();
+    return (byAddress || bySelection) && !m_camera.IsOpen();
+}
+
+bool CCameraModule::ReconnectOnce(const CameraText& serial) {
+    if (m_settings.connectionMode.Get() == kConnectByAddress) {
+        static constexpr char kTrue[] = "True";
+        if (SetParam("ConnectIP", kTrue, sizeof kTrue - 1) != kOk) {
+            return false;
+        }
+        CAM_LOG(kLogError, ModuleId(), kReconnect, "(%s)Camera reconnect success", serial.c_str());
+        return true;
+    }
+    const CameraDeviceInfo saved = m_savedData.GetDevice();
+    if (saved.transportType != 0 && ConnectDevice(saved) == kOk) {
+        return true;
+    }
+    static_cast<void>(EnumDevices());
+    if (SetParam("CameraName", serial.c_str(), static_cast<std::int32_t>(serial.view().size())) !=
+        kOk) {
+        return false;
+    }
+    CAM_LOG(kLogError, ModuleId(), kReconnect, "(%s)Camera reconnect success", serial.c_str());
+    ReportCameraSource(kReconnect, kCameraBack);
+    return true;
+}
+
+void CCameraModule::EventCallBack(KZEventInfo* event, void* user) {
+    const CallbackGate::Entry entry(user);
+    if (!entry || event == nullptr || FieldText(event->name) != kFrameStart) {
+        return;
+    }
+    auto& module = *static_cast<CCameraModule*>(user);
+    CAM_LOG(kLogError, module.ModuleId(), "EventCallBack", "Receive FrameStart event from CamSDK.");
+    module.ReportFrameStarted();
+}
+
+}  // namespace cam

@@ -1,0 +1,25 @@
+// What intake makes of a frame, told from its pixel format alone.
+#pragma once
+
+#include <cstdint>
+
+namespace cam {
+
+// The twelve mono formats, plain and compressed, that become Mono8; every other one, Mono14 and the
+// one- to four-bit mono formats included, becomes RGB8.
+[[nodiscard]] bool IsMonoFormat(std::uint32_t pixelType);
+[[nodiscard]] std::uint32_t OutputFormatOf(std::uint32_t pixelType);
+
+[[nodiscard]] bool IsCompressedFormat(std::uint32_t pixelType);
+
+// The bytes a pixel that the decoder is given room for. The tests on single bits of the format's
+// bits-per-pixel field are in the decoder's own order: 12-bit packed and 24-bit formats get 1.
+[[nodiscard]] std::uint32_t DecodedBytesPerPixel(std::uint32_t pixelType);
+
+// In 64 bits, whatever a frame claims.
+[[nodiscard]] constexpr std::uint64_t ImageBytes(std::uint32_t width, std::uint32_t height,
+                                                 std::uint32_t bytesPerPixel) {
+    return std::uint64_t{width} * height * bytesPerPixel;
+}
+
+}  // namespace cam

@@ -1,0 +1,68 @@
+// The two functions the host finds by name; nothing else leaves the library.
+#include <memory>
+#include <new>
+
+#include "module/camera_module.h"
+#include "module/framework/module_frame.h"
+#include "module/log/log.h"
+
+namespace {
+
+constexpr char kCreate[] = "CreateModule";
+constexpr std::int32_t kOneCamera = 1;
+
+void LogStep(const char* step) {
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug:%s", step);
+}
+
+std::unique_ptr<cam::CCameraModule> NewModule() {
+    try {
+        return std::unique_ptr<cam::CCameraModule>(new (std::nothrow) cam::CCameraModule);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+// Makes one camera tool's module for the framework's `handle`; null on failure, with the reason
+// left by CQ_M_SetLastError. The host gives it back with DestroyModule.
+CAbstractUserModule* CreateModule(void* handle) {
+    if (handle == nullptr) {
+        return nullptr;
+    }
+    LogStep("NEW CREAT");
+    std::unique_ptr<cam::CCameraModule> module = NewModule();
+    if (module == nullptr) {
+        CQ_M_SetLastError(handle, cam::kNoResources);
+        return nullptr;
+    }
+    LogStep(" CREAT OVER");
+    LogStep(" INIT START");
+    module->m_hModule = handle;
+    if (const cam::Status status = module->Init(); status != cam::kOk) {
+        CQ_M_SetLastError(handle, status);
+        return nullptr;
+    }
+    LogStep("INIT END");
+    LogStep("CAMERA NUM start");
+    CQ_M_NotifyIncGlobalCameraNum(handle, kOneCamera, kGlobalCameraNumPattern);
+    LogStep("CAMERA NUM end");
+    LogStep("CQ_M_SetNotifyEventCallback start");
+    CQ_M_SetNotifyEventCallback(handle, &cam::CCameraModule::NotifyEvent, module.get());
+    LogStep("CQ_M_SetNotifyEventCallback end");
+    return module.release();
+}
+
+// Ends the module's threads, closes its camera and frees it; a null `module` does nothing.
+void DestroyModule(void* handle, CAbstractUserModule* module) {
+    if (module == nullptr) {
+        return;
+    }
+    CQ_M_NotifyDecGlobalCameraNum(handle, kOneCamera, kGlobalCameraNumPattern);
+    delete module;
+}
+
+}  // extern "C"

@@ -1,0 +1,27 @@
+// How a parameter table finds its row.
+#pragma once
+
+#include <iterator>
+#include <string_view>
+
+namespace cam {
+
+enum class KeyMatch { Exact, Contained };
+
+[[nodiscard]] constexpr bool Matches(std::string_view rowKey, KeyMatch match,
+                                     std::string_view key) {
+    return match == KeyMatch::Exact ? key == rowKey : key.find(rowKey) != key.npos;
+}
+
+// The first row for the key; null when none has it.
+template <typename Row, std::size_t Count>
+[[nodiscard]] constexpr const Row* FindRow(const Row (&rows)[Count], std::string_view key) {
+    for (const Row& row : rows) {
+        if (Matches(row.key, row.match, key)) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace cam

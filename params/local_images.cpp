@@ -1,0 +1,177 @@
+#include "params/local_images.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "camera/sdk/pixel_format.h"
+#include "module/log/log.h"
+#include "platform/file_system.h"
+
+namespace cam {
+
+namespace {
+
+constexpr std::string_view kPictureEndings[] = {".bmp", ".jpg", ".png", ".jpeg", ".tif"};
+
+// One picture decodes well within this; it bounds the host's wait on a file system that hangs.
+constexpr std::chrono::milliseconds kDecodeWait{10'000};
+// How often the decoder looks for a stop while there is no room; taking a picture ends the wait.
+constexpr std::chrono::milliseconds kRoomLook{500};
+
+}  // namespace
+
+bool IsPictureName(std::string_view name) {
+    return std::any_of(std::begin(kPictureEndings), std::end(kPictureEndings),
+                       [&](std::string_view ending) { return name.find(ending) != name.npos; });
+}
+
+LocalImages::LocalImages() : m_decoder([this] { KeepDecoding(); }, &m_room) {
+    static_cast<void>(m_decoded.Create());
+    static_cast<void>(m_room.Create());
+}
+
+LocalImages::~LocalImages() {
+    Clear();
+}
+
+Status LocalImages::ScanFolder(std::string_view folder) {
+    const platform::LockGuard hold(m_lock);
+    Forget();
+    if (!platform::PathExists(folder)) {
+        return kNoImageFolder;
+    }
+    const auto names = platform::ListFolder(folder);
+    if (!names) {
+        return kNoImageFolder;
+    }
+    for (const std::string& name : *names) {
+        if (IsPictureName(name)) {
+            m_paths.push_back(platform::JoinPath(folder, name));
+        }
+    }
+    return kOk;
+}
+
+void LocalImages::Forget() {
+    m_paths.clear();
+    m_ahead.clear();
+    m_aheadBytes = 0;
+    m_next = 0;
+    m_brokenInARow = 0;
+    ++m_scan;
+    m_room.Set();
+}
+
+void LocalImages::Clear() {
+    m_decoder.Stop();
+    const platform::LockGuard hold(m_lock);
+    Forget();
+}
+
+std::vector<std::string> LocalImages::Paths() const {
+    const platform::LockGuard hold(m_lock);
+    return m_paths;
+}
+
+bool LocalImages::RoomAhead() const {
+    // Rotation needs the present picture and the one behind it, whatever their size.
+    return m_ahead.size() < 2 || (m_ahead.size() < kPicturesAhead && m_aheadBytes < kAheadBytes);
+}
+
+void LocalImages::KeepDecoding() {
+    while (!m_decoder.StopRequested()) {
+        std::string path;
+        std::uint64_t scan = 0;
+        {
+            const platform::LockGuard hold(m_lock);
+            if (m_brokenInARow < m_paths.size() && RoomAhead()) {
+                path = m_paths[m_next];
+                scan = m_scan;
+            } else {
+                m_room.Reset();
+            }
+        }
+        if (path.empty()) {
+            m_room.WaitFor(kRoomLook);
+            continue;
+        }
+        std::string error;
+        auto image = platform::DecodeImageFile(path, kMaxPictureBytes, error);
+        if (!image) {
+            CAM_LOG(kLogError, m_moduleId.Get(), "LocalImages::KeepDecoding",
+                    "Local image [%s] passed over: %s", path.c_str(), error.c_str());
+        }
+        const platform::LockGuard hold(m_lock);
+        if (scan != m_scan) {
+            continue;
+        }
+        m_next = (m_next + 1) % m_paths.size();
+        if (image) {
+            m_brokenInARow = 0;
+            m_aheadBytes += image->pixels.size();
+            m_ahead.push_back(std::make_shared<const platform::DecodedImage>(std::move(*image)));
+        } else {
+            ++m_brokenInARow;
+        }
+        m_decoded.Set();
+    }
+}
+
+LocalImages::Picture LocalImages::NextPicture(bool advance) {
+    for (;;) {
+        {
+            const platform::LockGuard hold(m_lock);
+            const std::size_t needed = advance ? 2 : 1;
+            if (m_ahead.size() >= needed) {
+                if (advance) {
+                    m_aheadBytes -= m_ahead.front()->pixels.size();
+                    m_ahead.pop_front();
+                    m_room.Set();
+                }
+                return m_ahead.front();
+            }
+            if (m_brokenInARow >= m_paths.size()) {
+                return nullptr;
+            }
+            m_decoded.Reset();
+        }
+        if (!m_decoder.Start() || !m_decoded.WaitFor(kDecodeWait)) {
+            return nullptr;
+        }
+    }
+}
+
+std::optional<BufferNode> LocalImages::Deliver(bool advance) {
+    const Picture picture = NextPicture(advance);
+    return picture != nullptr ? CopyOf(*picture) : std::nullopt;
+}
+
+std::optional<BufferNode> LocalImages::CopyOf(const platform::DecodedImage& picture) {
+    const std::size_t length = picture.pixels.size();
+    std::unique_ptr<std::uint8_t[]> block(new (std::nothrow) std::uint8_t[length]);
+    if (block == nullptr) {
+        return std::nullopt;
+    }
+    std::memcpy(block.get(), picture.pixels.data(), length);
+    BufferNode node;
+    node.width = picture.width;
+    node.height = picture.height;
+    node.pixelType = picture.channels == 1 ? pixel_format::kMono8 : pixel_format::kRGB8;
+    node.dataLength = static_cast<std::uint32_t>(length);
+    node.data = block.get();
+    node.sharedName = "";
+    const platform::LockGuard hold(m_deliveredLock);
+    node.frameNumber = ++m_deliveredCount;
+    m_delivered.emplace(node.data, std::move(block));
+    return node;
+}
+
+bool LocalImages::FreeDelivered(const BufferNode& node) {
+    const platform::LockGuard hold(m_deliveredLock);
+    return m_delivered.erase(node.data) != 0;
+}
+
+}  // namespace cam
