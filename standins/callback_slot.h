@@ -24,82 +24,74 @@ class CallbackSlot {
         std::unique_lock lock(m_mutex);
         m_callback = callback;
         const std::uint64_t generation = ++m_generation;
-        const bool inside = MarkWaiting(+1);
+        const bool inside = MarkOwnCalls(true);
         if (inside) {
             m_changed.notify_all();
         }
-        m_changed.wait(lock, [&] { return !OthersInsideBefore(generation, inside); });
-        MarkWaiting(-1);
+        m_changed.wait(lock, [&] { return !AnyInsideBefore(generation, inside); });
+        MarkOwnCalls(false);
     }
 
     // Runs `use(callback)` with a copy of the present callback.
     template <typename Use>
     auto Run(Use&& use) {
-        Call call;
-        const Entry entry(*this, call);
-        return use(entry.Current());
+        Call call(*this);
+        return use(call.callback);
     }
 
   private:
-    // Lives on the stack of the thread that runs the callback, so that a call allocates nothing.
+    // One run in progress: on the stack of its thread, so that it allocates nothing, and in the
+    // slot's list while it lasts.
     struct Call {
-        std::thread::id thread;
+        explicit Call(CallbackSlot& in) : slot(in) {
+            const std::lock_guard lock(slot.m_mutex);
+            callback = slot.m_callback;
+            generation = slot.m_generation;
+            next = slot.m_calls;
+            if (next != nullptr) {
+                next->previous = this;
+            }
+            slot.m_calls = this;
+        }
+        ~Call() {
+            const std::lock_guard lock(slot.m_mutex);
+            (previous != nullptr ? previous->next : slot.m_calls) = next;
+            if (next != nullptr) {
+                next->previous = previous;
+            }
+            if (generation != slot.m_generation) {
+                slot.m_changed.notify_all();
+            }
+        }
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+
+        CallbackSlot& slot;
+        Callback callback{};
         std::uint64_t generation = 0;
-        int waiting = 0;  // its thread is in Replace, that many levels deep
+        std::thread::id thread = std::this_thread::get_id();
+        bool waiting = false;  // its thread is in Replace
         Call* previous = nullptr;
         Call* next = nullptr;
     };
 
-    class Entry {
-      public:
-        Entry(CallbackSlot& slot, Call& call) : m_slot(slot), m_call(call) {
-            const std::lock_guard lock(m_slot.m_mutex);
-            m_callback = m_slot.m_callback;
-            m_call.thread = std::this_thread::get_id();
-            m_call.generation = m_slot.m_generation;
-            m_call.next = m_slot.m_calls;
-            if (m_call.next != nullptr) {
-                m_call.next->previous = &m_call;
-            }
-            m_slot.m_calls = &m_call;
-        }
-        ~Entry() {
-            const std::lock_guard lock(m_slot.m_mutex);
-            (m_call.previous != nullptr ? m_call.previous->next : m_slot.m_calls) = m_call.next;
-            if (m_call.next != nullptr) {
-                m_call.next->previous = m_call.previous;
-            }
-            if (m_call.generation != m_slot.m_generation) {
-                m_slot.m_changed.notify_all();
-            }
-        }
-        Entry(const Entry&) = delete;
-        Entry& operator=(const Entry&) = delete;
-
-        [[nodiscard]] const Callback& Current() const { return m_callback; }
-
-      private:
-        CallbackSlot& m_slot;
-        Call& m_call;
-        Callback m_callback{};
-    };
-
     // True when this thread is inside a callback.
-    bool MarkWaiting(int change) {
+    bool MarkOwnCalls(bool waiting) {
         bool inside = false;
         for (Call* call = m_calls; call != nullptr; call = call->next) {
             if (call->thread == std::this_thread::get_id()) {
-                call->waiting += change;
+                call->waiting = waiting;
                 inside = true;
             }
         }
         return inside;
     }
 
-    [[nodiscard]] bool OthersInsideBefore(std::uint64_t generation, bool inside) const {
+    // For a caller inside a callback, whose own calls are marked as waiting, those do not count.
+    [[nodiscard]] bool AnyInsideBefore(std::uint64_t generation, bool callerInside) const {
         for (const Call* call = m_calls; call != nullptr; call = call->next) {
-            if (call->generation < generation && call->thread != std::this_thread::get_id() &&
-                !(inside && call->waiting > 0)) {
+            const bool excused = callerInside && call->waiting;
+            if (call->generation < generation && !excused) {
                 return true;
             }
         }
