@@ -69,7 +69,8 @@ int main(int count, char** arguments) {
     if (camera == nullptr || !arv_gv_fake_camera_is_running(camera)) {
         return EXIT_FAILURE;
     }
-    g_object_set(camera, "gvsp-lost-ratio", std::atof(arguments[3]), nullptr);
+    constexpr double kThousand = 1000.0;
+    g_object_set(camera, "gvsp-lost-ratio", std::atof(arguments[3]) / kThousand, nullptr);
     if (::write(STDOUT_FILENO, "\n", 1) != 1) {
         return EXIT_FAILURE;
     }

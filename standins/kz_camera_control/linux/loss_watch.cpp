@@ -35,12 +35,23 @@ struct LossWatch::State {
 
     ArvDevice* const device;
     const std::function<void()> onLoss;
-    std::mutex mutex;
+    void SetLost() {
+        const std::lock_guard lock(mutex);
+        lost = true;
+        changed.notify_all();
+    }
+    [[nodiscard]] bool Lost() {
+        const std::lock_guard lock(mutex);
+        return lost;
+    }
+
+    std::mutex turn;  // held while the camera is asked; before mutex
+
+    std::mutex mutex;  // guards what follows
     std::condition_variable changed;
-    bool stop = false;      // guarded by mutex
-    bool checkNow = false;  // guarded by mutex
-    bool lost = false;      // guarded by mutex
-    bool telling = false;   // guarded by mutex; onLoss is under way
+    bool stop = false;
+    bool lost = false;
+    bool telling = false;  // onLoss is under way
 };
 
 LossWatch::LossWatch(ArvDevice* device, std::function<void()> onLoss)
@@ -63,16 +74,19 @@ LossWatch::~LossWatch() {
 }
 
 bool LossWatch::Lost() const {
-    const std::lock_guard lock(m_state->mutex);
-    return m_state->lost;
+    return m_state->Lost();
 }
 
-void LossWatch::CheckNow() {
-    {
-        const std::lock_guard lock(m_state->mutex);
-        m_state->checkNow = true;
+Code LossWatch::Ask(const std::function<Code()>& call) {
+    const std::lock_guard turn(m_state->turn);
+    if (Lost()) {
+        return KZ_CC_E_DEVICE_LOST;
     }
-    m_state->changed.notify_all();
+    const Code code = call();
+    if (code == KZ_CC_E_DEVICE_LOST) {
+        m_state->SetLost();
+    }
+    return code;
 }
 
 std::thread LossWatch::End() {
@@ -90,39 +104,30 @@ std::thread LossWatch::End() {
 
 // Called inside Aravis: only leaves a note for the watching thread.
 void LossWatch::OnControlLost(ArvDevice*, gpointer shared) {
-    State& state = **static_cast<std::shared_ptr<State>*>(shared);
-    {
-        const std::lock_guard lock(state.mutex);
-        state.lost = true;
-    }
-    state.changed.notify_all();
+    (*static_cast<std::shared_ptr<State>*>(shared))->SetLost();
 }
 
 void LossWatch::Run(State& state) {
     std::unique_lock lock(state.mutex);
-    for (;;) {
-        state.changed.wait_for(lock, kPeriod,
-                               [&] { return state.stop || state.checkNow || state.lost; });
-        if (state.stop) {
-            return;
+    while (!state.changed.wait_for(lock, kPeriod, [&] { return state.stop || state.lost; })) {
+        lock.unlock();
+        {
+            const std::lock_guard turn(state.turn);
+            if (!state.Lost() && !StillOurs(state.device)) {
+                state.SetLost();
+            }
         }
-        state.checkNow = false;
-        if (!state.lost) {
-            lock.unlock();
-            const bool ours = StillOurs(state.device);
-            lock.lock();
-            state.lost = state.lost || !ours;
-        }
-        if (state.lost && !state.stop) {
-            state.telling = true;
-            lock.unlock();
-            state.onLoss();
-            lock.lock();
-            state.telling = false;
-            state.changed.notify_all();
-            return;
-        }
+        lock.lock();
     }
+    if (state.stop) {
+        return;
+    }
+    state.telling = true;
+    lock.unlock();
+    state.onLoss();
+    lock.lock();
+    state.telling = false;
+    state.changed.notify_all();
 }
 
 }  // namespace kz

@@ -2,17 +2,18 @@
 // silence, and not at all while other calls keep its heartbeat waiting.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <thread>
 
+#include "standins/kz_camera_control/camera.h"
 #include "standins/kz_camera_control/linux/glib_ptr.h"
 
 namespace kz {
 
 // A thread asks the camera twice a second; a camera that does not answer within Aravis's own
-// retries (2.5 s), or answers that we no longer control it, is lost for good.
+// retries (2.5 s), or answers that we no longer control it, is lost for good. So is one that leaves
+// any other call without an answer.
 class LossWatch {
   public:
     // `onLoss` is called once, on the watching thread, with no lock held.
@@ -23,8 +24,9 @@ class LossWatch {
 
     [[nodiscard]] bool Lost() const;
 
-    // A call on the camera has just failed: look now rather than at the next turn.
-    void CheckNow();
+    // Makes a call on the camera, unless it is lost. Calls and the watch take turns, so that not
+    // each of them waits out a silent camera by itself.
+    [[nodiscard]] Code Ask(const std::function<Code()>& call);
 
     // Ends the watch and hands its thread over, to be joined before the device is given back.
     // Waits for a call of `onLoss` under way; none comes any more.

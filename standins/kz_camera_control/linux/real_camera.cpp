@@ -43,18 +43,6 @@ RealCamera::~RealCamera() {
     }
 }
 
-template <typename Call>
-Code RealCamera::Ask(Call call) {
-    if (m_watch.Lost()) {
-        return KZ_CC_E_DEVICE_LOST;
-    }
-    const Code code = call();
-    if (code == KZ_CC_E_DEVICE_LOST) {
-        m_watch.CheckNow();
-    }
-    return code;
-}
-
 // Cameras without the feature lock by themselves; the rest is told.
 void RealCamera::LockTransport(bool locked) {
     (void)m_features.SetInt(kTransportLocked, locked ? 1 : 0);
@@ -82,7 +70,7 @@ Code RealCamera::CreateStream(GObjectPtr<ArvStream>& stream, std::size_t& frameS
 }
 
 Code RealCamera::Start() {
-    return Ask([this]() -> Code {
+    return m_watch.Ask([this]() -> Code {
         if (m_frames) {
             return KZ_CC_E_CALL_ORDER;
         }
@@ -112,7 +100,7 @@ Code RealCamera::Stop() {
     }
     m_frames->Stop();
     m_total += m_frames->Counters();
-    const Code code = Ask([this]() -> Code {
+    const Code code = m_watch.Ask([this]() -> Code {
         const Code stopped = m_features.Execute("AcquisitionStop");
         if (stopped != KZ_CC_E_DEVICE_LOST) {
             LockTransport(false);
@@ -129,55 +117,55 @@ Code RealCamera::Stop() {
 }
 
 Code RealCamera::NodeType(const char* name, KZNodeType& type) {
-    return Ask([&] { return m_features.NodeType(name, type); });
+    return m_watch.Ask([&] { return m_features.NodeType(name, type); });
 }
 
 Code RealCamera::GetInt(const char* name, KZIntValue& value) {
-    return Ask([&] { return m_features.GetInt(name, value); });
+    return m_watch.Ask([&] { return m_features.GetInt(name, value); });
 }
 
 Code RealCamera::SetInt(const char* name, std::uint32_t value) {
-    return Ask([&] { return m_features.SetInt(name, value); });
+    return m_watch.Ask([&] { return m_features.SetInt(name, value); });
 }
 
 Code RealCamera::GetFloat(const char* name, KZFloatValue& value) {
-    return Ask([&] { return m_features.GetFloat(name, value); });
+    return m_watch.Ask([&] { return m_features.GetFloat(name, value); });
 }
 
 Code RealCamera::SetFloat(const char* name, float value) {
-    return Ask([&] { return m_features.SetFloat(name, value); });
+    return m_watch.Ask([&] { return m_features.SetFloat(name, value); });
 }
 
 Code RealCamera::GetEnum(const char* name, KZEnumValue& value) {
-    return Ask([&] { return m_features.GetEnum(name, value); });
+    return m_watch.Ask([&] { return m_features.GetEnum(name, value); });
 }
 
 Code RealCamera::SetEnum(const char* name, std::uint32_t value) {
-    return Ask([&] { return m_features.SetEnum(name, value); });
+    return m_watch.Ask([&] { return m_features.SetEnum(name, value); });
 }
 
 Code RealCamera::SetEnumByString(const char* name, const char* entry) {
-    return Ask([&] { return m_features.SetEnumByString(name, entry); });
+    return m_watch.Ask([&] { return m_features.SetEnumByString(name, entry); });
 }
 
 Code RealCamera::GetBool(const char* name, bool& value) {
-    return Ask([&] { return m_features.GetBool(name, value); });
+    return m_watch.Ask([&] { return m_features.GetBool(name, value); });
 }
 
 Code RealCamera::SetBool(const char* name, bool value) {
-    return Ask([&] { return m_features.SetBool(name, value); });
+    return m_watch.Ask([&] { return m_features.SetBool(name, value); });
 }
 
 Code RealCamera::GetString(const char* name, KZStringValue& value) {
-    return Ask([&] { return m_features.GetString(name, value); });
+    return m_watch.Ask([&] { return m_features.GetString(name, value); });
 }
 
 Code RealCamera::SetString(const char* name, const char* value) {
-    return Ask([&] { return m_features.SetString(name, value); });
+    return m_watch.Ask([&] { return m_features.SetString(name, value); });
 }
 
 Code RealCamera::Execute(const char* name) {
-    return Ask([&] { return m_features.Execute(name); });
+    return m_watch.Ask([&] { return m_features.Execute(name); });
 }
 
 std::int32_t RealCamera::OptimalPacketSize() {
@@ -185,7 +173,7 @@ std::int32_t RealCamera::OptimalPacketSize() {
         return 0;
     }
     std::int32_t size = 0;
-    (void)Ask([&]() -> Code {
+    (void)m_watch.Ask([&]() -> Code {
         ArvGvDevice* const device = ARV_GV_DEVICE(m_device.get());
         GErrorHolder error;
         // Trying sizes out needs the stream channel for itself.

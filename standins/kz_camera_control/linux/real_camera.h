@@ -44,10 +44,6 @@ class RealCamera final : public Device {
     Code EnableEvent(const char* name) override;
 
   private:
-    // Makes a call on the camera unless it is lost; one that finds it silent has the watch look.
-    template <typename Call>
-    Code Ask(Call call);
-
     [[nodiscard]] Code CreateStream(GObjectPtr<ArvStream>& stream, std::size_t& frameSize);
     void LockTransport(bool locked);
     [[nodiscard]] bool IsGigE() const { return ARV_IS_GV_DEVICE(m_device.get()); }

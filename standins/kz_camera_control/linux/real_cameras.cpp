@@ -147,9 +147,14 @@ Code RealCameraSource::OpenGigE(const CameraDeviceInfo& record, GObjectPtr<ArvDe
     std::optional<CameraDeviceInfo> camera = AskAtAddress(record);
     if (const std::string_view serial = SerialOf(record); !camera && !serial.empty()) {
         const std::lock_guard lock(m_mutex);
-        m_seen = LookForCameras();
-        if (const CameraDeviceInfo* seen = FindSerial(m_seen, KZ_TRANSPORT_GIGE, serial)) {
-            camera = *seen;
+        const CameraDeviceInfo* seen = FindSerial(m_seen, KZ_TRANSPORT_GIGE, serial);
+        if (seen != nullptr && seen->gige.currentIp != record.gige.currentIp) {
+            camera = AskAtAddress(*seen);
+        }
+        if (!camera) {
+            m_seen = LookForCameras();
+            seen = FindSerial(m_seen, KZ_TRANSPORT_GIGE, serial);
+            camera = seen != nullptr ? std::optional(*seen) : std::nullopt;
         }
     }
     // The card is checked because Aravis does not survive one that is not there.

@@ -1,0 +1,203 @@
+#include "tests/support/module_host.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <thread>
+
+#include "standins/kz_camera_control/simulated_cameras.h"
+#include "standins/module_frame/module_frame_host.h"
+#include "standins/xalog/xalog_host.h"
+
+namespace tests {
+
+namespace {
+
+constexpr std::int32_t kAnyProcedure = 1;
+
+}  // namespace
+
+ModuleHost::ModuleHost(const std::string& cameras, std::int32_t moduleId,
+                       std::int32_t createCause) {
+    KZSim_UseRealCameras(false);
+    KZSim_Configure(cameras.c_str());
+    XalogHost_SetStandardError(false);
+    XalogHost_SetSink(&OnLogLine, this);
+    const ModuleFrameObserver observer{this, &OnReport, &OnBinaryData, &OnTryRunProcedure};
+    ModuleFrame_SetObserver(&observer);
+    m_handle = ModuleFrame_CreateHandle(moduleId, createCause);
+    m_module = CreateModule(m_handle);
+}
+
+ModuleHost::~ModuleHost() {
+    Destroy();
+    ModuleFrame_DestroyHandle(m_handle);
+    ModuleFrame_SetObserver(nullptr);
+    XalogHost_SetSink(nullptr, nullptr);
+    KZSim_Configure("");
+}
+
+void ModuleHost::Destroy() {
+    DestroyModule(m_handle, m_module);
+    m_module = nullptr;
+}
+
+std::uint32_t ModuleHost::Set(const std::string& key, const std::string& value) {
+    return m_module->SetParam(key.c_str(), value.c_str(), static_cast<std::int32_t>(value.size()));
+}
+
+std::string ModuleHost::Get(const std::string& key, std::int32_t size) {
+    std::vector<char> buffer(static_cast<std::size_t>(size) + 1, '\0');
+    std::uint32_t length = 0;
+    m_module->GetParam(key.c_str(), buffer.data(), size, &length);
+    return buffer.data();
+}
+
+std::uint32_t ModuleHost::GetStatus(const std::string& key, std::int32_t size) {
+    std::vector<char> buffer(static_cast<std::size_t>(size) + 1, '\0');
+    std::uint32_t length = 0;
+    return m_module->GetParam(key.c_str(), buffer.data(), size, &length);
+}
+
+void ModuleHost::Relate(std::int32_t procedure) {
+    Set("AddRelateProc", std::to_string(procedure));
+    ModuleFrame_RunNotifyEvent(m_handle, kNotifyRelationsChanged, nullptr);
+}
+
+void ModuleHost::OpenForRequests(const std::string& serial) {
+    Set("TriggerProcessRunStatus", "False");
+    Relate(kAnyProcedure);
+    Set("CameraName", serial);
+}
+
+std::optional<cam::BufferNode> ModuleHost::Image() {
+    cam::BufferNode node;
+    std::uint32_t length = 0;
+    if (m_module->GetParam("CameraImage", reinterpret_cast<char*>(&node), sizeof node, &length) !=
+        cam::kOk) {
+        return std::nullopt;
+    }
+    return node;
+}
+
+std::uint32_t ModuleHost::Free(const cam::BufferNode& node) {
+    return m_module->SetParam("FreeBuf", reinterpret_cast<const char*>(&node), sizeof node);
+}
+
+std::vector<Report> ModuleHost::Reports() const {
+    const std::lock_guard hold(m_lock);
+    return m_reports;
+}
+
+std::vector<Report> ModuleHost::StateReports() const {
+    std::vector<Report> reports = Reports();
+    std::erase_if(reports, [](const Report& r) { return r.code == kReportFrameArrived; });
+    return reports;
+}
+
+void ModuleHost::ClearReports() {
+    const std::lock_guard hold(m_lock);
+    m_reports.clear();
+}
+
+bool ModuleHost::WaitForReport(const Report& report, std::chrono::milliseconds timeout) {
+    return WaitUntil(
+        [&] { return std::find(m_reports.begin(), m_reports.end(), report) != m_reports.end(); },
+        timeout);
+}
+
+std::vector<std::string> ModuleHost::Log() const {
+    const std::lock_guard hold(m_lock);
+    return m_log;
+}
+
+std::size_t ModuleHost::LogCount(std::string_view part) const {
+    const std::lock_guard hold(m_lock);
+    return static_cast<std::size_t>(std::count_if(
+        m_log.begin(), m_log.end(),
+        [&](const std::string& line) { return line.find(part) != std::string::npos; }));
+}
+
+bool ModuleHost::WaitForLog(std::string_view part, std::chrono::milliseconds timeout) {
+    return WaitUntil(
+        [&] {
+            return std::any_of(m_log.begin(), m_log.end(), [&](const std::string& line) {
+                return line.find(part) != std::string::npos;
+            });
+        },
+        timeout);
+}
+
+void ModuleHost::ClearLog() {
+    const std::lock_guard hold(m_lock);
+    m_log.clear();
+}
+
+std::vector<std::string> ModuleHost::Published() const {
+    const std::lock_guard hold(m_lock);
+    return m_published;
+}
+
+void ModuleHost::OnReport(void* user, void*, std::uint32_t code, const char* text,
+                          std::uint32_t length) {
+    auto& host = *static_cast<ModuleHost*>(user);
+    const Report report{code, std::string(text, length)};
+    {
+        const std::lock_guard hold(host.m_lock);
+        host.m_reports.push_back(report);
+    }
+    host.m_changed.notify_all();
+    if (host.onReport) {
+        host.onReport(report);
+    }
+}
+
+void ModuleHost::OnBinaryData(void* user, std::int32_t, const char* key, const char* data,
+                              std::uint32_t length) {
+    auto& host = *static_cast<ModuleHost*>(user);
+    const std::lock_guard hold(host.m_lock);
+    host.m_published.push_back(std::string(key) + '=' + std::string(data, length));
+}
+
+std::uint32_t ModuleHost::OnTryRunProcedure(void* user, std::int32_t procedureId, const char* text,
+                                            std::int32_t) {
+    auto& host = *static_cast<ModuleHost*>(user);
+    return host.onProcedure
+               ? host.onProcedure(procedureId,
+                                  static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10)))
+               : kModuleFrameRefused;
+}
+
+void ModuleHost::OnLogLine(std::int32_t, const char* line, void* user) {
+    auto& host = *static_cast<ModuleHost*>(user);
+    {
+        const std::lock_guard hold(host.m_lock);
+        host.m_log.emplace_back(line);
+    }
+    host.m_changed.notify_all();
+}
+
+bool Eventually(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
+    const auto end = std::chrono::steady_clock::now() + timeout;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+std::vector<std::string> Journal(const std::string& serial) {
+    std::string text(KZSim_Journal(serial.c_str(), nullptr, 0) + 1, '\0');
+    KZSim_Journal(serial.c_str(), text.data(), static_cast<std::uint32_t>(text.size()));
+    std::istringstream lines(text.c_str());
+    std::vector<std::string> calls;
+    for (std::string line; std::getline(lines, line);) {
+        calls.push_back(line);
+    }
+    return calls;
+}
+
+}  // namespace tests
