@@ -1,0 +1,167 @@
+// The pieces with state, each alone.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "camera/callback_gate.h"
+#include "imaging/image_queue.h"
+#include "module/worker_thread.h"
+
+namespace {
+
+using namespace cam;
+
+BufferNode Numbered(std::uint32_t number) {
+    BufferNode node;
+    node.frameNumber = number;
+    return node;
+}
+
+TEST(ImageQueue, KeepsTheOrderWhileItGrowsAndWraps) {
+    ImageQueue queue;
+    const platform::LockGuard hold(queue.m_lock);
+    std::uint32_t in = 0;
+    std::uint32_t out = 0;
+    for (int round = 0; round < 500; ++round) {
+        for (int i = 0; i < 3; ++i) {
+            queue.Push(Numbered(in++));
+        }
+        for (int i = 0; i < 2; ++i) {
+            ASSERT_EQ(queue.Pop()->frameNumber, out++);
+        }
+    }
+    while (const auto node = queue.Pop()) {
+        ASSERT_EQ(node->frameNumber, out++);
+    }
+    EXPECT_EQ(in, out);
+    EXPECT_TRUE(queue.Empty());
+}
+
+TEST(ImageQueue, AScanSurvivesFramesThatLeaveMeanwhile) {
+    ImageQueue queue;
+    const platform::LockGuard hold(queue.m_lock);
+    for (std::uint32_t number = 1; number <= 3; ++number) {
+        queue.Push(Numbered(number));
+    }
+    const auto first = queue.NextUndispatched(0);
+    ASSERT_EQ(first->frameNumber, 1U);
+    static_cast<void>(queue.Pop());
+    queue.MarkHandedOver(first->sequence);
+    const auto second = queue.NextUndispatched(first->sequence + 1);
+    ASSERT_EQ(second->frameNumber, 2U);
+    queue.MarkHandedOver(second->sequence);
+    EXPECT_EQ(queue.NextUndispatched(0)->frameNumber, 3U);
+    EXPECT_EQ(queue.Pop()->handedOver, 1U);
+    EXPECT_EQ(queue.Pop()->handedOver, 0U);
+    EXPECT_FALSE(queue.NextUndispatched(0).has_value());
+}
+
+TEST(WorkerThread, SurvivesStartsAndStopsFromManyThreads) {
+    std::atomic<int> inside{0};
+    std::atomic<int> most{0};
+    WorkerThread* self = nullptr;
+    WorkerThread worker([&] {
+        most = std::max(most.load(), ++inside);
+        while (!self->StopRequested()) {
+            std::this_thread::yield();
+        }
+        --inside;
+    });
+    self = &worker;
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 4; ++i) {
+        callers.emplace_back([&, i] {
+            for (int round = 0; round < 100; ++round) {
+                if ((round + i) % 2 == 0) {
+                    EXPECT_TRUE(worker.Start());
+                } else {
+                    worker.Stop();
+                }
+            }
+        });
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+    worker.Stop();
+    EXPECT_EQ(inside, 0);
+    EXPECT_EQ(most, 1);
+}
+
+TEST(WorkerThread, StartsAgainAfterItEndedByItself) {
+    std::atomic<int> runs{0};
+    WorkerThread worker([&] { ++runs; });
+    for (int expected = 1; expected <= 3; ++expected) {
+        ASSERT_TRUE(worker.Start());
+        while (worker.Running()) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(runs, expected);
+    }
+    worker.Forbid();
+    EXPECT_TRUE(worker.Start());
+    EXPECT_FALSE(worker.Running());
+}
+
+TEST(WorkerThread, MayAskItselfToStop) {
+    WorkerThread* self = nullptr;
+    std::atomic<bool> ended{false};
+    WorkerThread worker([&] {
+        while (!self->StopRequested()) {
+            EXPECT_FALSE(self->Stop());
+        }
+        ended = true;
+    });
+    self = &worker;
+    ASSERT_TRUE(worker.Start());
+    while (!ended) {
+        std::this_thread::yield();
+    }
+    worker.Stop();
+}
+
+TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
+    const int module = 0;
+    CallbackGate::Open(&module);
+    std::atomic<bool> entered{false};
+    std::atomic<bool> leave{false};
+    std::atomic<bool> closed{false};
+    std::thread callback([&] {
+        const CallbackGate::Entry entry(&module);
+        EXPECT_TRUE(static_cast<bool>(entry));
+        entered = true;
+        while (!leave) {
+            std::this_thread::yield();
+        }
+        EXPECT_FALSE(closed);
+    });
+    while (!entered) {
+        std::this_thread::yield();
+    }
+    std::thread closer([&] {
+        CallbackGate::CloseAndWait(&module);
+        closed = true;
+    });
+    // Once the gate refuses, the closer is waiting for the callback inside.
+    for (bool refused = false; !refused;) {
+        const CallbackGate::Entry late(&module);
+        refused = !late;
+    }
+    leave = true;
+    callback.join();
+    closer.join();
+    CallbackGate::CloseAndWait(&module);
+}
+
+TEST(CallbackGate, DoesNotWaitForTheCallbackThatCloses) {
+    const int module = 0;
+    CallbackGate::Open(&module);
+    const CallbackGate::Entry entry(&module);
+    CallbackGate::CloseAndWait(&module);
+    EXPECT_FALSE(static_cast<bool>(CallbackGate::Entry(&module)));
+}
+
+}  // namespace
