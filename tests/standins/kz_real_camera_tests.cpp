@@ -1,0 +1,424 @@
+// The camera SDK in front of GigE Vision cameras: processes that speak the protocol on the loopback
+// network.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "camera/sdk/kz_camera_control.h"
+#include "tests/support/fake_gige_camera.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::IsSupersetOf;
+using ::testing::IsTrue;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+constexpr std::uint32_t kMono8 = 0x01080001;
+constexpr std::uint32_t kMono16 = 0x01100007;
+constexpr std::uint32_t kLoopback = 0x7f000001;
+// Only reached when something hangs.
+constexpr std::chrono::seconds kLongest{30};
+
+std::uint32_t Address(std::uint8_t last) {
+    return 0x7f000a00u | last;
+}
+std::string AddressText(std::uint8_t last) {
+    return "127.0.10." + std::to_string(last);
+}
+
+std::map<std::string, CameraDeviceInfo> Enumerate() {
+    KZDeviceList list{};
+    EXPECT_EQ(KZ_CC_EnumDevices(KZ_TRANSPORT_GIGE | KZ_TRANSPORT_USB3, &list), KZ_CC_OK);
+    std::map<std::string, CameraDeviceInfo> cameras;
+    for (std::uint32_t index = 0; index < list.count; ++index) {
+        const CameraDeviceInfo& record = *list.devices[index];
+        if (record.transportType == KZ_TRANSPORT_GIGE) {
+            cameras[record.gige.serialNumber] = record;
+        }
+    }
+    return cameras;
+}
+
+std::vector<std::string> ListedSerials() {
+    std::vector<std::string> serials;
+    for (const auto& [serial, record] : Enumerate()) {
+        serials.push_back(serial);
+    }
+    return serials;
+}
+
+CameraDeviceInfo RecordOf(const std::string& serial, std::uint32_t ip, std::uint32_t nic = 0) {
+    CameraDeviceInfo record{};
+    record.transportType = KZ_TRANSPORT_GIGE;
+    record.gige.currentIp = ip;
+    record.gige.netExportIp = nic;
+    std::strncpy(record.gige.serialNumber, serial.c_str(), sizeof(record.gige.serialNumber) - 1);
+    return record;
+}
+
+class Handle {
+  public:
+    explicit Handle(const CameraDeviceInfo& record) {
+        EXPECT_EQ(KZ_CC_CreateHandle(&m_handle, &record), KZ_CC_OK);
+    }
+    ~Handle() { (void)Destroy(); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    [[nodiscard]] std::uint32_t Open() const {
+        return KZ_CC_OpenDevice(m_handle, KZ_ACCESS_CONTROL, 0);
+    }
+    std::uint32_t Destroy() {
+        return m_handle != nullptr ? KZ_CC_DestroyHandle(std::exchange(m_handle, nullptr))
+                                   : KZ_CC_OK;
+    }
+    operator KZHandle() const { return m_handle; }
+
+  private:
+    KZHandle m_handle = nullptr;
+};
+
+std::uint32_t OpenOnce(const CameraDeviceInfo& record) {
+    return Handle(record).Open();
+}
+
+struct Frame {
+    FrameOutInfo info;
+    bool whole;
+};
+
+// The camera's picture counts up along each line and from line to line, and starts one higher with
+// each frame; a gap, or a rest of an earlier picture in a buffer used again, breaks the row.
+constexpr std::uint32_t kShades = 255;
+bool IsWholeRamp(const std::uint8_t* pixels, const FrameOutInfo& info) {
+    if (info.frameLength != std::uint32_t{info.width} * info.height) {
+        return false;
+    }
+    for (std::uint32_t y = 0; y < info.height; ++y) {
+        for (std::uint32_t x = 0; x < info.width; ++x) {
+            if (pixels[y * info.width + x] != (pixels[0] + x + y) % kShades) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+class Frames {
+  public:
+    static void Callback(std::uint8_t* data, FrameOutInfo* info, void* user) {
+        auto& frames = *static_cast<Frames*>(user);
+        const bool whole = info->pixelType != kMono8 || IsWholeRamp(data, *info);
+        const std::lock_guard lock(frames.m_mutex);
+        frames.m_frames.push_back({*info, whole});
+        frames.m_changed.notify_all();
+    }
+
+    [[nodiscard]] bool Await(std::size_t count) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, kLongest, [&] { return m_frames.size() >= count; });
+    }
+    [[nodiscard]] std::vector<Frame> Take() {
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_frames, {});
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<Frame> m_frames;
+};
+
+std::vector<bool> Wholeness(const std::vector<Frame>& frames) {
+    std::vector<bool> whole;
+    for (const Frame& frame : frames) {
+        whole.push_back(frame.whole);
+    }
+    return whole;
+}
+
+KZGigEMatchInfo MatchInfo(KZHandle handle) {
+    KZGigEMatchInfo record{};
+    KZMatchInfo info{KZ_MATCH_INFO_GIGE, sizeof(record), &record};
+    EXPECT_EQ(KZ_CC_GetAllMatchInfo(handle, &info), KZ_CC_OK);
+    return record;
+}
+
+// Counts exceptions; destroys its handle from within the first, when told to.
+class Loss {
+  public:
+    explicit Loss(Handle* destroyed = nullptr) : m_destroyed(destroyed) {}
+
+    static void Callback(std::uint32_t type, void* user) {
+        auto& loss = *static_cast<Loss*>(user);
+        if (loss.m_destroyed != nullptr) {
+            EXPECT_EQ(loss.m_destroyed->Destroy(), KZ_CC_OK);
+        }
+        const std::lock_guard lock(loss.m_mutex);
+        loss.m_types.push_back(type);
+        loss.m_changed.notify_all();
+    }
+
+    [[nodiscard]] bool Await() {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, kLongest, [&] { return !m_types.empty(); });
+    }
+    [[nodiscard]] std::vector<std::uint32_t> Types() {
+        const std::lock_guard lock(m_mutex);
+        return m_types;
+    }
+
+  private:
+    Handle* const m_destroyed;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<std::uint32_t> m_types;
+};
+
+TEST(RealCameras, AreListedWhileTheyArePluggedIn) {
+    FakeGigECamera first(AddressText(1), "LIST-1");
+    const FakeGigECamera second(AddressText(2), "LIST-2");
+
+    const auto cameras = Enumerate();
+    ASSERT_TRUE(cameras.count("LIST-1") == 1 && cameras.count("LIST-2") == 1);
+    const KZGigEDeviceInfo& info = cameras.at("LIST-1").gige;
+    EXPECT_STREQ(info.manufacturerName, "Aravis");
+    EXPECT_STREQ(info.modelName, "Fake");
+    EXPECT_EQ(info.currentIp, Address(1));
+    EXPECT_EQ(info.netExportIp, kLoopback);
+
+    first.Kill();
+    EXPECT_THAT(ListedSerials(), Not(Contains("LIST-1")));
+    first.Start();
+    EXPECT_THAT(ListedSerials(), IsSupersetOf({"LIST-1", "LIST-2"}));
+}
+
+TEST(RealCameras, OpenBySerialNumberOrAddressWithoutAnEnumerationBefore) {
+    const FakeGigECamera camera(AddressText(3), "OPEN-3");
+    EXPECT_EQ(OpenOnce(RecordOf("OPEN-3", Address(3), kLoopback)), KZ_CC_OK);
+    EXPECT_EQ(OpenOnce(RecordOf("OPEN-3", Address(99))), KZ_CC_OK) << "moved to another address";
+    EXPECT_EQ(OpenOnce(RecordOf("", Address(3), kLoopback)), KZ_CC_OK);
+    EXPECT_EQ(OpenOnce(RecordOf("", Address(3), 0x0a0b0c0d)), KZ_CC_OK) << "that card is gone";
+    EXPECT_EQ(OpenOnce(RecordOf("", Address(99), kLoopback)), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(OpenOnce(RecordOf("OTHER", Address(3))), KZ_CC_E_DEVICE_LOST);
+}
+
+TEST(RealCameras, HaveOneControllerAtATime) {
+    const FakeGigECamera camera(AddressText(4), "ONE-4");
+    const CameraDeviceInfo record = RecordOf("ONE-4", Address(4));
+    {
+        const Handle owner(record);
+        ASSERT_EQ(owner.Open(), KZ_CC_OK);
+        EXPECT_EQ(OpenOnce(record), KZ_CC_E_OPEN_REFUSED);
+        KZIntValue width{};
+        EXPECT_EQ(KZ_CC_GetWidth(owner, &width), KZ_CC_OK) << "the owner is not disturbed";
+    }
+    EXPECT_EQ(OpenOnce(record), KZ_CC_OK) << "control was given back";
+}
+
+class OpenCamera : public ::testing::Test {
+  protected:
+    explicit OpenCamera(int lostPackets = 0)
+        : m_camera(AddressText(5), "OPEN-5", lostPackets),
+          m_handle(RecordOf("OPEN-5", Address(5))) {}
+
+    void SetUp() override {
+        ASSERT_EQ(m_handle.Open(), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(m_handle, &Frames::Callback, &m_frames), KZ_CC_OK);
+    }
+    void TearDown() override { (void)m_handle.Destroy(); }
+
+    FakeGigECamera m_camera;
+    Frames m_frames;
+    Handle m_handle;
+};
+
+TEST_F(OpenCamera, TellsTheTypesOfItsFeatures) {
+    const std::map<std::string, KZNodeType> expected = {{"Width", KZ_NODE_INTEGER},
+                                                        {"PayloadSize", KZ_NODE_INTEGER},
+                                                        {"TestBoolean", KZ_NODE_BOOLEAN},
+                                                        {"TriggerSoftware", KZ_NODE_COMMAND},
+                                                        {"ExposureTimeAbs", KZ_NODE_FLOAT},
+                                                        {"DeviceModelName", KZ_NODE_STRING},
+                                                        {"Root", KZ_NODE_CATEGORY},
+                                                        {"PixelFormat", KZ_NODE_ENUMERATION},
+                                                        {"GevSCPSPacketSize", KZ_NODE_INTEGER}};
+    for (const auto& [name, type] : expected) {
+        KZNodeType found{};
+        EXPECT_EQ(KZ_XML_GetNodeInterfaceType(m_handle, name.c_str(), &found), KZ_CC_OK) << name;
+        EXPECT_EQ(found, type) << name;
+    }
+    KZNodeType found{};
+    EXPECT_EQ(KZ_XML_GetNodeInterfaceType(m_handle, "UserSetSelector", &found),
+              KZ_CC_E_NODE_MISSING);
+}
+
+TEST_F(OpenCamera, TakesValuesInsideTheRangeOnly) {
+    KZIntValue width{};
+    ASSERT_EQ(KZ_CC_GetWidth(m_handle, &width), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetIntValue(m_handle, "Width", width.maximum + 1), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetIntValue(m_handle, "Width", width.minimum - 1), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetIntValue(m_handle, "Width", 320), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_GetWidth(m_handle, &width), KZ_CC_OK);
+    EXPECT_EQ(width.current, 320u);
+    EXPECT_EQ(KZ_CC_SetIntValue(m_handle, "GevSCPSPacketSize", 1401), KZ_CC_E_NODE_RANGE)
+        << "between two increments";
+
+    KZFloatValue exposure{};
+    ASSERT_EQ(KZ_CC_GetFloatValue(m_handle, "ExposureTimeAbs", &exposure), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetFloatValue(m_handle, "ExposureTimeAbs", exposure.minimum / 2),
+              KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetFloatValue(m_handle, "ExposureTimeAbs", exposure.maximum), KZ_CC_OK);
+
+    EXPECT_EQ(KZ_CC_SetEnumValue(m_handle, "PixelFormat", 7), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetEnumValueByString(m_handle, "PixelFormat", "Mono7"), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetEnumValueByString(m_handle, "PixelFormat", "Mono16"), KZ_CC_OK);
+    KZEnumValue format{};
+    EXPECT_EQ(KZ_CC_GetEnumValue(m_handle, "PixelFormat", &format), KZ_CC_OK);
+    EXPECT_EQ(format.current, kMono16);
+    EXPECT_THAT(std::vector(format.supported, format.supported + format.supportedCount),
+                IsSupersetOf({kMono8, kMono16}));
+}
+
+TEST_F(OpenCamera, RefusesFeaturesThatAreMissingReadOnlyOrOfAnotherType) {
+    EXPECT_EQ(KZ_CC_SetIntValue(m_handle, "PayloadSize", 1), KZ_CC_E_NODE_ACCESS);
+    EXPECT_EQ(KZ_CC_SetBoolValue(m_handle, "TriggerMode", true), KZ_CC_E_NODE_TYPE);
+    EXPECT_EQ(KZ_CC_SetIntValue(m_handle, "TriggerMode", 1), KZ_CC_E_NODE_TYPE);
+    EXPECT_EQ(KZ_CC_SetCommandValue(m_handle, "UserSetLoad"), KZ_CC_E_NODE_MISSING);
+    EXPECT_EQ(KZ_CC_SetEnumValue(m_handle, "LineMode", 8), KZ_CC_E_NODE_MISSING);
+    KZStringValue model{};
+    EXPECT_EQ(KZ_CC_GetStringValue(m_handle, "DeviceModelName", &model), KZ_CC_OK);
+    EXPECT_STREQ(model.current, "Fake");
+    const KZTransmissionType multicast{KZ_TRANSMISSION_UNICAST_AND_MULTICAST, 0xefc00101, 1042, {}};
+    EXPECT_EQ(KZ_GIGE_SetTransmissionType(m_handle, &multicast), KZ_CC_E_NOT_SUPPORTED);
+    const KZTransmissionType unicast{KZ_TRANSMISSION_UNICAST, 0, 0, {}};
+    EXPECT_EQ(KZ_GIGE_SetTransmissionType(m_handle, &unicast), KZ_CC_OK);
+    EXPECT_GT(KZ_CC_GetOptimalPacketSize(m_handle), 0);
+}
+
+TEST_F(OpenCamera, SendsFramesOfTheSizeThatIsSetWhileItGrabs) {
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    ASSERT_TRUE(m_frames.Await(5));
+    ASSERT_EQ(KZ_CC_StopGrabbing(m_handle), KZ_CC_OK);
+    const std::vector<Frame> frames = m_frames.Take();
+    EXPECT_THAT(Wholeness(frames), Each(IsTrue()));
+    for (std::size_t index = 1; index < frames.size(); ++index) {
+        EXPECT_GT(frames[index].info.frameNumber, frames[index - 1].info.frameNumber);
+    }
+    EXPECT_EQ(frames[0].info.width, 512);
+    EXPECT_EQ(frames[0].info.height, 512);
+    EXPECT_EQ(frames[0].info.pixelType, kMono8);
+    EXPECT_NE(frames[0].info.hostTimestamp, 0);
+
+    // Larger frames need other buffers.
+    ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "Width", 1024), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetEnumValue(m_handle, "PixelFormat", kMono16), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    ASSERT_TRUE(m_frames.Await(1));
+    ASSERT_EQ(KZ_CC_StopGrabbing(m_handle), KZ_CC_OK);
+    const FrameOutInfo large = m_frames.Take().front().info;
+    EXPECT_EQ(large.width, 1024);
+    EXPECT_EQ(large.pixelType, kMono16);
+    EXPECT_EQ(large.frameLength, 1024u * 512u * 2u);
+
+    const KZGigEMatchInfo counts = MatchInfo(m_handle);
+    EXPECT_GE(counts.receivedFrames, frames.size() + 1);
+    EXPECT_GT(counts.receivedBytes, 512 * 512 * 5);
+}
+
+TEST_F(OpenCamera, SendsOneFrameForEachSoftwareTrigger) {
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(m_handle, "TriggerMode", "On"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(m_handle, "TriggerSource", "Software"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_THAT(m_frames.Take(), SizeIs(0));
+    for (int trigger = 0; trigger < 5; ++trigger) {
+        ASSERT_EQ(KZ_CC_SetCommandValue(m_handle, "TriggerSoftware"), KZ_CC_OK);
+        ASSERT_TRUE(m_frames.Await(1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_THAT(m_frames.Take(), SizeIs(1));
+    }
+}
+
+class CameraOnABadLine : public OpenCamera {
+  protected:
+    CameraOnABadLine() : OpenCamera(5) {}
+};
+
+TEST_F(CameraOnABadLine, ShowsWholeFramesOnlyAndCountsTheOthers) {
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    ASSERT_TRUE(m_frames.Await(20));
+    ASSERT_EQ(KZ_CC_StopGrabbing(m_handle), KZ_CC_OK);
+    EXPECT_THAT(Wholeness(m_frames.Take()), Each(IsTrue()));
+    const KZGigEMatchInfo counts = MatchInfo(m_handle);
+    EXPECT_GT(counts.lostFrames, 0u);
+    EXPECT_GT(counts.lostPackets, 0);
+}
+
+TEST_F(OpenCamera, TellsOnceThatItIsLostAndAnswersSoFromThenOn) {
+    Loss loss;
+    ASSERT_EQ(KZ_CC_RegisterExceptionCallBack(m_handle, &Loss::Callback, &loss), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    ASSERT_TRUE(m_frames.Await(1));
+    m_camera.Kill();
+    ASSERT_TRUE(loss.Await());
+    KZIntValue width{};
+    EXPECT_EQ(KZ_CC_GetWidth(m_handle, &width), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(KZ_CC_SetCommandValue(m_handle, "TriggerSoftware"), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(KZ_CC_StopGrabbing(m_handle), KZ_CC_E_DEVICE_LOST);
+    // The same camera again is not this one: it is not ours any more.
+    m_camera.Start();
+    EXPECT_EQ(KZ_CC_GetWidth(m_handle, &width), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(m_handle.Destroy(), KZ_CC_OK);
+    EXPECT_EQ(loss.Types(), std::vector<std::uint32_t>{KZ_EXCEPTION_DISCONNECTED});
+}
+
+TEST_F(OpenCamera, IsLostWhenItRestartsBetweenTwoLooks) {
+    Loss loss;
+    ASSERT_EQ(KZ_CC_RegisterExceptionCallBack(m_handle, &Loss::Callback, &loss), KZ_CC_OK);
+    m_camera.Kill();
+    m_camera.Start();
+    EXPECT_TRUE(loss.Await()) << "it answers, but it is nobody's";
+}
+
+TEST_F(OpenCamera, CanBeClosedWhileNobodyKnowsYetThatItIsGone) {
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    ASSERT_TRUE(m_frames.Await(1));
+    m_camera.Kill();
+    EXPECT_EQ(KZ_CC_StopGrabbing(m_handle), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(m_handle.Destroy(), KZ_CC_OK);
+}
+
+TEST(RealCameras, ComeBackAfterEachLoss) {
+    FakeGigECamera camera(AddressText(6), "BACK-6");
+    const CameraDeviceInfo record = RecordOf("BACK-6", Address(6));
+    for (int cycle = 0; cycle < 3; ++cycle) {
+        Frames frames;
+        Handle handle(record);
+        Loss loss(&handle);
+        ASSERT_EQ(handle.Open(), KZ_CC_OK) << cycle;
+        ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(handle, &Frames::Callback, &frames), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_RegisterExceptionCallBack(handle, &Loss::Callback, &loss), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+        ASSERT_TRUE(frames.Await(2)) << cycle;
+        camera.Kill();
+        ASSERT_TRUE(loss.Await()) << cycle;
+        EXPECT_EQ(OpenOnce(record), KZ_CC_E_DEVICE_LOST);
+        camera.Start();
+    }
+}
+
+}  // namespace
