@@ -17,22 +17,27 @@ namespace kz {
 using Code = std::uint32_t;
 
 // Where a device hands over what comes from the camera, on threads of the device. The sink does
-// not throw. Frames: one at a time, `pixels` valid during the call.
+// not throw and may be used until the device is destroyed.
 struct DeviceSink {
-    std::function<void(const std::uint8_t* pixels, const FrameOutInfo& info)> frame;
+    // Runs the module's frame callback: one call at a time, `pixels` and `info` valid during the
+    // call. False: no callback is registered, the frame is nobody's.
+    std::function<bool(const std::uint8_t* pixels, const FrameOutInfo* info)> frame;
+    // Both only queue: the callback comes later, on the event thread of the handle, so that it may
+    // destroy the device. Loss of the device is told once, as KZ_EXCEPTION_DISCONNECTED.
     std::function<void(std::uint32_t messageType)> exception;
     std::function<void(const char* eventName)> event;
 };
 
-// One opened camera. Any thread may call; the SDK functions serialise the calls of one handle,
-// except that Stop and the destructor come while a feature call may still be under way elsewhere.
-// Every call on a lost camera answers KZ_CC_E_DEVICE_LOST within a bounded time.
+// One opened camera. Any thread may call; the SDK functions serialise all calls of one handle, the
+// destructor included. Every call on a lost camera answers KZ_CC_E_DEVICE_LOST within a bounded
+// time.
 class Device {
   public:
     virtual ~Device() = default;
 
     // Frames go to the sink between Start and Stop. Stop returns when the device's thread is out of
-    // the sink and will not enter it for this acquisition again.
+    // the sink and will not enter it for this acquisition again, whatever its answer; the
+    // destructor stops too. Start and Stop come in turns, never from within the sink.
     virtual Code Start() = 0;
     virtual Code Stop() = 0;
 

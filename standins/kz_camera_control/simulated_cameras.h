@@ -1,9 +1,9 @@
 // The simulated cameras of the SDK stand-in, for tests and the host program; the module never sees
 // this. Plain C types only.
 //
-// A description is a text with one camera a line (or separated by ';'); '#' starts a comment. A line
-// is a kind - "gige", "usb3" or "gentl" - followed by name=value pairs; values with blanks stand in
-// double quotes:
+// A description is a text with one camera a line (or separated by ';'); '#' starts a comment. A
+// line is a kind - "gige", "usb3" or "gentl" - followed by name=value pairs; values with blanks
+// stand in double quotes:
 //
 //   gige serial=SIM0001 model=KZ-SIM-G maker=Simulated name="Line 1" ip=10.0.0.2 nic=10.0.0.1
 //        width=640 height=480 format=Mono8 rate=30
@@ -12,12 +12,38 @@
 // the camera send "FrameStart". `interface=N` (gentl) puts it behind the Nth interface. Unnamed
 // values have the defaults above, serials counted up, events=1.
 //
-// The cameras come from the environment's KZ_SIM_CAMERAS (a description, or "@" and a file) when the
-// library is first used, and from KZSim_Configure. KZ_REAL_CAMERAS=0 keeps real ones out of the
-// enumeration (Linux); where KZ_SIM_CAMERAS and KZSim_Configure name none, only real ones are there.
+// The cameras come from the environment's KZ_SIM_CAMERAS (a description, or "@" and a file) when
+// the library is first used, and from KZSim_Configure. KZ_REAL_CAMERAS=0 keeps real ones out of the
+// enumeration (Linux); where KZ_SIM_CAMERAS and KZSim_Configure name none, only real ones are
+// there.
+//
+// Widths and heights are even, at least 16 and 2. Unnamed addresses are counted up from 10.0.0.2.
+// Two lines with one serial are one camera that is found twice, as through two network cards.
+//
+// Frame numbers start at 1 with each KZ_CC_StartGrabbing; a number missing is a frame that a slow
+// callback lost. TriggerSource starts as Software, so TriggerMode 1 and TriggerSoftware give
+// frames; a free run follows AcquisitionFrameRate. User sets start as the factory made them:
+// TriggerMode Off, TriggerSource Software. A camera that was unplugged starts again from its user
+// set Default.
 #pragma once
 
 #include <cstdint>
+
+#include "camera/sdk/pixel_format.h"
+
+// The number of a test picture's frame, which its first four pixels carry as grey values, lowest
+// byte first. `pixels`: Mono8, or RGB8 where `pixelType` says so; at least four of them. Exact for
+// what the camera sent in these formats, in BGR8, or in Mono10 to Mono16 and was converted to Mono8
+// by keeping the upper eight bits.
+[[nodiscard]] inline std::uint32_t KZSim_FrameNumberIn(const std::uint8_t* pixels,
+                                                       std::uint32_t pixelType) {
+    const unsigned stride = pixelType == pixel_format::kRGB8 ? 3 : 1;
+    std::uint32_t number = 0;
+    for (unsigned i = 0; i < sizeof number; ++i) {
+        number |= std::uint32_t{pixels[i * stride]} << (8 * i);
+    }
+    return number;
+}
 
 extern "C" {
 
@@ -28,7 +54,7 @@ std::uint32_t KZSim_Configure(const char* description);
 // Keeps real cameras in or out of the enumeration.
 void KZSim_UseRealCameras(bool use);
 
-// Faults of one camera ("" = the library itself), until they are set to "":
+// Faults of one camera ("" = the library itself), instead of those set before ("" sets none):
 //   open=CODE       KZ_CC_OpenDevice answers CODE       create=CODE   KZ_CC_CreateHandle does
 //   packet=N        the optimal packet size             missing=NAME  no such feature
 //   refuse=NAME:CODE  writes of NAME answer CODE        start=CODE / stop=CODE  grabbing calls do
@@ -38,6 +64,7 @@ void KZSim_UseRealCameras(bool use);
 //   short=N         frames report N bytes less than they hold
 //   decode=CODE     decoding answers CODE               convert=CODE  conversion does
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices
+// The library's own functions, for slow and fail, are the enumerating ones.
 // Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.
 bool KZSim_SetFaults(const char* serial, const char* faults);
 
@@ -68,6 +95,10 @@ void KZSim_ClearJournal(const char* serial);
 
 // Handles created and not destroyed, in the process.
 std::uint32_t KZSim_OpenHandles();
+
+// Calls of the enumerating functions that came while another was under way, in the process. Such a
+// call answers KZ_CC_E_CALL_ORDER and finds nothing.
+std::uint32_t KZSim_EnumerationOverlaps();
 
 // `hook` runs inside each call of KZ_CC_EnumDevices and KZ_CC_EnumInterfacesByGenTL; null takes it
 // off.

@@ -1,0 +1,26 @@
+// The simulator's hold on the SDK's functions: every call on a simulated camera passes here first.
+#pragma once
+
+#include <string>
+
+#include "standins/kz_camera_control/camera.h"
+
+namespace kz {
+
+// One call of an SDK function.
+struct Call {
+    const char* function;
+    // The call with its arguments, for calls that change something; empty for reads.
+    std::string journalLine;
+};
+
+class CallInterceptor {
+  public:
+    virtual ~CallInterceptor() = default;
+
+    // Runs inside the call, on its thread, with the handle's serialisation held where the function
+    // takes it; may take its time. Anything but 0 is the call's answer, and it does nothing.
+    virtual Code Enter(const Call& call) = 0;
+};
+
+}  // namespace kz

@@ -1,0 +1,38 @@
+// The text that names the simulated cameras (its form stands in simulated_cameras.h).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "camera/sdk/pixel_format.h"
+
+namespace kz {
+
+enum class CameraKind { GigE, Usb3, GenTL };
+
+struct CameraDescription {
+    CameraKind kind = CameraKind::GigE;
+    std::string serial;
+    std::string model;
+    std::string maker = "Simulated";
+    std::string name;
+    std::uint32_t ip = 0;  // packed as in the device records
+    std::uint32_t nic = 0;
+    std::uint32_t width = 640;
+    std::uint32_t height = 480;
+    std::uint32_t pixelFormat = pixel_format::kMono8;
+    float rate = 30.0F;  // frames a second
+    bool events = true;
+    std::uint32_t interfaceNumber = 1;  // GenTL
+};
+
+struct ParsedDescription {
+    std::vector<CameraDescription> cameras;
+    std::uint32_t wrongLine = 0;  // counted from 1; 0: all is well
+};
+
+[[nodiscard]] ParsedDescription ParseCameraDescription(std::string_view text);
+
+}  // namespace kz

@@ -1,0 +1,74 @@
+// What stands behind one KZHandle.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "standins/kz_camera_control/call_interceptor.h"
+#include "standins/kz_camera_control/camera.h"
+#include "standins/kz_camera_control/handle_callbacks.h"
+
+namespace kz {
+
+// Created -> open -> grabbing -> open -> created -> destroyed. Calls that come in another order
+// answer KZ_CC_E_CALL_ORDER. One lock serialises the calls; it is held while stopping waits for the
+// frame callback in progress, so whoever stops must not hold what the callback waits for.
+class CameraHandle {
+  public:
+    // Opens the camera that the handle was made for.
+    using Opener = std::function<Code(std::uint32_t accessMode, DeviceSink sink,
+                                      std::unique_ptr<Device>& device)>;
+
+    // `interceptor` is null for a camera that nobody intercepts.
+    CameraHandle(Opener opener, std::shared_ptr<CallInterceptor> interceptor);
+
+    Code Open(const Call& call, std::uint32_t accessMode);
+    Code Close(const Call& call);
+    // A destroyed handle answers KZ_CC_E_HANDLE to everything.
+    Code Destroy(const Call& call);
+    Code StartGrabbing(const Call& call);
+    Code StopGrabbing(const Call& call);
+
+    Code RegisterImage(const Call& call, KZImageCallback callback, void* user);
+    Code RegisterException(const Call& call, KZExceptionCallback callback, void* user);
+    Code RegisterEvent(const Call& call, const char* name, KZEventCallback callback, void* user);
+
+    // `body(device)`, for an open device.
+    template <typename Body>
+    Code WithDevice(const Call& call, Body&& body) {
+        return Serialised(
+            call, [&]() -> Code { return m_device ? body(*m_device) : KZ_CC_E_CALL_ORDER; });
+    }
+
+    // For calls that a frame callback makes while another thread may be stopping: not serialised.
+    Code Unserialised(const Call& call) const;
+
+  private:
+    template <typename Body>
+    Code Serialised(const Call& call, Body&& body) {
+        const std::lock_guard lock(m_mutex);
+        if (m_destroyed) {
+            return KZ_CC_E_HANDLE;
+        }
+        const Code answer = Unserialised(call);
+        return answer == KZ_CC_OK ? body() : answer;
+    }
+    // The same for a call that waits for the frame callback, which must not wait for itself.
+    template <typename Body>
+    Code SerialisedStop(const Call& call, Body&& body) {
+        return m_callbacks->InFrameCallback() ? KZ_CC_E_CALL_ORDER : Serialised(call, body);
+    }
+    void CloseDevice();
+
+    const Opener m_opener;
+    const std::shared_ptr<CallInterceptor> m_interceptor;
+    const std::shared_ptr<HandleCallbacks> m_callbacks = std::make_shared<HandleCallbacks>();
+
+    std::mutex m_mutex;  // guards what follows
+    std::unique_ptr<Device> m_device;
+    bool m_grabbing = false;
+    bool m_destroyed = false;
+};
+
+}  // namespace kz

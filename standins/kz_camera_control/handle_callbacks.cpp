@@ -1,0 +1,106 @@
+#include "standins/kz_camera_control/handle_callbacks.h"
+
+#include <utility>
+
+namespace kz {
+
+void HandleCallbacks::SetImage(KZImageCallback callback, void* user) {
+    const std::lock_guard lock(m_mutex);
+    m_image = {callback, user};
+}
+
+void HandleCallbacks::SetException(KZExceptionCallback callback, void* user) {
+    const std::lock_guard lock(m_mutex);
+    m_exception = {callback, user};
+}
+
+void HandleCallbacks::SetEvent(const std::string& name, KZEventCallback callback, void* user) {
+    const std::lock_guard lock(m_mutex);
+    m_events[name] = {callback, user};
+}
+
+DeviceSink HandleCallbacks::Open() {
+    const auto self = shared_from_this();
+    DeviceSink sink;
+    sink.frame = [self](const std::uint8_t* pixels, const FrameOutInfo* info) {
+        return self->RunFrame(pixels, info);
+    };
+    sink.exception = [self](std::uint32_t messageType) { self->Post({{}, messageType}); };
+    sink.event = [self](const char* name) { self->Post({name, 0}); };
+
+    const std::lock_guard lock(m_mutex);
+    if (!m_threadStarted) {
+        // Detached, because it may be the one that destroys the handle. It shares this object, and
+        // the library is never unloaded.
+        std::thread([self] { self->RunEventThread(); }).detach();
+        m_threadStarted = true;
+    }
+    m_open = true;
+    return sink;
+}
+
+void HandleCallbacks::Close() {
+    const std::lock_guard lock(m_mutex);
+    m_open = false;
+    m_queue.clear();
+}
+
+void HandleCallbacks::Shutdown() {
+    Close();
+    const std::lock_guard lock(m_mutex);
+    m_shutDown = true;
+    m_wake.notify_all();
+}
+
+bool HandleCallbacks::RunFrame(const std::uint8_t* pixels, const FrameOutInfo* info) {
+    Registration<KZImageCallback> image;
+    {
+        const std::lock_guard lock(m_mutex);
+        image = m_image;
+    }
+    if (image.callback == nullptr) {
+        return false;
+    }
+    m_frameThread = std::this_thread::get_id();
+    image.callback(const_cast<std::uint8_t*>(pixels), const_cast<FrameOutInfo*>(info), image.user);
+    m_frameThread = std::thread::id{};
+    return true;
+}
+
+void HandleCallbacks::Post(Notice notice) {
+    const std::lock_guard lock(m_mutex);
+    if (m_open) {
+        m_queue.push_back(std::move(notice));
+        m_wake.notify_all();
+    }
+}
+
+void HandleCallbacks::RunEventThread() {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_wake.wait(lock, [this] { return m_shutDown || !m_queue.empty(); });
+        if (m_shutDown) {
+            return;
+        }
+        const Notice notice = std::move(m_queue.front());
+        m_queue.pop_front();
+        if (notice.eventName.empty()) {
+            const auto exception = m_exception;
+            lock.unlock();
+            if (exception.callback != nullptr) {
+                exception.callback(notice.messageType, exception.user);
+            }
+        } else {
+            const auto event = m_events[notice.eventName];
+            lock.unlock();
+            if (event.callback != nullptr) {
+                KZEventInfo info{};
+                notice.eventName.copy(info.name, sizeof info.name - 1);
+                event.callback(&info, event.user);
+            }
+        }
+        lock.lock();
+    }
+}
+
+}  // namespace kz

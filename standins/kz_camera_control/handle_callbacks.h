@@ -1,0 +1,67 @@
+// The callbacks registered on one handle, and the thread on which exceptions and events come.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "standins/kz_camera_control/camera.h"
+
+namespace kz {
+
+// Frames come on the device's thread, exceptions and events on a thread of this object's own. Any
+// thread may call.
+class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
+  public:
+    void SetImage(KZImageCallback callback, void* user);
+    void SetException(KZExceptionCallback callback, void* user);
+    void SetEvent(const std::string& name, KZEventCallback callback, void* user);
+
+    // Begins to take what a device hands over. The sink shares this object.
+    [[nodiscard]] DeviceSink Open();
+    // Forgets what is queued. A callback in progress on the event thread goes on, none starts.
+    void Close();
+    // Closes and ends the event thread, which may be the calling one, without waiting for it.
+    void Shutdown();
+
+    [[nodiscard]] bool InFrameCallback() const {
+        return m_frameThread == std::this_thread::get_id();
+    }
+
+  private:
+    template <typename Function>
+    struct Registration {
+        Function callback = nullptr;
+        void* user = nullptr;
+    };
+
+    // What the event thread has to tell: an event by its name, an exception where there is none.
+    struct Notice {
+        std::string eventName;
+        std::uint32_t messageType = 0;
+    };
+
+    bool RunFrame(const std::uint8_t* pixels, const FrameOutInfo* info);
+    void Post(Notice notice);
+    void RunEventThread();
+
+    std::atomic<std::thread::id> m_frameThread{};  // the one inside the frame callback
+
+    std::mutex m_mutex;  // guards what follows; never held while calling out
+    std::condition_variable m_wake;
+    Registration<KZImageCallback> m_image;
+    Registration<KZExceptionCallback> m_exception;
+    std::map<std::string, Registration<KZEventCallback>, std::less<>> m_events;
+    std::deque<Notice> m_queue;
+    bool m_open = false;
+    bool m_threadStarted = false;
+    bool m_shutDown = false;
+};
+
+}  // namespace kz

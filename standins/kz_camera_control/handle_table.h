@@ -1,0 +1,28 @@
+// The handles of the process by the value that callers hold.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "standins/kz_camera_control/handle.h"
+
+namespace kz {
+
+// A handle's value is a number that is never given twice, looked up and never followed as a
+// pointer: whatever a caller passes, a stale or invented handle is told from a live one.
+class HandleTable {
+  public:
+    [[nodiscard]] KZHandle Add(std::shared_ptr<CameraHandle> handle);
+    [[nodiscard]] std::shared_ptr<CameraHandle> Find(KZHandle value) const;
+    void Remove(KZHandle value);
+    [[nodiscard]] std::size_t Size() const;
+
+  private:
+    mutable std::mutex m_mutex;  // guards what follows
+    std::uintptr_t m_last = 0;
+    std::map<std::uintptr_t, std::shared_ptr<CameraHandle>> m_handles;
+};
+
+}  // namespace kz

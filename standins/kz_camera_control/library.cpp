@@ -1,0 +1,151 @@
+#include "standins/kz_camera_control/library.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+namespace kz {
+namespace {
+
+std::string CamerasFromEnvironment() {
+    const char* const text = std::getenv("KZ_SIM_CAMERAS");
+    if (text == nullptr || text[0] != '@') {
+        return text == nullptr ? "" : text;
+    }
+    std::ifstream file(text + 1, std::ios::binary);
+    if (!file) {
+        std::fprintf(stderr, "KZ_SIM_CAMERAS: %s cannot be read\n", text + 1);
+    }
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool RealCamerasWanted() {
+    const char* const text = std::getenv("KZ_REAL_CAMERAS");
+    return text == nullptr || text != std::string_view("0");
+}
+
+}  // namespace
+
+Discovery::Discovery() : m_useReal(RealCamerasWanted()) {
+    if (const std::uint32_t line = m_simulated.Configure(CamerasFromEnvironment()); line != 0) {
+        std::fprintf(stderr, "KZ_SIM_CAMERAS: line %u is not understood\n", line);
+    }
+}
+
+void Discovery::SetHook(Hook hook, void* user) {
+    const std::lock_guard lock(m_hookMutex);
+    m_hook = hook;
+    m_hookUser = user;
+}
+
+template <typename Record, typename Search>
+Code Discovery::Run(const char* function, bool hooked, std::vector<Record>& records,
+                    std::uint32_t& count, Record* (&listed)[KZ_MAX_DEVICES], Search&& search) {
+    // One search at a time; the flag also hands the records from thread to thread.
+    struct Turn {
+        explicit Turn(std::atomic<bool>& flag) : m_flag(flag), m_taken(!flag.exchange(true)) {}
+        ~Turn() {
+            if (m_taken) {
+                m_flag = false;
+            }
+        }
+        Turn(const Turn&) = delete;
+        Turn& operator=(const Turn&) = delete;
+        std::atomic<bool>& m_flag;
+        const bool m_taken;
+    };
+    const Turn turn(m_searching);
+    if (!turn.m_taken) {
+        ++m_overlaps;
+        return KZ_CC_E_CALL_ORDER;
+    }
+    const FaultSet faults = m_simulated.LibraryFaults();
+    std::this_thread::sleep_for(faults.Delay(function));
+    if (hooked) {
+        Hook hook = nullptr;
+        void* user = nullptr;
+        {
+            const std::lock_guard lock(m_hookMutex);
+            hook = m_hook;
+            user = m_hookUser;
+        }
+        if (hook != nullptr) {
+            hook(user);
+        }
+    }
+    if (const Code answer = faults.Answer(function); answer != KZ_CC_OK) {
+        return answer;
+    }
+    std::vector<Record> found;
+    if (const Code code = search(found); code != KZ_CC_OK) {
+        return code;
+    }
+    records = std::move(found);
+    count = 0;
+    for (Record& record : records) {
+        if (count < KZ_MAX_DEVICES) {
+            listed[count++] = &record;
+        }
+    }
+    return KZ_CC_OK;
+}
+
+Code Discovery::Devices(std::uint32_t transportMask, KZDeviceList& list) {
+    return Run("KZ_CC_EnumDevices", true, m_devices, list.count, list.devices,
+               [&](std::vector<CameraDeviceInfo>& found) -> Code {
+                   const Code code = m_simulated.Enumerate(transportMask, found);
+                   return code == KZ_CC_OK && m_useReal ? m_real->Enumerate(transportMask, found)
+                                                        : code;
+               });
+}
+
+Code Discovery::Interfaces(GenTLInterfaceList& list) {
+    return Run("KZ_CC_EnumInterfacesByGenTL", true, m_interfaces, list.count, list.interfaces,
+               [&](std::vector<GenTLInterfaceInfo>& found) {
+                   return m_simulated.EnumerateInterfaces(found);
+               });
+}
+
+Code Discovery::InterfaceDevices(const GenTLInterfaceInfo& record, GenTLDeviceList& list) {
+    // The caller's record is one of ours and lives as long as the next search for interfaces.
+    const GenTLInterfaceInfo wanted = record;
+    return Run("KZ_CC_EnumDevicesByGenTL", false, m_interfaceDevices, list.count, list.devices,
+               [&](std::vector<GenTLDeviceInfo>& found) {
+                   return m_simulated.EnumerateInterface(wanted, found);
+               });
+}
+
+std::shared_ptr<CameraHandle> Discovery::MakeHandle(const CameraDeviceInfo& record) {
+    // Opened by what the handle was made for, not by which camera answered to it then.
+    CameraHandle::Opener opener = [this, record](std::uint32_t accessMode, DeviceSink sink,
+                                                 std::unique_ptr<Device>& device) -> Code {
+        for (DeviceSource* const source :
+             {static_cast<DeviceSource*>(&m_simulated), m_real.get()}) {
+            if (source->Knows(record)) {
+                return source->Open(record, accessMode, std::move(sink), device);
+            }
+        }
+        return KZ_CC_E_DEVICE_LOST;
+    };
+    return std::make_shared<CameraHandle>(std::move(opener), m_simulated.Find(record));
+}
+
+std::shared_ptr<CameraHandle> Discovery::MakeHandle(const GenTLDeviceInfo& record) {
+    const auto camera = m_simulated.Find(record);
+    CameraHandle::Opener opener = [camera](std::uint32_t accessMode, DeviceSink sink,
+                                           std::unique_ptr<Device>& device) -> Code {
+        return camera ? camera->Open(accessMode, std::move(sink), device) : KZ_CC_E_DEVICE_LOST;
+    };
+    return std::make_shared<CameraHandle>(std::move(opener), camera);
+}
+
+Library& TheLibrary() {
+    static Library& library = *std::make_unique<Library>().release();
+    return library;
+}
+
+}  // namespace kz
