@@ -16,6 +16,7 @@ namespace {
 
 constexpr char kConnect[] = "CCameraModule::ConnectDevice";
 constexpr char kSelect[] = "CCameraModule::SetDeviceValue";
+constexpr char kClose[] = "CCameraModule::CloseCurCamera";
 constexpr char kConnectByIp[] = "CCameraModule::ConnectCameraByIP";
 
 // The selection that closes the camera.
@@ -60,13 +61,17 @@ std::optional<std::uint32_t> PackAddress(std::string_view text) {
 }  // namespace
 
 void CCameraModule::CloseCurCamera() {
+    if (m_camera.InFrameCallback()) {
+        CAM_LOG(kLogError, ModuleId(), kClose, "Camera not closed from inside a frame's notice");
+        return;
+    }
     const platform::LockGuard hold(m_connectionLock);
     const bool wasOpen = m_camera.IsOpen();
     const CameraText serial = m_serial.Get();
     m_camera.Close();
     GrabStartedEvent.Reset();
     if (wasOpen) {
-        ReportCameraOff("CCameraModule::CloseCurCamera", serial);
+        ReportCameraOff(kClose, serial);
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <thread>
 
 namespace cam {
 
@@ -31,7 +30,7 @@ CMyCamera::~CMyCamera() {
 }
 
 Status CMyCamera::Open(const CameraDeviceInfo* record) {
-    if (record == nullptr) {
+    if (record == nullptr || InFrameCallback()) {
         return kInvalid;
     }
     const StopAnnouncement stop(*this);
@@ -52,7 +51,7 @@ Status CMyCamera::Open(const CameraDeviceInfo* record) {
 }
 
 Status CMyCamera::Open(const GenTLDeviceInfo* record) {
-    if (record == nullptr) {
+    if (record == nullptr || InFrameCallback()) {
         return kInvalid;
     }
     const StopAnnouncement stop(*this);
@@ -95,6 +94,9 @@ void CMyCamera::SetOptimalPacketSize(KZHandle handle) {
 }
 
 void CMyCamera::Close() {
+    if (InFrameCallback()) {
+        return;
+    }
     const StopAnnouncement stop(*this);
     const platform::LockGuard hold(m_lock);
     m_key.Set("");
@@ -110,6 +112,9 @@ void CMyCamera::Close() {
 }
 
 void CMyCamera::DropLost(std::uint32_t openCount) {
+    if (InFrameCallback()) {
+        return;
+    }
     const StopAnnouncement stop(*this);
     const platform::LockGuard hold(m_lock);
     const KZHandle handle = m_handle.load();
@@ -150,6 +155,9 @@ Status CMyCamera::ResumeGrabbing() {
 }
 
 Status CMyCamera::StopGrabbing() {
+    if (InFrameCallback()) {
+        return kInvalid;
+    }
     const StopAnnouncement stop(*this);
     const platform::LockGuard hold(m_lock);
     const KZHandle handle = m_handle.load();

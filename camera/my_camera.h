@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <thread>
 #include <type_traits>
 
 #include "camera/sdk/kz_camera_control.h"
@@ -114,6 +115,24 @@ class CMyCamera {
         CMyCamera& m_camera;
     };
 
+    // The stay of the frame callback's thread in the module. The SDK's stop waits for the callback,
+    // so on this thread nothing is stopped, closed or opened: those operations are refused.
+    class FrameCallback {
+      public:
+        explicit FrameCallback(CMyCamera& camera) : m_camera(camera) {
+            m_camera.m_frameThread.Set(std::this_thread::get_id());
+        }
+        ~FrameCallback() { m_camera.m_frameThread.Set({}); }
+        FrameCallback(const FrameCallback&) = delete;
+        FrameCallback& operator=(const FrameCallback&) = delete;
+
+      private:
+        CMyCamera& m_camera;
+    };
+    [[nodiscard]] bool InFrameCallback() const {
+        return m_frameThread.Get() == std::this_thread::get_id();
+    }
+
     // The grab keeper's StartGrabbing.
     [[nodiscard]] Status ResumeGrabbing();
 
@@ -170,6 +189,7 @@ class CMyCamera {
     std::atomic<KZHandle> m_handle{nullptr};
     std::atomic<std::uint32_t> m_openCount{0};
     std::atomic<int> m_stopsUnderWay{0};
+    Setting<std::thread::id> m_frameThread{{}};
     Setting<bool> m_grabbing{false};
     Setting<bool> m_realTime{false};
 

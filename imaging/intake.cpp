@@ -36,6 +36,7 @@ void CCameraModule::ImageCallBack(std::uint8_t* data, FrameOutInfo* info, void* 
 
 void CCameraModule::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info) try {
     const FrameInProgress inProgress(EventDeinit);
+    const CMyCamera::FrameCallback onThisThread(m_camera);
     if (info == nullptr || info->height == 0 || info->width == 0) {
         return;
     }

@@ -9,6 +9,7 @@
 #include "camera/callback_gate.h"
 #include "module/framework/param_list.h"
 #include "module/log/log.h"
+#include "platform/shared_mapping.h"
 
 namespace cam {
 
@@ -58,6 +59,7 @@ Status CCameraModule::InitOrThrow() {
     m_camera.SetModuleId(moduleId);
     m_localImages.SetModuleId(moduleId);
 
+    platform::SweepRegionsOfDeadProcesses();
     if (const Status status = CreateEvents(); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "Create Event failed, nRet #%x", status);
         return status;

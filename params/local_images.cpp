@@ -98,26 +98,35 @@ void LocalImages::KeepDecoding() {
             m_room.WaitFor(kRoomLook);
             continue;
         }
-        std::string error;
-        auto image = platform::DecodeImageFile(path, kMaxPictureBytes, error);
-        if (!image) {
-            CAM_LOG(kLogError, m_moduleId.Get(), "LocalImages::KeepDecoding",
-                    "Local image [%s] passed over: %s", path.c_str(), error.c_str());
-        }
+        const Picture picture = Decode(path);
         const platform::LockGuard hold(m_lock);
         if (scan != m_scan) {
             continue;
         }
         m_next = (m_next + 1) % m_paths.size();
-        if (image) {
+        if (picture != nullptr) {
             m_brokenInARow = 0;
-            m_aheadBytes += image->pixels.size();
-            m_ahead.push_back(std::make_shared<const platform::DecodedImage>(std::move(*image)));
+            m_aheadBytes += picture->pixels.size();
+            m_ahead.push_back(picture);
         } else {
             ++m_brokenInARow;
         }
         m_decoded.Set();
     }
+}
+
+LocalImages::Picture LocalImages::Decode(const std::string& path) const {
+    std::string error;
+    try {
+        if (auto image = platform::DecodeImageFile(path, kMaxPictureBytes, error)) {
+            return std::make_shared<const platform::DecodedImage>(std::move(*image));
+        }
+    } catch (const std::bad_alloc&) {
+        error = "out of memory";
+    }
+    CAM_LOG(kLogError, m_moduleId.Get(), "LocalImages::Decode", "Local image [%s] passed over: %s",
+            path.c_str(), error.c_str());
+    return nullptr;
 }
 
 LocalImages::Picture LocalImages::NextPicture(bool advance) {

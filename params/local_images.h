@@ -59,6 +59,8 @@ class LocalImages {
 
     void Forget() REQUIRES(m_lock);
     void KeepDecoding();
+    // Null when it cannot be decoded; the reason is logged.
+    [[nodiscard]] Picture Decode(const std::string& path) const;
     [[nodiscard]] bool RoomAhead() const REQUIRES(m_lock);
     [[nodiscard]] Picture NextPicture(bool advance);
     [[nodiscard]] std::optional<BufferNode> CopyOf(const platform::DecodedImage& picture);
