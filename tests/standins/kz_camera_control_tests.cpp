@@ -1,0 +1,908 @@
+#include "camera/sdk/kz_camera_control.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "camera/sdk/pixel_format.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
+
+namespace {
+
+using testing::ElementsAre;
+using namespace std::chrono_literals;
+
+// A wait that long is a hang.
+constexpr auto kPatience = 20s;
+constexpr const char* kSerial = "S1";
+
+// A gate that callbacks wait at; never for ever, so that a failing test ends.
+class Gate {
+  public:
+    void Open() {
+        const std::lock_guard lock(m_mutex);
+        m_open = true;
+        m_changed.notify_all();
+    }
+    bool Wait() {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, kPatience, [this] { return m_open; });
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_open = false;
+};
+
+// Receives the callbacks of a handle and keeps account.
+struct Receiver {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<FrameOutInfo> frames;
+    std::vector<std::uint8_t> lastPixels;
+    std::vector<std::uint32_t> exceptions;
+    std::vector<std::string> events;
+    std::function<void()> onFrame;      // set before grabbing starts
+    std::function<void()> onException;  // set before registering
+
+    bool WaitFor(const std::function<bool()>& reached) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, kPatience, reached);
+    }
+    bool WaitForFrames(std::size_t count) {
+        return WaitFor([this, count] { return frames.size() >= count; });
+    }
+    std::size_t FrameCount() {
+        const std::lock_guard lock(mutex);
+        return frames.size();
+    }
+
+    static void Frame(std::uint8_t* data, FrameOutInfo* info, void* user) {
+        auto& self = *static_cast<Receiver*>(user);
+        {
+            const std::lock_guard lock(self.mutex);
+            self.frames.push_back(info == nullptr ? FrameOutInfo{} : *info);
+            self.lastPixels.clear();
+            // A test may lie about the length; only what the library rendered is copied.
+            if (data != nullptr && info != nullptr && info->tagValue == 0) {
+                self.lastPixels.assign(data, data + info->frameLength);
+            }
+            self.changed.notify_all();
+        }
+        if (self.onFrame) {
+            self.onFrame();
+        }
+    }
+    static void Exception(std::uint32_t messageType, void* user) {
+        auto& self = *static_cast<Receiver*>(user);
+        if (self.onException) {
+            self.onException();
+        }
+        const std::lock_guard lock(self.mutex);
+        self.exceptions.push_back(messageType);
+        self.changed.notify_all();
+    }
+    static void Event(KZEventInfo* event, void* user) {
+        auto& self = *static_cast<Receiver*>(user);
+        const std::lock_guard lock(self.mutex);
+        self.events.emplace_back(event->name);
+        self.changed.notify_all();
+    }
+};
+
+class KZCameraControl : public testing::Test {
+  protected:
+    void SetUp() override {
+        KZSim_UseRealCameras(false);
+        Configure("gige serial=S1 name=\"Line 1\" width=64 height=48 rate=200");
+    }
+    void TearDown() override {
+        for (const KZHandle handle : m_handles) {
+            KZ_CC_DestroyHandle(handle);
+        }
+        EXPECT_EQ(KZSim_OpenHandles(), 0U);
+        KZSim_SetFaults("", "");
+        KZSim_SetEnumerationHook(nullptr, nullptr);
+        KZSim_Configure("");
+    }
+
+    static void Configure(const char* description) {
+        ASSERT_EQ(KZSim_Configure(description), 0U) << description;
+    }
+
+    static CameraDeviceInfo Record(std::size_t index = 0) {
+        KZDeviceList list{};
+        EXPECT_EQ(KZ_CC_EnumDevices(KZ_TRANSPORT_GIGE | KZ_TRANSPORT_USB3, &list), KZ_CC_OK);
+        EXPECT_LT(index, list.count);
+        return index < list.count ? *list.devices[index] : CameraDeviceInfo{};
+    }
+
+    KZHandle Create(const CameraDeviceInfo& record = Record()) {
+        KZHandle handle = nullptr;
+        EXPECT_EQ(KZ_CC_CreateHandle(&handle, &record), KZ_CC_OK);
+        m_handles.push_back(handle);
+        return handle;
+    }
+    KZHandle Open() {
+        const KZHandle handle = Create();
+        EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
+        return handle;
+    }
+    KZHandle OpenWithReceiver(Receiver& receiver) {
+        const KZHandle handle = Open();
+        EXPECT_EQ(KZ_CC_RegisterImageCallBackEx(handle, Receiver::Frame, &receiver), KZ_CC_OK);
+        EXPECT_EQ(KZ_CC_RegisterExceptionCallBack(handle, Receiver::Exception, &receiver),
+                  KZ_CC_OK);
+        return handle;
+    }
+    static std::uint32_t EnumValue(KZHandle handle, const char* name) {
+        KZEnumValue value{};
+        EXPECT_EQ(KZ_CC_GetEnumValue(handle, name, &value), KZ_CC_OK) << name;
+        return value.current;
+    }
+    static std::string Journal() {
+        std::string text(KZSim_Journal(kSerial, nullptr, 0) + 1, '\0');
+        KZSim_Journal(kSerial, text.data(), static_cast<std::uint32_t>(text.size()));
+        text.pop_back();
+        return text;
+    }
+
+  private:
+    std::vector<KZHandle> m_handles;
+};
+
+// --- Description and enumeration
+
+TEST_F(KZCameraControl, RejectsWrongDescriptionsByLineAndKeepsTheCameras) {
+    const std::pair<const char*, std::uint32_t> wrong[] = {
+        {"firewire", 1},
+        {"gige; usb3\nusb3 colour=1", 3},
+        {"# one\ngige format=Mono9", 2},
+        {"gige name=\"open", 1},
+        {"gige ip=10.0.0.256", 1},
+        {"gige ip=10.0.0.1.2", 1},
+        {"gige width=65536", 1},
+        {"gige height=7", 1},
+        {"gige rate=nan", 1},
+        {"gige serial=0123456789ABCDEF", 1},  // no room for the terminator
+        {"gige format=SdkColour24:compressed", 1},
+    };
+    for (const auto& [description, line] : wrong) {
+        EXPECT_EQ(KZSim_Configure(description), line) << description;
+    }
+    EXPECT_STREQ(Record().gige.serialNumber, "S1");
+}
+
+TEST_F(KZCameraControl, ListsWhatTheDescriptionNames) {
+    Configure(
+        "# comment; with separator\n"
+        "gige serial=G1 model=\"KZ-LN 1\" maker=Basler name=\"A;B #1\" ip=192.168.1.100 "
+        "nic=192.168.1.1; usb3 # the rest has defaults\r\n"
+        "gige serial=G1 nic=192.168.2.1\n"
+        "gentl interface=2 serial=T1");
+    const CameraDeviceInfo gige = Record(0);
+    EXPECT_EQ(gige.transportType, KZ_TRANSPORT_GIGE);
+    EXPECT_STREQ(gige.gige.modelName, "KZ-LN 1");
+    EXPECT_STREQ(gige.gige.manufacturerName, "Basler");
+    EXPECT_STREQ(gige.gige.userDefinedName, "A;B #1");
+    EXPECT_EQ(gige.gige.currentIp, 0xC0A80164U);
+    EXPECT_EQ(gige.gige.netExportIp, 0xC0A80101U);
+    const CameraDeviceInfo usb = Record(1);
+    EXPECT_EQ(usb.transportType, KZ_TRANSPORT_USB3);
+    EXPECT_STREQ(usb.usb3.serialNumber, "SIM0001");
+    EXPECT_STREQ(Record(2).gige.serialNumber, "G1");
+
+    KZDeviceList usbOnly{};
+    EXPECT_EQ(KZ_CC_EnumDevices(KZ_TRANSPORT_USB3, &usbOnly), KZ_CC_OK);
+    EXPECT_EQ(usbOnly.count, 1U);
+}
+
+TEST_F(KZCameraControl, ReachesGenTLCamerasThroughTheirInterface) {
+    Configure("gentl serial=T1; gentl serial=T2 interface=2");
+    ASSERT_TRUE(KZSim_SetFaults("", "interface=1:0x80000006"));
+    GenTLInterfaceList interfaces{};
+    ASSERT_EQ(KZ_CC_EnumInterfacesByGenTL(&interfaces, "."), KZ_CC_OK);
+    ASSERT_EQ(interfaces.count, 2U);
+    GenTLDeviceList devices{};
+    EXPECT_EQ(KZ_CC_EnumDevicesByGenTL(interfaces.interfaces[0], &devices), KZ_CC_E_NO_DATA);
+    ASSERT_EQ(KZ_CC_EnumDevicesByGenTL(interfaces.interfaces[1], &devices), KZ_CC_OK);
+    ASSERT_EQ(devices.count, 1U);
+    EXPECT_STREQ(devices.devices[0]->serialNumber, "T2");
+
+    KZHandle handle = nullptr;
+    ASSERT_EQ(KZ_CC_CreateHandleByGenTL(&handle, devices.devices[0]), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_EXCLUSIVE, 0), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_DestroyHandle(handle), KZ_CC_OK);
+}
+
+TEST_F(KZCameraControl, RefusesAndCountsOverlappingEnumerations) {
+    const std::uint32_t before = KZSim_EnumerationOverlaps();
+    std::uint32_t nested = 0;
+    KZSim_SetEnumerationHook(
+        [](void* user) {
+            KZDeviceList list{};
+            *static_cast<std::uint32_t*>(user) = KZ_CC_EnumDevices(KZ_TRANSPORT_GIGE, &list);
+        },
+        &nested);
+    EXPECT_STREQ(Record().gige.serialNumber, "S1");
+    EXPECT_EQ(nested, KZ_CC_E_CALL_ORDER);
+    EXPECT_EQ(KZSim_EnumerationOverlaps(), before + 1);
+}
+
+// --- Handles
+
+TEST_F(KZCameraControl, TellsStaleAndInventedHandlesFromLiveOnes) {
+    const KZHandle stale = Open();
+    ASSERT_EQ(KZ_CC_DestroyHandle(stale), KZ_CC_OK);
+    const KZHandle live = Open();
+    EXPECT_NE(stale, live);
+    int local = 0;
+    KZIntValue value{};
+    PixelConvertParam convert{};
+    for (const KZHandle handle : {stale, KZHandle{nullptr}, KZHandle{&local}}) {
+        EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_E_HANDLE);
+        EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_E_HANDLE);
+        EXPECT_EQ(KZ_CC_GetIntValue(handle, "Width", &value), KZ_CC_E_HANDLE);
+        EXPECT_EQ(KZ_CC_SetStringValue(handle, "DeviceUserID", nullptr), KZ_CC_E_HANDLE);
+        EXPECT_EQ(KZ_CC_ConvertPixelType(handle, &convert), KZ_CC_E_HANDLE);
+        EXPECT_LT(KZ_CC_GetOptimalPacketSize(handle), 1);
+        EXPECT_EQ(KZ_CC_DestroyHandle(handle), KZ_CC_E_HANDLE);
+    }
+}
+
+TEST_F(KZCameraControl, InsistsOnTheOrderOfCalls) {
+    const KZHandle handle = Create();
+    KZIntValue value{};
+    EXPECT_EQ(KZ_CC_GetIntValue(handle, "Width", &value), KZ_CC_E_CALL_ORDER);
+    EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_CALL_ORDER);
+    EXPECT_EQ(KZ_CC_CloseDevice(handle), KZ_CC_E_CALL_ORDER);
+    ASSERT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_E_CALL_ORDER);
+    EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_E_CALL_ORDER);
+    EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_CALL_ORDER);
+    EXPECT_EQ(KZ_CC_CloseDevice(handle), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_E_CALL_ORDER);
+}
+
+TEST_F(KZCameraControl, GivesACameraToOneUserAtATime) {
+    const KZHandle first = Open();
+    const KZHandle second = Create();
+    EXPECT_EQ(KZ_CC_OpenDevice(second, KZ_ACCESS_EXCLUSIVE, 0), KZ_CC_E_OPEN_REFUSED);
+    ASSERT_EQ(KZ_CC_CloseDevice(first), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_OpenDevice(second, KZ_ACCESS_EXCLUSIVE, 0), KZ_CC_OK);
+}
+
+TEST_F(KZCameraControl, OpensAGigECameraByItsAddressAlone) {
+    Configure("gige serial=S1 ip=10.0.0.2 nic=10.0.0.1; gige serial=S2 ip=10.0.0.3 nic=10.0.0.1");
+    CameraDeviceInfo record{};
+    record.transportType = KZ_TRANSPORT_GIGE;
+    record.gige.currentIp = 0x0A000003;
+    record.gige.netExportIp = 0x0A000001;
+    const KZHandle handle = Create(record);
+    ASSERT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
+    KZStringValue serial{};
+    EXPECT_EQ(KZ_CC_GetStringValue(handle, "DeviceSerialNumber", &serial), KZ_CC_OK);
+    EXPECT_STREQ(serial.current, "S2");
+
+    record.gige.netExportIp = 0x0A000009;
+    EXPECT_EQ(KZ_CC_OpenDevice(Create(record), KZ_ACCESS_CONTROL, 0), KZ_CC_E_DEVICE_LOST);
+}
+
+// --- Frames
+
+TEST_F(KZCameraControl, RunsFreeWithReadableNumbersThatStartAtOne) {
+    Receiver receiver;
+    const KZHandle handle = OpenWithReceiver(receiver);
+    for (int acquisition = 0; acquisition < 2; ++acquisition) {
+        {
+            const std::lock_guard lock(receiver.mutex);
+            receiver.frames.clear();
+        }
+        ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+        ASSERT_TRUE(receiver.WaitForFrames(5));
+        ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
+        EXPECT_EQ(receiver.frames[0].frameNumber, 1U);
+        const FrameOutInfo& last = receiver.frames.back();
+        EXPECT_EQ(last.frameLength, 64U * 48U);
+        EXPECT_EQ(KZSim_FrameNumberIn(receiver.lastPixels.data(), last.pixelType),
+                  last.frameNumber);
+    }
+    EXPECT_GE(KZSim_FramesDelivered(kSerial), 10U);
+}
+
+TEST_F(KZCameraControl, TakesPicturesOnSoftwareTrigger) {
+    Receiver receiver;
+    const KZHandle handle = OpenWithReceiver(receiver);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetCommandValue(handle, "TriggerSoftware"), KZ_CC_OK);  // nobody grabs yet
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    for (std::size_t count = 1; count <= 3; ++count) {
+        ASSERT_EQ(KZ_CC_SetCommandValue(handle, "TriggerSoftware"), KZ_CC_OK);
+        ASSERT_TRUE(receiver.WaitForFrames(count));
+    }
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "TriggerSource", "Line0"), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetCommandValue(handle, "TriggerSoftware"), KZ_CC_E_NODE_ACCESS);
+    ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
+    EXPECT_EQ(receiver.FrameCount(), 3U);
+
+    // A burst, and free run as soon as the trigger is off.
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "TriggerSource", "Software"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "TriggerSelector", "FrameBurstStart"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetIntValue(handle, "AcquisitionBurstFrameCount", 4), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetCommandValue(handle, "TriggerSoftware"), KZ_CC_OK);
+    ASSERT_TRUE(receiver.WaitForFrames(7));
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 0), KZ_CC_OK);
+    EXPECT_TRUE(receiver.WaitForFrames(9));
+}
+
+TEST_F(KZCameraControl, StoppingWaitsForTheFrameInProgressAndNoneFollows) {
+    // Each way to stop, with the callback converting pixels through the handle while it is waited
+    // for.
+    const std::function<std::uint32_t(KZHandle)> stops[] = {KZ_CC_StopGrabbing, KZ_CC_CloseDevice,
+                                                            KZ_CC_DestroyHandle};
+    for (const auto& stop : stops) {
+        Receiver receiver;
+        Gate inside;
+        Gate leave;
+        std::atomic<bool> left{false};
+        std::atomic<std::uint32_t> converted{KZ_CC_E_HANDLE};
+        KZHandle handle = nullptr;
+        receiver.onFrame = [&] {
+            inside.Open();
+            leave.Wait();
+            const std::uint8_t source[4] = {1, 2, 3, 4};
+            std::uint8_t destination[4] = {};
+            PixelConvertParam param{};
+            param.width = param.height = 2;
+            param.sourcePixelType = param.destinationPixelType = pixel_format::kMono8;
+            param.source = source;
+            param.sourceLength = sizeof source;
+            param.destination = destination;
+            param.destinationCapacity = sizeof destination;
+            converted = KZ_CC_ConvertPixelType(handle, &param);
+            left = true;
+        };
+        handle = OpenWithReceiver(receiver);
+        ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+        ASSERT_TRUE(inside.Wait());
+        auto stopped = std::async(std::launch::async, [&] {
+            const std::uint32_t code = stop(handle);
+            EXPECT_TRUE(left);
+            return code;
+        });
+        // The stopper gets the time to be inside its wait; were it not to wait, it would be done.
+        EXPECT_EQ(stopped.wait_for(50ms), std::future_status::timeout);
+        leave.Open();
+        ASSERT_EQ(stopped.wait_for(kPatience), std::future_status::ready);
+        EXPECT_EQ(stopped.get(), KZ_CC_OK);
+        EXPECT_EQ(converted, KZ_CC_OK);
+        const std::size_t count = receiver.FrameCount();
+        std::this_thread::sleep_for(30ms);
+        EXPECT_EQ(receiver.FrameCount(), count);
+        KZ_CC_DestroyHandle(handle);
+    }
+}
+
+TEST_F(KZCameraControl, RefusesToStopFromWithinTheFrameCallback) {
+    Receiver receiver;
+    KZHandle handle = nullptr;
+    std::vector<std::uint32_t> answers;
+    receiver.onFrame = [&] {
+        if (answers.empty()) {
+            answers = {KZ_CC_StopGrabbing(handle), KZ_CC_CloseDevice(handle),
+                       KZ_CC_DestroyHandle(handle)};
+        }
+    };
+    handle = OpenWithReceiver(receiver);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    ASSERT_TRUE(receiver.WaitForFrames(2));
+    ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
+    EXPECT_THAT(answers, ElementsAre(KZ_CC_E_CALL_ORDER, KZ_CC_E_CALL_ORDER, KZ_CC_E_CALL_ORDER));
+}
+
+TEST_F(KZCameraControl, ASlowCallbackLosesFramesThatAreMissingInTheNumbers) {
+    ASSERT_NO_FATAL_FAILURE(Configure("gige serial=S1 width=64 height=48 rate=1000"));
+    Receiver receiver;
+    receiver.onFrame = [] { std::this_thread::sleep_for(40ms); };
+    const KZHandle handle = OpenWithReceiver(receiver);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    ASSERT_TRUE(receiver.WaitForFrames(3));
+    KZGigEMatchInfo statistics{};
+    KZMatchInfo request{KZ_MATCH_INFO_GIGE, sizeof statistics, &statistics};
+    ASSERT_EQ(KZ_CC_GetAllMatchInfo(handle, &request), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
+    EXPECT_GT(statistics.lostFrames, 0U);
+    EXPECT_GT(receiver.frames.back().frameNumber, receiver.frames.size());
+}
+
+TEST_F(KZCameraControl, DeliversFramesAsGivenEvenWhenTheyLie) {
+    Receiver receiver;
+    const KZHandle handle = OpenWithReceiver(receiver);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
+    const std::uint8_t pixels[16] = {};
+    FrameOutInfo lying{};
+    lying.width = 65535;
+    lying.height = 65535;
+    lying.pixelType = 0x12345678;
+    lying.frameNumber = 42;
+    lying.frameLength = 0xFFFFFFFF;
+    lying.tagValue = 7;
+    EXPECT_FALSE(KZSim_DeliverFrame(kSerial, pixels, &lying));  // not grabbing
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    EXPECT_TRUE(KZSim_DeliverFrame(kSerial, pixels, &lying));
+    ASSERT_EQ(receiver.FrameCount(), 1U);
+    EXPECT_EQ(std::memcmp(&receiver.frames[0], &lying, sizeof lying), 0);
+    EXPECT_TRUE(KZSim_DeliverFrame(kSerial, nullptr, nullptr));
+    EXPECT_EQ(receiver.FrameCount(), 2U);
+    ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(handle, nullptr, nullptr), KZ_CC_OK);
+    EXPECT_FALSE(KZSim_DeliverFrame(kSerial, pixels, &lying));
+    EXPECT_EQ(KZSim_FramesDelivered(kSerial), 2U);
+}
+
+TEST_F(KZCameraControl, SendsEveryFormatSoThatItConvertsBackToThePicture) {
+    Receiver receiver;
+    const KZHandle handle = OpenWithReceiver(receiver);
+    KZEnumValue formats{};
+    ASSERT_EQ(KZ_CC_GetEnumValue(handle, "PixelFormat", &formats), KZ_CC_OK);
+    ASSERT_GT(formats.supportedCount, 40U);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
+    std::vector<std::uint8_t> pictures[2];  // the first one seen: grey, colour
+    for (std::uint32_t i = 0; i < formats.supportedCount; ++i) {
+        const std::uint32_t format = formats.supported[i];
+        SCOPED_TRACE(testing::Message() << std::hex << format);
+        const std::size_t before = receiver.FrameCount();
+        ASSERT_EQ(KZ_CC_SetEnumValue(handle, "PixelFormat", format), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_SetCommandValue(handle, "TriggerSoftware"), KZ_CC_OK);
+        ASSERT_TRUE(receiver.WaitForFrames(before + 1));
+        ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
+        const FrameOutInfo& info = receiver.frames.back();
+        ASSERT_EQ(info.pixelType, format);
+        ASSERT_EQ(info.frameLength, receiver.lastPixels.size());
+
+        std::vector<std::uint8_t> pixels = receiver.lastPixels;
+        std::uint32_t plain = format;
+        if ((format & pixel_format::kCompressedBit) != 0 &&
+            format != pixel_format::kSdkUncompressedColour) {
+            plain = format & ~pixel_format::kCompressedBit;
+            std::vector<std::uint8_t> decoded(64 * 48 * 4);
+            HbDecodeParam param{};
+            param.source = pixels.data();
+            param.sourceLength = info.frameLength;
+            param.destination = decoded.data();
+            param.destinationCapacity = static_cast<std::uint32_t>(decoded.size());
+            ASSERT_EQ(KZ_CC_HB_Decode(handle, &param), KZ_CC_OK);
+            EXPECT_EQ(param.decodedPixelType, plain);
+            decoded.resize(param.decodedLength);
+            pixels = decoded;
+        }
+        ASSERT_EQ(pixels.size(), 64U * 48U * pixel_format::BitsPerPixel(plain) / 8);
+
+        const bool mono = (plain >> 24) == 1 &&
+                          !(plain >= pixel_format::kBayerGR8 && plain <= pixel_format::kBayerBG8) &&
+                          !(plain >= pixel_format::kBayerGR10 && plain <= pixel_format::kBayerBG12);
+        const std::uint32_t output = mono ? pixel_format::kMono8 : pixel_format::kRGB8;
+        std::vector<std::uint8_t> converted(64 * 48 * (mono ? 1 : 3));
+        PixelConvertParam param{};
+        param.width = 64;
+        param.height = 48;
+        param.sourcePixelType = plain;
+        param.source = pixels.data();
+        param.sourceLength = static_cast<std::uint32_t>(pixels.size());
+        param.destinationPixelType = output;
+        param.destination = converted.data();
+        param.destinationCapacity = static_cast<std::uint32_t>(converted.size());
+        ASSERT_EQ(KZ_CC_ConvertPixelType(handle, &param), KZ_CC_OK);
+
+        // Grey and plain colour come back exactly; mosaics and halved chroma, inside the bars.
+        auto& picture = pictures[mono ? 0 : 1];
+        const bool exact = mono || pixel_format::BitsPerPixel(plain) == 24;
+        if (exact) {
+            EXPECT_EQ(KZSim_FrameNumberIn(converted.data(), output), info.frameNumber);
+        }
+        if (picture.empty() && (mono || plain == pixel_format::kRGB8)) {
+            picture = converted;
+        } else if (exact && !picture.empty()) {
+            EXPECT_EQ(converted, picture);
+        }
+        if (!mono) {
+            // The middle of the bars, in the picture of frame 1: the second bar of eight first.
+            const std::uint8_t bars[3][3] = {{235, 235, 16}, {16, 235, 235}, {16, 235, 16}};
+            for (std::size_t bar = 0; bar < 3; ++bar) {
+                const std::uint8_t* const pixel = &converted[(40 * 64 + bar * 8 + 4) * 3];
+                for (std::size_t channel = 0; channel < 3; ++channel) {
+                    EXPECT_NEAR(pixel[channel], bars[bar][channel], 2) << bar << ',' << channel;
+                }
+            }
+        }
+    }
+}
+
+// --- Features
+
+TEST_F(KZCameraControl, ChecksWritesByNameTypeRangeAndAccess) {
+    const KZHandle handle = Open();
+    KZIntValue width{};
+    ASSERT_EQ(KZ_CC_GetWidth(handle, &width), KZ_CC_OK);
+    EXPECT_EQ(width.current, 64U);
+    EXPECT_EQ(width.maximum, 64U);
+    EXPECT_EQ(KZ_CC_SetIntValue(handle, "Width", 66), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetIntValue(handle, "Width", 33), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetFloatValue(handle, "Width", 32.0F), KZ_CC_E_NODE_TYPE);
+    EXPECT_EQ(KZ_CC_SetIntValue(handle, "ExposureTimeAbs", 32), KZ_CC_E_NODE_MISSING);
+    EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 1.0F), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetEnumValue(handle, "PixelFormat", 1), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetEnumValueByString(handle, "PixelFormat", "Mono9"), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetBoolValue(handle, "TriggerMode", true), KZ_CC_E_NODE_TYPE);
+    EXPECT_EQ(KZ_CC_SetStringValue(handle, "DeviceModelName", "X"), KZ_CC_E_NODE_ACCESS);
+    EXPECT_EQ(KZ_CC_SetCommandValue(handle, "Width"), KZ_CC_E_NODE_TYPE);
+    EXPECT_EQ(KZ_CC_SetIntValue(handle, nullptr, 1), KZ_CC_E_PARAMETER);
+
+    KZNodeType type{};
+    const std::pair<const char*, KZNodeType> types[] = {{"Width", KZ_NODE_INTEGER},
+                                                        {"LineInverter", KZ_NODE_BOOLEAN},
+                                                        {"Gain", KZ_NODE_FLOAT},
+                                                        {"DeviceUserID", KZ_NODE_STRING},
+                                                        {"PixelFormat", KZ_NODE_ENUMERATION},
+                                                        {"UserSetLoad", KZ_NODE_COMMAND}};
+    for (const auto& [name, expected] : types) {
+        EXPECT_EQ(KZ_XML_GetNodeInterfaceType(handle, name, &type), KZ_CC_OK) << name;
+        EXPECT_EQ(type, expected) << name;
+    }
+
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetIntValue(handle, "Width", 32), KZ_CC_E_NODE_ACCESS);
+    EXPECT_EQ(KZ_CC_SetEnumValue(handle, "PixelFormat", pixel_format::kMono8), KZ_CC_E_NODE_ACCESS);
+    EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 100.0F), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetIntValue(handle, "Width", 32), KZ_CC_OK);
+}
+
+TEST_F(KZCameraControl, OffersGigEFeaturesOnGigEOnly) {
+    KZIntValue value{};
+    const KZHandle gige = Open();
+    EXPECT_EQ(KZ_CC_GetIntValue(gige, "GevHeartbeatTimeout", &value), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetIntValue(gige, "GevSCPSPacketSize",
+                                static_cast<std::uint32_t>(KZ_CC_GetOptimalPacketSize(gige))),
+              KZ_CC_OK);
+    Configure("usb3 serial=U1 events=0");
+    const KZHandle usb = Open();
+    EXPECT_EQ(KZ_CC_GetIntValue(usb, "GevHeartbeatTimeout", &value), KZ_CC_E_NODE_MISSING);
+    EXPECT_EQ(KZ_CC_RegisterEventCallBackEx(usb, "FrameStart", Receiver::Event, nullptr),
+              KZ_CC_E_NODE_MISSING);
+    KZUsb3MatchInfo statistics{};
+    KZMatchInfo request{KZ_MATCH_INFO_USB3, sizeof statistics, &statistics};
+    EXPECT_EQ(KZ_CC_GetAllMatchInfo(usb, &request), KZ_CC_OK);
+    request.size = sizeof statistics - 1;
+    EXPECT_EQ(KZ_CC_GetAllMatchInfo(usb, &request), KZ_CC_E_PARAMETER);
+    request.type = KZ_MATCH_INFO_GIGE;
+    EXPECT_EQ(KZ_CC_GetAllMatchInfo(usb, &request), KZ_CC_E_NOT_SUPPORTED);
+}
+
+TEST_F(KZCameraControl, KeepsLineSettingsForEachLine) {
+    const KZHandle handle = Open();
+    for (std::uint32_t line = 1; line <= 2; ++line) {
+        ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", line), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineMode", 8), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_SetBoolValue(handle, "LineInverter", line == 1), KZ_CC_OK);
+    }
+    bool inverted = false;
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", 1), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_GetBoolValue(handle, "LineInverter", &inverted), KZ_CC_OK);
+    EXPECT_TRUE(inverted);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", 3), KZ_CC_OK);
+    EXPECT_EQ(EnumValue(handle, "LineMode"), 0U);
+    EXPECT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", 5), KZ_CC_E_NODE_RANGE);
+}
+
+TEST_F(KZCameraControl, LoadsWhatAUserSetSaved) {
+    KZHandle handle = Open();
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "UserSetSelector", "UserSet1"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 777.0F), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetCommandValue(handle, "UserSetSave"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 0), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 20.0F), KZ_CC_OK);
+
+    // It survives the loss of power, what was not saved does not.
+    ASSERT_TRUE(KZSim_Unplug(kSerial));
+    ASSERT_TRUE(KZSim_Plug(kSerial));
+    handle = Open();
+    KZFloatValue exposure{};
+    ASSERT_EQ(KZ_CC_GetFloatValue(handle, "ExposureTime", &exposure), KZ_CC_OK);
+    EXPECT_EQ(exposure.current, 5000.0F);
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "UserSetSelector", "UserSet1"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetCommandValue(handle, "UserSetLoad"), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_GetFloatValue(handle, "ExposureTime", &exposure), KZ_CC_OK);
+    EXPECT_EQ(exposure.current, 777.0F);
+    EXPECT_EQ(EnumValue(handle, "TriggerMode"), 1U);
+
+    ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "UserSetSelector", "Default"), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetCommandValue(handle, "UserSetSave"), KZ_CC_E_NODE_ACCESS);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_SetCommandValue(handle, "UserSetLoad"), KZ_CC_E_NODE_ACCESS);
+}
+
+// --- Exceptions and events
+
+TEST_F(KZCameraControl, ALostCameraTellsOnceAndAnswersEverythingAtOnce) {
+    Receiver receiver;
+    const KZHandle handle = OpenWithReceiver(receiver);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    ASSERT_TRUE(receiver.WaitForFrames(1));
+    ASSERT_TRUE(KZSim_Unplug(kSerial));
+    ASSERT_TRUE(KZSim_Unplug(kSerial));
+    ASSERT_TRUE(receiver.WaitFor([&] { return !receiver.exceptions.empty(); }));
+
+    KZIntValue value{};
+    EXPECT_EQ(KZ_CC_GetWidth(handle, &value), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_E_DEVICE_LOST);
+    EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_DEVICE_LOST);
+    EXPECT_LT(KZ_CC_GetOptimalPacketSize(handle), 1);
+    EXPECT_FALSE(KZSim_DeliverFrame(kSerial, nullptr, nullptr));
+    KZDeviceList list{};
+    EXPECT_EQ(KZ_CC_EnumDevices(KZ_TRANSPORT_GIGE, &list), KZ_CC_OK);
+    EXPECT_EQ(list.count, 0U);
+
+    // Back again, it is another user's until the old handle lets go of nothing.
+    ASSERT_TRUE(KZSim_Plug(kSerial));
+    EXPECT_EQ(KZ_CC_GetWidth(handle, &value), KZ_CC_E_DEVICE_LOST);
+    const KZHandle again = Open();
+    EXPECT_EQ(KZ_CC_CloseDevice(handle), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_DestroyHandle(handle), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_GetWidth(again, &value), KZ_CC_OK);
+    EXPECT_THAT(receiver.exceptions, ElementsAre(KZ_EXCEPTION_DISCONNECTED));
+}
+
+TEST_F(KZCameraControl, AHandleMayBeDestroyedInsideItsExceptionCallback) {
+    Receiver receiver;
+    KZHandle handle = nullptr;
+    std::atomic<std::uint32_t> destroyed{KZ_CC_E_HANDLE};
+    receiver.onException = [&] { destroyed = KZ_CC_DestroyHandle(handle); };
+    handle = OpenWithReceiver(receiver);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    ASSERT_TRUE(receiver.WaitForFrames(1));
+    ASSERT_TRUE(KZSim_Unplug(kSerial));
+    ASSERT_TRUE(receiver.WaitFor([&] { return !receiver.exceptions.empty(); }));
+    EXPECT_EQ(destroyed, KZ_CC_OK);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+TEST_F(KZCameraControl, DestroyingDoesNotWaitForAnExceptionInProgressAndNoneFollows) {
+    Receiver receiver;
+    Gate inside;
+    Gate leave;
+    receiver.onException = [&] {
+        inside.Open();
+        EXPECT_TRUE(leave.Wait());
+    };
+    const KZHandle handle = OpenWithReceiver(receiver);
+    ASSERT_TRUE(KZSim_RaiseException(kSerial, 0x9001));
+    ASSERT_TRUE(KZSim_RaiseException(kSerial, 0x9002));
+    ASSERT_TRUE(inside.Wait());
+    auto destroyed = std::async(std::launch::async, KZ_CC_DestroyHandle, handle);
+    EXPECT_EQ(destroyed.wait_for(kPatience), std::future_status::ready);
+    leave.Open();
+    ASSERT_TRUE(receiver.WaitFor([&] { return !receiver.exceptions.empty(); }));
+    std::this_thread::sleep_for(30ms);
+    const std::lock_guard lock(receiver.mutex);
+    EXPECT_THAT(receiver.exceptions, ElementsAre(0x9001U));
+}
+
+TEST_F(KZCameraControl, EventsComeWithFramesOnAThreadOfTheirOwn) {
+    Receiver receiver;
+    Gate leave;
+    receiver.onFrame = [&] { EXPECT_TRUE(leave.Wait()); };
+    const KZHandle handle = OpenWithReceiver(receiver);
+    EXPECT_EQ(KZ_CC_RegisterEventCallBackEx(handle, "NoSuchEvent", Receiver::Event, &receiver),
+              KZ_CC_E_NODE_MISSING);
+    ASSERT_EQ(KZ_CC_RegisterEventCallBackEx(handle, "FrameStart", Receiver::Event, &receiver),
+              KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetCommandValue(handle, "TriggerSoftware"), KZ_CC_OK);
+    // While the frame callback is held up.
+    EXPECT_TRUE(receiver.WaitFor([&] { return receiver.events.size() == 1; }));
+    ASSERT_TRUE(KZSim_RaiseEvent(kSerial, "Unheard"));
+    ASSERT_TRUE(KZSim_RaiseEvent(kSerial, "FrameStart"));
+    EXPECT_TRUE(receiver.WaitFor([&] { return receiver.events.size() == 2; }));
+    leave.Open();
+    ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
+    EXPECT_THAT(receiver.events, ElementsAre("FrameStart", "FrameStart"));
+}
+
+// --- Faults and journal
+
+TEST_F(KZCameraControl, ShowsTheFaultsThatAreAskedFor) {
+    for (const char* const wrong : {"open", "open=x", "fail=KZ_CC_OpenDevice", "nonsense=1",
+                                    "missing=", "slow=KZ_CC_OpenDevice:fast"}) {
+        EXPECT_FALSE(KZSim_SetFaults(kSerial, wrong)) << wrong;
+    }
+    EXPECT_FALSE(KZSim_SetFaults("unknown", ""));
+
+    const CameraDeviceInfo record = Record();
+    KZHandle handle = nullptr;
+    ASSERT_TRUE(KZSim_SetFaults(kSerial, "create=0x80000004"));
+    EXPECT_EQ(KZ_CC_CreateHandle(&handle, &record), KZ_CC_E_RESOURCE);
+    EXPECT_EQ(handle, nullptr);
+    ASSERT_TRUE(KZSim_SetFaults(kSerial, "open=0x80000201"));
+    handle = Create();
+    EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_E_OPEN_REFUSED);
+    ASSERT_TRUE(KZSim_SetFaults(kSerial, ""));
+    ASSERT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
+
+    ASSERT_TRUE(KZSim_SetFaults(
+        kSerial,
+        "packet=0 missing=Gamma refuse=TriggerMode:0x80000103 range=ExposureTime:2 "
+        "start=2147483652 fail=KZ_CC_GetWidth:0x80000006 convert=0x80000005 decode=0x80000006"));
+    EXPECT_EQ(KZ_CC_GetOptimalPacketSize(handle), 0);
+    KZNodeType type{};
+    EXPECT_EQ(KZ_XML_GetNodeInterfaceType(handle, "Gamma", &type), KZ_CC_E_NODE_MISSING);
+    EXPECT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_E_NODE_ACCESS);
+    EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 100.0F), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 100.0F), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 100.0F), KZ_CC_OK);
+    EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_RESOURCE);
+    KZIntValue value{};
+    EXPECT_EQ(KZ_CC_GetWidth(handle, &value), KZ_CC_E_NO_DATA);
+    PixelConvertParam convert{};
+    EXPECT_EQ(KZ_CC_ConvertPixelType(handle, &convert), KZ_CC_E_NOT_SUPPORTED);
+    HbDecodeParam decode{};
+    EXPECT_EQ(KZ_CC_HB_Decode(handle, &decode), KZ_CC_E_NO_DATA);
+
+    Receiver receiver;
+    ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(handle, Receiver::Frame, &receiver), KZ_CC_OK);
+    ASSERT_TRUE(KZSim_SetFaults(kSerial, "short=100 stop=0x80000206"));
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    ASSERT_TRUE(receiver.WaitForFrames(1));
+    EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_E_DEVICE_LOST);
+    const std::size_t count = receiver.FrameCount();
+    EXPECT_TRUE(receiver.WaitForFrames(count + 1));  // the call did nothing
+    EXPECT_EQ(KZ_CC_CloseDevice(handle), KZ_CC_OK);
+    EXPECT_EQ(receiver.frames.back().frameLength, 64U * 48U - 100U);
+}
+
+TEST_F(KZCameraControl, ASlowCallHoldsUpTheOthersOfItsHandle) {
+    const KZHandle handle = Open();
+    ASSERT_TRUE(KZSim_SetFaults(kSerial, "slow=KZ_CC_SetEnumValue:200"));
+    std::atomic<bool> written{false};
+    KZSim_ClearJournal(kSerial);
+    std::thread writer([&] {
+        EXPECT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
+        written = true;
+    });
+    while (Journal().empty()) {  // until the call is inside
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_EQ(EnumValue(handle, "TriggerMode"), 1U);
+    writer.join();
+    EXPECT_TRUE(written);
+}
+
+TEST_F(KZCameraControl, KeepsAJournalOfCallsThatChangeSomething) {
+    Receiver receiver;
+    KZSim_ClearJournal(kSerial);
+    const KZHandle handle = OpenWithReceiver(receiver);
+    KZ_CC_RegisterEventCallBackEx(handle, "FrameStart", Receiver::Event, &receiver);
+    EnumValue(handle, "TriggerMode");
+    KZ_CC_SetEnumValueByString(handle, "UserSetSelector", "UserSet1");
+    KZ_CC_SetCommandValue(handle, "UserSetLoad");
+    KZ_CC_SetIntValue(handle, "NoSuchFeature", 5);
+    KZ_CC_SetFloatValue(handle, "Gain", 1.5F);
+    KZ_CC_SetBoolValue(handle, "LineInverter", true);
+    const KZTransmissionType transmission{KZ_TRANSMISSION_UNICAST_AND_MULTICAST, 0, 0, {}};
+    KZ_GIGE_SetTransmissionType(handle, &transmission);
+    KZ_CC_StartGrabbing(handle);
+    KZ_CC_StopGrabbing(handle);
+    KZ_CC_RegisterImageCallBackEx(handle, nullptr, nullptr);
+    KZ_CC_CloseDevice(handle);
+    KZ_CC_DestroyHandle(handle);
+    const std::string expected =
+        "KZ_CC_CreateHandle\n"
+        "KZ_CC_OpenDevice 3\n"
+        "KZ_CC_RegisterImageCallBackEx\n"
+        "KZ_CC_RegisterExceptionCallBack\n"
+        "KZ_CC_RegisterEventCallBackEx FrameStart\n"
+        "KZ_CC_SetEnumValueByString UserSetSelector UserSet1\n"
+        "KZ_CC_SetCommandValue UserSetLoad\n"
+        "KZ_CC_SetIntValue NoSuchFeature 5\n"
+        "KZ_CC_SetFloatValue Gain 1.5\n"
+        "KZ_CC_SetBoolValue LineInverter 1\n"
+        "KZ_GIGE_SetTransmissionType 65537\n"
+        "KZ_CC_StartGrabbing\n"
+        "KZ_CC_StopGrabbing\n"
+        "KZ_CC_RegisterImageCallBackEx null\n"
+        "KZ_CC_CloseDevice\n"
+        "KZ_CC_DestroyHandle\n";
+    EXPECT_EQ(Journal(), expected);
+    char cut[8];
+    EXPECT_EQ(KZSim_Journal(kSerial, cut, sizeof cut), expected.size());
+    EXPECT_STREQ(cut, "KZ_CC_C");
+}
+
+// --- All at once
+
+TEST_F(KZCameraControl, BearsEveryThreadBusyWhileTheCameraComesAndGoes) {
+    std::atomic<bool> running{true};
+    std::thread puller([&] {
+        while (running) {
+            KZSim_Unplug(kSerial);
+            KZSim_Plug(kSerial);
+            KZSim_RaiseEvent(kSerial, "FrameStart");
+            std::this_thread::sleep_for(3ms);
+        }
+    });
+    std::thread deliverer([&] {
+        const std::uint8_t pixels[4] = {};
+        FrameOutInfo info{};
+        info.tagValue = 1;
+        while (running) {
+            KZSim_DeliverFrame(kSerial, pixels, &info);
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+    // Outlives the test: an event callback may be in progress when its handle is gone.
+    static Receiver receiver;
+    CameraDeviceInfo record{};
+    record.transportType = KZ_TRANSPORT_GIGE;
+    std::strcpy(record.gige.serialNumber, kSerial);
+    for (int round = 0; round < 50; ++round) {
+        KZHandle handle = nullptr;
+        ASSERT_EQ(KZ_CC_CreateHandle(&handle, &record), KZ_CC_OK);
+        KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0);
+        KZ_CC_RegisterImageCallBackEx(handle, Receiver::Frame, &receiver);
+        KZ_CC_RegisterEventCallBackEx(handle, "FrameStart", Receiver::Event, &receiver);
+        KZ_CC_StartGrabbing(handle);
+        std::thread rival([handle] {
+            KZ_CC_SetCommandValue(handle, "TriggerSoftware");
+            KZ_CC_StopGrabbing(handle);
+            KZ_CC_DestroyHandle(handle);
+        });
+        KZ_CC_SetEnumValue(handle, "TriggerMode", 1);
+        std::this_thread::sleep_for(2ms);
+        KZ_CC_DestroyHandle(handle);
+        rival.join();
+        EXPECT_EQ(KZ_CC_DestroyHandle(handle), KZ_CC_E_HANDLE);
+    }
+    running = false;
+    puller.join();
+    deliverer.join();
+}
+
+// Leaves a grabbing camera behind for the end of the program, which must neither crash nor hang.
+class CameraLeftOpen : public testing::Environment {
+  public:
+    void TearDown() override {
+        ASSERT_EQ(KZSim_Configure("usb3 serial=LEFT width=64 height=48 rate=500"), 0U);
+        CameraDeviceInfo record{};
+        record.transportType = KZ_TRANSPORT_USB3;
+        std::strcpy(record.usb3.serialNumber, "LEFT");
+        KZHandle handle = nullptr;
+        ASSERT_EQ(KZ_CC_CreateHandle(&handle, &record), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(
+                      handle, [](std::uint8_t*, FrameOutInfo*, void*) {}, nullptr),
+                  KZ_CC_OK);
+        ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    }
+};
+[[maybe_unused]] auto* const cameraLeftOpen =
+    testing::AddGlobalTestEnvironment(std::make_unique<CameraLeftOpen>().release());
+
+}  // namespace
