@@ -20,7 +20,8 @@
 //   parameter -> image-list; image-list -> camera in the frame callback, which only tries it
 // The locks inside worker threads, local images, saved data and texts come last and alone.
 // No framework function is called under those, the camera, parameter, image-list or buffer lock,
-// because the host may call back into the module from inside any of them.
+// because the host may call back into the module from inside any of them; the one exception is the
+// question for the number of buffer nodes, when intake adds one.
 #pragma once
 
 #include <cstdint>

@@ -247,9 +247,11 @@ struct ParamCommands {
             module.m_localImages.FreeDelivered(*node);
             return kOk;
         }
-        const Status status = module.m_bufManager.FreeBuf(*node);
-        CAM_LOG(kLogDebug, module.ModuleId(), kFunction, "freeimage %s", node->sharedName);
-        return status;
+        // The host's record may be anything; only a node of the pool has a name to print.
+        if (Xalog_ShouldLog(kLogDebug) && module.m_bufManager.OwnsNode(*node)) {
+            CAM_LOG(kLogDebug, module.ModuleId(), kFunction, "freeimage %s", node->sharedName);
+        }
+        return module.m_bufManager.FreeBuf(*node);
     }
 
     static Status ConnectIP(CCameraModule& module, const Value& value) {
