@@ -1,5 +1,6 @@
 #include "standins/kz_camera_control/linux/remains.h"
 
+#include <chrono>
 #include <utility>
 
 namespace kz {
@@ -12,39 +13,15 @@ Remains::~Remains() {
     device.reset();
 }
 
-RemainsCollector::RemainsCollector() : m_thread([this] { Run(); }) {}
-
-RemainsCollector::~RemainsCollector() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_stop = true;
-    }
-    m_changed.notify_one();
-    m_thread.join();
-}
-
 void RemainsCollector::Take(Remains remains) {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_waiting.push_back(std::move(remains));
-    }
-    m_changed.notify_one();
-}
-
-void RemainsCollector::Run() {
-    std::unique_lock lock(m_mutex);
-    for (;;) {
-        m_changed.wait(lock, [this] { return m_stop || !m_waiting.empty(); });
-        if (m_waiting.empty()) {
-            return;
-        }
-        {
-            const Remains remains = std::move(m_waiting.front());
-            m_waiting.pop_front();
-            lock.unlock();
-        }
-        lock.lock();
-    }
+    const std::lock_guard lock(m_mutex);
+    std::erase_if(m_underWay, [](const std::future<void>& each) {
+        return each.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+    // Given back within the thread: what a task has captured lives as long as its future.
+    m_underWay.push_back(std::async(std::launch::async, [taken = std::move(remains)]() mutable {
+        const Remains released = std::move(taken);
+    }));
 }
 
 }  // namespace kz

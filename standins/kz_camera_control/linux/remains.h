@@ -3,10 +3,10 @@
 // should have to wait for that.
 #pragma once
 
-#include <condition_variable>
-#include <deque>
+#include <future>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "standins/kz_camera_control/linux/glib_ptr.h"
 
@@ -24,24 +24,15 @@ struct Remains {
     GObjectPtr<ArvDevice> device;
 };
 
-// Gives remains back on a thread of its own. The destructor waits for those still under way.
+// Gives remains back, each on a thread of its own, because a camera that comes and goes leaves new
+// ones sooner than the old are gone. The destructor waits for those under way.
 class RemainsCollector {
   public:
-    RemainsCollector();
-    ~RemainsCollector();
-    RemainsCollector(const RemainsCollector&) = delete;
-    RemainsCollector& operator=(const RemainsCollector&) = delete;
-
     void Take(Remains remains);
 
   private:
-    void Run();
-
     std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::deque<Remains> m_waiting;  // guarded by m_mutex
-    bool m_stop = false;            // guarded by m_mutex
-    std::thread m_thread;           // last: it uses the members above
+    std::vector<std::future<void>> m_underWay;  // guarded by m_mutex; a future waits for its thread
 };
 
 }  // namespace kz
