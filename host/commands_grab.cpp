@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "host/commands.h"
+#include "host/console.h"
 #include "host/grab_run.h"
 #include "host/interrupt.h"
 #include "host/parameter_help.h"
@@ -144,7 +145,7 @@ ExitCode Conclude(Grab& grab, const std::string& summary) {
         text += "pictures saved  " + std::to_string(grab.writer->Finish()) + " in " +
                 grab.options.outputFolder + "\n";
     }
-    std::fputs(text.c_str(), stdout);
+    std::fputs(text.c_str(), Output());
     const ExitCode outcome = Outcome(grab);
     if (outcome == ExitCode::NoFrame) {
         std::fputs("camera_host: no frame came any more\n", stderr);
@@ -191,8 +192,10 @@ ExitCode RunGrab(const Options& options) {
     session.RelateProcedures(options.runByCamera ? options.procedures : 1);
     const TransportErrors before = TransportErrors::Parse(session.Get("CameraErrorInfo"));
 
-    std::string summary = "camera          " + session.Get("ModelName") + " (" +
-                          session.Get("SerialNumber") + "), " +
+    // A camera opened by address tells no serial number.
+    const std::string identity =
+        options.address ? options.address->camera : session.Get("SerialNumber");
+    std::string summary = "camera          " + session.Get("ModelName") + " (" + identity + "), " +
                           (options.runByCamera ? "run by camera\n" : "on request\n");
     Grab grab(options, session, observer, options.frames.value_or(kDefaultFrames));
     grab.progress.emplace(grab.wanted);
@@ -231,9 +234,9 @@ ExitCode RunFolder(const Options& options) {
         }
         const cam::BufferNode& record = frame.Record();
         grab.run.Taken(record);
-        std::printf("%llu\t%ux%u\t%s\t%u bytes\n",
-                    static_cast<unsigned long long>(grab.run.Frames()), record.width, record.height,
-                    FormatName(record.pixelType), record.dataLength);
+        std::fprintf(Output(), "%llu\t%ux%u\t%s\t%u bytes\n",
+                     static_cast<unsigned long long>(grab.run.Frames()), record.width,
+                     record.height, FormatName(record.pixelType), record.dataLength);
         if (grab.writer && grab.run.Frames() % options.saveEvery == 0) {
             grab.writer->Write(std::move(frame), grab.run.Frames());
         }

@@ -12,7 +12,7 @@ namespace host {
 namespace {
 
 void Print(const Table& table) {
-    std::fputs(table.Text(StandardOutputIsTerminal()).c_str(), stdout);
+    std::fputs(table.Text(OutputIsTerminal()).c_str(), Output());
 }
 
 // Nothing where the camera has no such feature or does not answer.
@@ -80,7 +80,7 @@ ExitCode RunGet(const Options& options) {
                            ? "a camera's feature needs --camera or --ip"
                            : "the camera has no such feature"));
     }
-    std::puts(Printable(value).c_str());
+    std::fputs((Printable(value) + "\n").c_str(), Output());
     return ExitCode::Ok;
 }
 
@@ -93,7 +93,7 @@ ExitCode RunSet(const Options& options) {
         const std::string value = Printable(session.Get(key));
         // Commands have no value to read back.
         if (!value.empty() && !IsUnreadable(value)) {
-            std::printf("%s = %s\n", key.c_str(), value.c_str());
+            std::fprintf(Output(), "%s = %s\n", key.c_str(), value.c_str());
         }
     }
     return ExitCode::Ok;

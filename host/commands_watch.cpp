@@ -81,7 +81,7 @@ std::string Describe(const Notice& notice) {
 class Watch {
   public:
     Watch(ModuleSession& session, WatchObserver& observer)
-        : m_session(session), m_observer(observer), m_terminal(StandardOutputIsTerminal()) {}
+        : m_session(session), m_observer(observer), m_terminal(OutputIsTerminal()) {}
 
     void Run(std::uint64_t seconds) {
         m_session.Command("TriggerOff", "1");
@@ -98,7 +98,7 @@ class Watch {
         }
         m_observer.HostProcedures().Close();
         if (m_terminal) {
-            std::puts("");
+            std::fputs("\n", Output());
         }
     }
 
@@ -126,9 +126,10 @@ class Watch {
             if (kind == NoticeKind::Reconnected) {
                 static_cast<void>(m_session.TryCommand("TriggerOff", "1"));
             }
-            std::printf("%s%s\n", m_terminal ? kClearLine : "", Describe(notice).c_str());
+            std::fprintf(Output(), "%s%s\n", m_terminal ? kClearLine : "",
+                         Describe(notice).c_str());
         }
-        std::fflush(stdout);
+        std::fflush(Output());
     }
 
     void ShowState() {
@@ -137,14 +138,15 @@ class Watch {
         const FrameJournal::Counts counts = m_observer.Journal().Count();
         const TransportErrors errors = TransportErrors::Parse(m_session.Get("CameraErrorInfo"));
         const auto lost = errors.errorFrames + errors.lostFrames;
-        std::printf("%s%s  %s frames/s  %llu waiting  %llu dropped  %llu missing  %lld lost%s",
-                    m_terminal ? kClearLine : "", m_online ? "on line " : "off line",
-                    Decimal(static_cast<double>(m_framesSinceShown) / seconds, 1).c_str(),
-                    static_cast<unsigned long long>(counts.waiting),
-                    static_cast<unsigned long long>(counts.discarded),
-                    static_cast<unsigned long long>(counts.missing), static_cast<long long>(lost),
-                    m_terminal ? "" : "\n");
-        std::fflush(stdout);
+        std::fprintf(Output(),
+                     "%s%s  %s frames/s  %llu waiting  %llu dropped  %llu missing  %lld lost%s",
+                     m_terminal ? kClearLine : "", m_online ? "on line " : "off line",
+                     Decimal(static_cast<double>(m_framesSinceShown) / seconds, 1).c_str(),
+                     static_cast<unsigned long long>(counts.waiting),
+                     static_cast<unsigned long long>(counts.discarded),
+                     static_cast<unsigned long long>(counts.missing), static_cast<long long>(lost),
+                     m_terminal ? "" : "\n");
+        std::fflush(Output());
         m_framesSinceShown = 0;
         m_lastShown = now;
     }

@@ -13,10 +13,10 @@ host::ExitCode RunCommand(const host::Options& options) {
     using enum host::Command;
     switch (options.command) {
         case Help:
-            std::fputs(options.helpText.c_str(), stdout);
+            std::fputs(options.helpText.c_str(), host::Output());
             return host::ExitCode::Ok;
         case Version:
-            std::puts("camera_host " CAMERA_HOST_VERSION);
+            std::fputs("camera_host " CAMERA_HOST_VERSION "\n", host::Output());
             return host::ExitCode::Ok;
         case List:
             return host::RunList(options);
@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
     host::WatchForInterrupt();
     const host::ExitCode code = Run(argc, argv);
     // A full disk or a closed pipe must not pass for success.
-    if (std::fflush(stdout) != 0 && code == host::ExitCode::Ok) {
+    if (std::fflush(host::Output()) != 0 && code == host::ExitCode::Ok) {
         std::fputs("camera_host: the output could not be written\n", stderr);
         return static_cast<int>(host::ExitCode::Failure);
     }

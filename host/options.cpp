@@ -32,8 +32,8 @@ constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
 
 constexpr CommandRow kCommands[] = {
     {Command::List, "list", "", 0, 0, "show the cameras that the module finds",
-     "Shows the serial number and the name of every camera, the connected one marked. Where the\n"
-     "output is no terminal, each camera is a line of serial number, a tab and the name.\n\n"
+     "Shows the serial number and the name of every camera. Where the output is no terminal, each\n"
+     "camera is a line of serial number, a tab and the name.\n\n"
      "  camera_host list\n"
      "  camera_host list --simulate default\n"},
     {Command::Grab, "grab", "", 0, 0, "take frames and tell how it went",
@@ -165,6 +165,12 @@ const OptionRow kOptions[] = {
     {"--version", "", kAll, "show the version", nullptr},
 };
 
+constexpr std::string_view kSimulationHelp =
+    "Simulated cameras are described by a line each, or separated by ';': a kind (gige, usb3 or\n"
+    "gentl) and what differs from the usual, for example\n\n"
+    "  --simulate 'gige serial=A1 rate=60; usb3 serial=B2 format=RGB8 width=1280 height=960'\n\n"
+    "'default' is one of each kind; those of GenTL show with --gentl and any folder.\n";
+
 constexpr std::string_view kExitCodes =
     "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 no such camera, 4 no frame came,\n"
     "130 interrupted.\n";
@@ -207,7 +213,8 @@ constexpr std::string_view kExitCodes =
         text += name + std::string(row.summary) + '\n';
     }
     return text + "\n'camera_host COMMAND --help' tells more of one. Options of every command:\n" +
-           OptionHelp(Bit(Command::Help)) + '\n' + std::string(kExitCodes);
+           OptionHelp(Bit(Command::Help)) + '\n' + std::string(kSimulationHelp) + '\n' +
+           std::string(kExitCodes);
 }
 
 [[nodiscard]] const CommandRow& FindCommand(const std::string& name) {

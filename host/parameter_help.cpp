@@ -71,6 +71,9 @@ constexpr ParameterHelp kParameters[] = {
     {"DeviceModelName", Text, true, "the camera's model"},
 };
 
+// The module cuts a feature's text off here, be it in the middle of a number.
+constexpr std::size_t kLongestFeatureText = 255;
+
 }  // namespace
 
 std::span<const ParameterHelp> AllParameters() {
@@ -85,7 +88,10 @@ ShownValue ShowValue(ValueKind kind, std::string_view text) {
     if (kind == ValueKind::Text || kind == ValueKind::Command) {
         return {std::string(text), {}};
     }
-    const auto fields = SplitFields(text);
+    auto fields = SplitFields(text);
+    if (text.size() >= kLongestFeatureText) {
+        fields.back() = "...";
+    }
     ShownValue shown{std::string(fields[0]), {}};
     const auto field = [&](std::size_t index) { return std::string(fields[index]); };
     if (kind == ValueKind::Enumeration) {

@@ -21,9 +21,20 @@ std::string ToUtf8(const wchar_t* text) {
     return utf8;
 }
 
-bool IsConsole(DWORD standardHandle) {
+bool IsConsole(std::FILE* file) {
     DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(standardHandle), &mode) != 0;
+    return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), &mode) != 0;
+}
+
+std::FILE* output = stdout;
+
+// Without the means the module's prints stay where they are; the results come all the same.
+void KeepOutputForResults() {
+    const int copy = _dup(_fileno(stdout));
+    std::FILE* own = copy < 0 ? nullptr : _fdopen(copy, "wb");
+    if (own != nullptr && _dup2(_fileno(stderr), _fileno(stdout)) >= 0) {
+        output = own;
+    }
 }
 
 }  // namespace
@@ -31,8 +42,9 @@ bool IsConsole(DWORD standardHandle) {
 // The arguments of main are in the system's code page, which loses most of Unicode.
 std::vector<std::string> StartConsole(int, char**) {
     SetConsoleOutputCP(CP_UTF8);
-    // The same bytes as everywhere for those who read the output of the program.
-    _setmode(_fileno(stdout), _O_BINARY);
+    KeepOutputForResults();
+    // The same bytes as everywhere for those who read them.
+    _setmode(_fileno(output), _O_BINARY);
     _setmode(_fileno(stderr), _O_BINARY);
 
     int count = 0;
@@ -45,11 +57,16 @@ std::vector<std::string> StartConsole(int, char**) {
     return arguments;
 }
 
-bool StandardOutputIsTerminal() {
-    return IsConsole(STD_OUTPUT_HANDLE);
+std::FILE* Output() {
+    return output;
 }
+
+bool OutputIsTerminal() {
+    return IsConsole(output);
+}
+
 bool StandardErrorIsTerminal() {
-    return IsConsole(STD_ERROR_HANDLE);
+    return IsConsole(stderr);
 }
 
 }  // namespace host

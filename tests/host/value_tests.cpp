@@ -49,6 +49,9 @@ TEST(ShownValue, TakesValueAndRangeApart) {
     expect(ValueKind::Float, "1.000$0.500$8.000$1.000000$", "1.000", "0.500 to 8.000");
     expect(ValueKind::Enumeration, "7$0$1$7", "7", "0, 1, 7");
     expect(ValueKind::Enumeration, "-1", "-1", "");
+    const std::string cut = "1$" + std::string(252, '2') + "$";
+    expect(ValueKind::Enumeration, (cut + "3").c_str(), "1",
+           (std::string(252, '2') + ", ...").c_str());
     expect(ValueKind::Switch, "False$$$$$", "False", "True, False");
     expect(ValueKind::Text, "a$b", "a$b", "");
 }
