@@ -57,8 +57,13 @@ void CCameraModule::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info
     if (m_settings.debugMode.Get()) {
         return;
     }
-    const platform::LockGuard hold(m_imageQueue.m_lock);
-    if (TakeFrame(data, *info)) {
+    bool queued = false;
+    {
+        const platform::LockGuard hold(m_imageQueue.m_lock);
+        queued = TakeFrame(data, *info);
+    }
+    if (queued) {
+        // Behind the lock: the woken host wants it at once.
         ImageArrivedEvent.Set();
         // At the error level so that it stays visible whatever level is in force.
         CAM_LOG(kLogError, ModuleId(), kFunction,

@@ -1,0 +1,152 @@
+#include "bench/bare_sdk.h"
+
+#include <cstring>
+
+#include "camera/sdk/pixel_format.h"
+
+// The SDK's functions with nothing behind them: one GigE Vision camera whose frames the benchmark
+// delivers itself, on the thread it likes, so that only the module's own work is measured.
+
+namespace {
+
+constexpr char kSerial[] = "BENCH";
+constexpr std::int32_t kPacketSize = 1500;
+int camera = 0;  // its address is the one handle
+
+CameraDeviceInfo record;
+std::function<void()> trigger;
+bare_sdk::Callback imageCallback;
+
+}  // namespace
+
+namespace bare_sdk {
+
+const char* Serial() {
+    return kSerial;
+}
+Callback ImageCallback() {
+    return imageCallback;
+}
+void OnSoftwareTrigger(std::function<void()> onTrigger) {
+    trigger = std::move(onTrigger);
+}
+
+}  // namespace bare_sdk
+
+extern "C" {
+
+std::uint32_t KZ_CC_EnumDevices(std::uint32_t, KZDeviceList* list) {
+    record.transportType = KZ_TRANSPORT_GIGE;
+    std::memcpy(record.gige.serialNumber, kSerial, sizeof kSerial);
+    list->count = 1;
+    list->devices[0] = &record;
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_CreateHandle(KZHandle* handle, const CameraDeviceInfo*) {
+    *handle = &camera;
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_RegisterImageCallBackEx(KZHandle, KZImageCallback callback, void* user) {
+    imageCallback = {callback, user};
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_SetCommandValue(KZHandle, const char* name) {
+    if (trigger && std::strcmp(name, "TriggerSoftware") == 0) {
+        trigger();
+    }
+    return KZ_CC_OK;
+}
+
+std::int32_t KZ_CC_GetOptimalPacketSize(KZHandle) {
+    return kPacketSize;
+}
+
+std::uint32_t KZ_CC_EnumInterfacesByGenTL(GenTLInterfaceList*, const char*) {
+    return KZ_CC_E_NOT_SUPPORTED;
+}
+std::uint32_t KZ_CC_EnumDevicesByGenTL(const GenTLInterfaceInfo*, GenTLDeviceList*) {
+    return KZ_CC_E_NOT_SUPPORTED;
+}
+std::uint32_t KZ_CC_CreateHandleByGenTL(KZHandle*, const GenTLDeviceInfo*) {
+    return KZ_CC_E_NOT_SUPPORTED;
+}
+std::uint32_t KZ_CC_UnloadGenTLLibrary(const char*) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_DestroyHandle(KZHandle) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_OpenDevice(KZHandle, std::uint32_t, std::uint16_t) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_CloseDevice(KZHandle) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_StartGrabbing(KZHandle) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_StopGrabbing(KZHandle) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_RegisterExceptionCallBack(KZHandle, KZExceptionCallback, void*) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_RegisterEventCallBackEx(KZHandle, const char*, KZEventCallback, void*) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_XML_GetNodeInterfaceType(KZHandle, const char*, KZNodeType*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_CC_GetIntValue(KZHandle, const char*, KZIntValue*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_CC_SetIntValue(KZHandle, const char*, std::uint32_t) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_GetFloatValue(KZHandle, const char*, KZFloatValue*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_CC_SetFloatValue(KZHandle, const char*, float) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_GetEnumValue(KZHandle, const char*, KZEnumValue*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_CC_SetEnumValue(KZHandle, const char*, std::uint32_t) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_SetEnumValueByString(KZHandle, const char*, const char*) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_GetBoolValue(KZHandle, const char*, bool*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_CC_SetBoolValue(KZHandle, const char*, bool) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_GetStringValue(KZHandle, const char*, KZStringValue*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_CC_SetStringValue(KZHandle, const char*, const char*) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_GetWidth(KZHandle, KZIntValue*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_CC_GetHeight(KZHandle, KZIntValue*) {
+    return KZ_CC_E_NODE_MISSING;
+}
+std::uint32_t KZ_GIGE_SetTransmissionType(KZHandle, const KZTransmissionType*) {
+    return KZ_CC_OK;
+}
+std::uint32_t KZ_CC_GetAllMatchInfo(KZHandle, KZMatchInfo*) {
+    return KZ_CC_E_NOT_SUPPORTED;
+}
+std::uint32_t KZ_CC_HB_Decode(KZHandle, HbDecodeParam*) {
+    return KZ_CC_E_NOT_SUPPORTED;
+}
+std::uint32_t KZ_CC_ConvertPixelType(KZHandle, PixelConvertParam*) {
+    return KZ_CC_E_NOT_SUPPORTED;
+}
+
+}  // extern "C"
