@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <sstream>
 #include <thread>
 
+#include "platform/system.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "standins/xalog/xalog_host.h"
@@ -176,6 +178,61 @@ void ModuleHost::OnLogLine(std::int32_t, const char* line, void* user) {
         host.m_log.emplace_back(line);
     }
     host.m_changed.notify_all();
+}
+
+namespace {
+
+// Where "[module] [ModuId:id] [function@line] " ends.
+std::size_t PrefixEnd(const std::string& line) {
+    std::size_t end = 0;
+    for (int field = 0; field < 3; ++field) {
+        const std::size_t close = line.find("] ", end);
+        if (line.compare(end, 1, "[") != 0 || close == line.npos) {
+            return 0;
+        }
+        end = close + 2;
+    }
+    return end;
+}
+
+std::vector<std::string> NamesIn(const char* folder) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        names.push_back(entry->path().filename().string());
+    }
+    return names;
+}
+
+}  // namespace
+
+std::string MessageOf(const std::string& line) {
+    return line.substr(PrefixEnd(line));
+}
+
+std::vector<std::string> MessagesOf(const std::vector<std::string>& log,
+                                    std::string_view function) {
+    const std::string field = " [" + std::string(function) + '@';
+    std::vector<std::string> messages;
+    for (const std::string& line : log) {
+        if (line.find(field) < PrefixEnd(line)) {
+            messages.push_back(MessageOf(line));
+        }
+    }
+    return messages;
+}
+
+std::size_t ThreadCount() {
+    return NamesIn("/proc/self/task").size();
+}
+
+std::vector<std::string> OpenRegions() {
+    const std::string process = '-' + std::to_string(platform::CurrentProcessId()) + "-{";
+    std::vector<std::string> regions = NamesIn("/dev/shm");
+    std::erase_if(regions,
+                  [&](const std::string& name) { return name.find(process) == name.npos; });
+    return regions;
 }
 
 bool Eventually(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,6 +31,9 @@ struct Report {
     std::uint32_t code;
     std::string text;
     bool operator==(const Report&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Report& report) {
+        return out << report.code << ' ' << report.text;
+    }
 };
 
 // One at a time in a process: the stand-ins have one observer and one log sink.
@@ -104,6 +108,16 @@ class ModuleHost {
     void* m_handle = nullptr;
     CAbstractUserModule* m_module = nullptr;
 };
+
+// What a log line says behind its prefix; the whole line where it has none.
+std::string MessageOf(const std::string& line);
+// The messages that one function of the module logged, oldest first.
+std::vector<std::string> MessagesOf(const std::vector<std::string>& log, std::string_view function);
+
+// Threads of this process and its open image regions. 0 and none where the system does not show
+// them in its files (anywhere but on Linux).
+std::size_t ThreadCount();
+std::vector<std::string> OpenRegions();
 
 // Waits, looking every few milliseconds, until `condition` holds; false after `timeout`.
 bool Eventually(const std::function<bool()>& condition, std::chrono::milliseconds timeout = kHang);

@@ -1,0 +1,241 @@
+// A module from CreateModule to DestroyModule, as the host sees it.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <regex>
+
+#include "camera/sdk/kz_camera_control.h"
+#include "module/log/xalog.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
+#include "standins/module_frame/module_frame_host.h"
+#include "tests/support/module_host.h"
+
+namespace tests {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
+
+constexpr std::int32_t kTraceLevel = 1;
+constexpr std::uint32_t kFrameworkFault = 0xE1234567;
+
+const char* const kFrameworkFunctions[] = {
+    "CQ_M_GetModuleId",           "CQ_M_GetCreateModuleCause",     "CQ_M_GetDefaultConfigByFile",
+    "CQ_M_SetLastError",          "CQ_M_NotifyIncGlobalCameraNum", "CQ_M_NotifyDecGlobalCameraNum",
+    "CQ_M_SetNotifyEventCallback"};
+
+std::vector<std::uint64_t> FrameworkCalls() {
+    std::vector<std::uint64_t> calls;
+    for (const char* function : kFrameworkFunctions) {
+        calls.push_back(ModuleFrame_CallCount(function));
+    }
+    return calls;
+}
+
+class Lifecycle : public ::testing::Test {
+  protected:
+    Lifecycle() { Xalog_ResetLevel(kTraceLevel); }
+    ~Lifecycle() override {
+        for (const char* function : kFrameworkFunctions) {
+            ModuleFrame_FailCalls(function, 0, 0);
+        }
+    }
+};
+
+TEST_F(Lifecycle, NullHandleAndNullModuleCallNothing) {
+    const auto before = FrameworkCalls();
+    EXPECT_EQ(CreateModule(nullptr), nullptr);
+    int notAModule = 0;
+    DestroyModule(&notAModule, nullptr);
+    EXPECT_EQ(FrameworkCalls(), before);
+}
+
+TEST_F(Lifecycle, CreationIsToldStepByStepAndCounted) {
+    ModuleHost host("gige serial=A", 7);
+    ASSERT_NE(host.Module(), nullptr);
+    EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 1);
+    const auto log = host.Log();
+    EXPECT_THAT(
+        MessagesOf(log, "CreateModule"),
+        ElementsAre("CameraModuleDebug:NEW CREAT", "CameraModuleDebug: CREAT OVER",
+                    "CameraModuleDebug: INIT START", "CameraModuleDebug:INIT END",
+                    "CameraModuleDebug:CAMERA NUM start", "CameraModuleDebug:CAMERA NUM end",
+                    "CameraModuleDebug:CQ_M_SetNotifyEventCallback start",
+                    "CameraModuleDebug:CQ_M_SetNotifyEventCallback end"));
+    EXPECT_THAT(MessagesOf(log, "CCameraModule::Init"),
+                ElementsAre("CreateModuleCause      succ", "strValueInfoList.nNum,0", "Init end"));
+    EXPECT_THAT(MessagesOf(log, "CCameraModule::EnumDevices"),
+                ElementsAre("Enum return 1 devices"));
+
+    const std::regex unknownModule(
+        R"(\[(lib)?CameraModule\] \[ModuId:-1\] \[CreateModule@\d+\] CameraModuleDebug:NEW CREAT)");
+    const std::regex knownModule(
+        R"(\[(lib)?CameraModule\] \[ModuId:7\] \[CCameraModule::Init@\d+\] Init end)");
+    EXPECT_TRUE(std::regex_match(log.front(), unknownModule)) << log.front();
+    EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                            [&](const auto& line) { return std::regex_match(line, knownModule); }),
+              1);
+
+    host.Destroy();
+    EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 0);
+}
+
+TEST_F(Lifecycle, CreateCauseTwoLooksForNothing) {
+    const auto configReads = ModuleFrame_CallCount("CQ_M_GetDefaultConfigByFile");
+    ModuleHost host("gige serial=A", 1, 2);
+    ASSERT_NE(host.Module(), nullptr);
+    EXPECT_EQ(host.LogCount("Enum return"), 0U);
+    EXPECT_EQ(host.LogCount("Init end"), 1U);
+    EXPECT_EQ(ModuleFrame_CallCount("CQ_M_GetDefaultConfigByFile"), configReads);
+    EXPECT_THAT(host.Get("CameraName"), HasSubstr("(A)"));  // found when asked for
+}
+
+TEST_F(Lifecycle, FailingFrameworkCallFailsCreationWithItsCode) {
+    struct Case {
+        const char* function;
+        const char* line;  // "": only the common last line
+    };
+    const Case cases[] = {
+        {"CQ_M_GetModuleId", ""},
+        {"CQ_M_GetCreateModuleCause", "Get create module cause failed, error code=0xe1234567"},
+        {"CQ_M_GetDefaultConfigByFile",
+         "Get default config from file failed, error code=0xe1234567"}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.function);
+        const std::size_t threads = ThreadCount();
+        ModuleFrame_FailCalls(each.function, kFrameworkFault, 1);
+        ModuleHost host("gige serial=A");
+        EXPECT_EQ(host.Module(), nullptr);
+        EXPECT_EQ(ModuleFrame_LastError(host.Handle()), kFrameworkFault);
+        EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 0);
+        const auto messages = MessagesOf(host.Log(), "CCameraModule::Init");
+        ASSERT_FALSE(messages.empty());
+        EXPECT_EQ(messages.back(), "Init failed.nRet:[e1234567]");
+        if (each.line[0] != '\0') {
+            EXPECT_THAT(messages, Contains(each.line));
+        }
+        EXPECT_TRUE(Eventually([&] { return ThreadCount() == threads; }));
+    }
+}
+
+TEST_F(Lifecycle, FailingNoticesOfCreationChangeNothing) {
+    ModuleFrame_FailCalls("CQ_M_NotifyIncGlobalCameraNum", kFrameworkFault, 1);
+    ModuleFrame_FailCalls("CQ_M_SetNotifyEventCallback", kFrameworkFault, 1);
+    ModuleHost host;
+    EXPECT_NE(host.Module(), nullptr);
+    EXPECT_EQ(ModuleFrame_LastError(host.Handle()), cam::kOk);
+    ModuleFrame_FailCalls("CQ_M_NotifyDecGlobalCameraNum", kFrameworkFault, 1);
+}
+
+TEST_F(Lifecycle, FirstDefaultOfTheConnectingTimeCounts) {
+    const auto folder = std::filesystem::temp_directory_path() /
+                        ("camera_module_config_" + std::to_string(std::random_device{}()));
+    std::filesystem::create_directory(folder);
+    const auto written = [&](const char* parameters) {
+        std::ofstream(folder / kModuleConfigFile)
+            << "<ModuleConfig>" << parameters << "</ModuleConfig>";
+        ModuleFrame_SetConfigFolder(folder.string().c_str());
+        ModuleHost host;
+        return host.Get("WaitForConnectingTime");
+    };
+    EXPECT_EQ(written(R"(<Param Name="WaitForConnectingTime" Value="250"/>
+                         <Param Name="WaitForConnectingTime" Value="9000"/>)"),
+              "250");
+    // No other entry is taken, not even one of nearly the same name.
+    EXPECT_EQ(written(R"(<Param Name="waitforconnectingtime" Value="5"/>
+                         <Param Name="ImageCacheNum" Value="6"/>)"),
+              "1000");
+    ModuleFrame_SetConfigFolder(nullptr);
+    std::filesystem::remove_all(folder);
+}
+
+TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
+    ModuleHost host("gige serial=A width=64 height=48 rate=200 events=0");
+    host.OpenForRequests("A");
+    host.Set("TriggerProcessRunStatus", "True");
+    host.Set("TriggerOff", "True");
+    ASSERT_TRUE(Eventually([] { return KZSim_FramesDelivered("A") > 3; }));
+    host.ClearLog();
+    host.ClearReports();
+    EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
+    EXPECT_THAT(
+        MessagesOf(host.Log(), "CCameraModule::DeInit"),
+        ElementsAre("DeInit start", "m_thImageProcessing joined", "m_thGrabbing joined",
+                    "CloseCurCamera finish", "StopLastReconnect finish", "ClearImage finish",
+                    "CloseHandle finish", "delete m_pLoadParamRecord finish"));
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    EXPECT_THAT(host.StateReports(), ElementsAre(Report{kReportCameraState, "1-0-A"}));
+
+    host.ClearLog();
+    host.ClearReports();
+    EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
+    EXPECT_THAT(
+        MessagesOf(host.Log(), "CCameraModule::DeInit"),
+        ElementsAre("DeInit start", "CloseCurCamera finish", "StopLastReconnect finish",
+                    "ClearImage finish", "CloseHandle finish", "delete m_pLoadParamRecord finish"));
+    host.Destroy();
+    EXPECT_THAT(host.Reports(), IsEmpty());
+}
+
+TEST_F(Lifecycle, NotifyEventAnswersAlikeAndOnlyRelationsChangeSomething) {
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.OpenForRequests("A");
+    host.Set("DelRelateProc", "1");
+    EXPECT_EQ(ModuleFrame_RunNotifyEvent(host.Handle(), 2, nullptr), cam::kNotifyAnswer);
+    EXPECT_TRUE(host.Image().has_value());  // the receiver that went is still known
+    EXPECT_EQ(ModuleFrame_RunNotifyEvent(host.Handle(), kNotifyRelationsChanged, nullptr),
+              cam::kNotifyAnswer);
+    host.Set("TriggerSoftware", "");
+    EXPECT_TRUE(host.WaitForLog("relate proc is empty"));
+}
+
+TEST_F(Lifecycle, TwoModulesOfOneProcessHaveACameraEach) {
+    ModuleHost host("gige serial=A width=64 height=48\nusb3 serial=B width=32 height=32");
+    void* const secondHandle = ModuleFrame_CreateHandle(2, 0);
+    CAbstractUserModule* const second = CreateModule(secondHandle);
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 2);
+
+    host.OpenForRequests("A");
+    EXPECT_EQ(second->SetParam("CameraName", "A", 1), KZ_CC_E_OPEN_REFUSED);
+    EXPECT_EQ(second->SetParam("CameraName", "B", 1), cam::kOk);
+    EXPECT_EQ(KZSim_OpenHandles(), 2U);
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(image->width, 64U);
+
+    DestroyModule(secondHandle, second);
+    ModuleFrame_DestroyHandle(secondHandle);
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
+    EXPECT_TRUE(host.Image().has_value());
+    EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 1);
+}
+
+TEST_F(Lifecycle, FiftyModulesLeaveNothingBehind) {
+    std::size_t threads = 0;
+    for (int i = 0; i < 50; ++i) {
+        ModuleHost host("gige serial=A width=64 height=48 rate=500");
+        host.OpenForRequests("A");
+        ASSERT_TRUE(host.Image().has_value());  // never given back
+        if (i % 2 == 0) {
+            host.Set("TriggerOff", "");  // destroyed while frames come in
+        } else {
+            host.Destroy();
+        }
+        if (i == 0) {
+            threads = ThreadCount() - 1;  // the stream's thread of this round
+        }
+    }
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 0);
+    EXPECT_THAT(OpenRegions(), IsEmpty());
+    EXPECT_TRUE(Eventually([&] { return ThreadCount() <= threads; }));
+}
+
+}  // namespace
+}  // namespace tests
