@@ -25,11 +25,14 @@ WorkerThread::~WorkerThread() {
 
 bool WorkerThread::Start() {
     const platform::LockGuard hold(m_lock);
-    if (m_joining) {
+    if (m_forbidden) {
+        return true;
+    }
+    if (m_joining || (m_running && m_stop.Get())) {
         m_startAgain = true;
         return true;
     }
-    return m_running || m_forbidden || StartLocked();
+    return m_running || StartLocked();
 }
 
 bool WorkerThread::StartLocked() {
@@ -55,9 +58,20 @@ void WorkerThread::Run() {
     if (predecessor.joinable()) {
         predecessor.join();
     }
-    m_body();
+    do {
+        m_body();
+    } while (GoesOn());
+}
+
+bool WorkerThread::GoesOn() {
     const platform::LockGuard hold(m_lock);
+    if (m_startAgain && !m_joining && !m_forbidden) {
+        m_startAgain = false;
+        m_stop.Set(false);
+        return true;
+    }
     m_running = false;
+    return false;
 }
 
 bool WorkerThread::Stop() {
@@ -88,8 +102,7 @@ bool WorkerThread::Stop() {
     m_threadId = {};
     m_joining = false;
     m_stop.Set(false);
-    if (m_startAgain && !m_forbidden) {
-        m_startAgain = false;
+    if (std::exchange(m_startAgain, false) && !m_forbidden) {
         static_cast<void>(StartLocked());
     }
     m_joined.Set();
@@ -111,6 +124,7 @@ void WorkerThread::WaitForOtherJoiner() {
 void WorkerThread::Forbid() {
     const platform::LockGuard hold(m_lock);
     m_forbidden = true;
+    m_startAgain = false;
 }
 
 void WorkerThread::Allow() {
@@ -120,7 +134,7 @@ void WorkerThread::Allow() {
 
 bool WorkerThread::Running() const {
     const platform::LockGuard hold(m_lock);
-    return m_running && !m_stop.Get();
+    return m_startAgain || (m_running && !m_stop.Get());
 }
 
 }  // namespace cam

@@ -20,9 +20,9 @@ class WorkerThread {
     WorkerThread(const WorkerThread&) = delete;
     WorkerThread& operator=(const WorkerThread&) = delete;
 
-    // Starts the thread unless it runs or Forbid was called. A thread that ended by itself is
-    // joined by its successor, so the caller may hold any lock. False: the system has no thread
-    // left.
+    // Starts the thread unless it runs or Forbid was called; one that was asked to stop goes on, or
+    // is followed by another. A thread that ended by itself is joined by its successor, so the
+    // caller may hold any lock. False: the system has no thread left.
     [[nodiscard]] bool Start() EXCLUDES(m_lock);
 
     // Asks the thread to end without waiting for it.
@@ -43,6 +43,7 @@ class WorkerThread {
   private:
     [[nodiscard]] bool StartLocked() REQUIRES(m_lock);
     void Run() EXCLUDES(m_lock);
+    [[nodiscard]] bool GoesOn() EXCLUDES(m_lock);
     void WaitForOtherJoiner() EXCLUDES(m_lock);
 
     const std::function<void()> m_body;
@@ -54,7 +55,8 @@ class WorkerThread {
     std::thread::id m_threadId GUARDED_BY(m_lock);  // survives while a stopper joins m_thread
     bool m_running GUARDED_BY(m_lock) = false;
     bool m_joining GUARDED_BY(m_lock) = false;
-    bool m_startAgain GUARDED_BY(m_lock) = false;  // a start that came while a stopper joined
+    // A start that came while the thread was on its way out.
+    bool m_startAgain GUARDED_BY(m_lock) = false;
     bool m_forbidden GUARDED_BY(m_lock) = false;
 
     Setting<bool> m_stop{false};

@@ -123,6 +123,31 @@ TEST(WorkerThread, MayAskItselfToStop) {
     worker.Stop();
 }
 
+TEST(WorkerThread, GoesOnWhenStartedAfterItAskedItselfToStop) {
+    WorkerThread* self = nullptr;
+    std::atomic<int> runs{0};
+    WorkerThread worker([&] {
+        if (++runs == 1) {
+            EXPECT_FALSE(self->Stop());
+            EXPECT_FALSE(self->Running());
+            EXPECT_TRUE(self->Start());
+            EXPECT_TRUE(self->Running());
+        }
+        while (!self->StopRequested()) {
+            std::this_thread::yield();
+        }
+    });
+    self = &worker;
+    ASSERT_TRUE(worker.Start());
+    while (runs < 2) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(worker.Running());
+    worker.Stop();
+    EXPECT_EQ(runs, 2);
+    EXPECT_FALSE(worker.Running());
+}
+
 TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
     const int module = 0;
     CallbackGate::Open(&module);
