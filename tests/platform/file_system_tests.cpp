@@ -1,0 +1,62 @@
+#include "platform/file_system.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/code_page.h"
+#include "platform/system.h"
+#include "tests/platform/support.h"
+
+namespace platform {
+namespace {
+
+using testing::IsEmpty;
+using testing::Optional;
+using testing::UnorderedElementsAre;
+
+const std::string kGerman =
+    "Stra\xC3\x9F"
+    "e.png";
+const std::string kChinese = "\xE5\x9B\xBE\xE5\x83\x8F.bmp";
+
+std::filesystem::path Utf8Path(const std::string& text) {
+    return std::u8string(text.begin(), text.end());
+}
+
+TEST(FileSystem, ListsNamesInUtf8) {
+    const test::TemporaryFolder folder;
+    EXPECT_THAT(ListFolder(folder.Utf8()), Optional(IsEmpty()));
+    test::WriteFile(folder.Path() / Utf8Path(kGerman), "x");
+    test::WriteFile(folder.Path() / Utf8Path(kChinese), "x");
+    std::filesystem::create_directory(folder.Path() / "inner");
+    const auto all = Optional(UnorderedElementsAre(kGerman, kChinese, "inner"));
+    EXPECT_THAT(ListFolder(folder.Utf8()), all);
+    EXPECT_THAT(ListFolder(folder.Utf8() + kPathSeparator), all);
+}
+
+TEST(FileSystem, TakesPathsInUtf8AndInTheSystemsCodePage) {
+    const test::TemporaryFolder folder;
+    const std::string inner = JoinPath(folder.Utf8(), kGerman);
+    std::filesystem::create_directory(Utf8Path(inner));
+    test::WriteFile(Utf8Path(JoinPath(inner, "a.bmp")), "x");
+    for (const std::string& path : {inner, inner + kPathSeparator, Utf8ToSystem(inner)}) {
+        EXPECT_TRUE(PathExists(path)) << path;
+        EXPECT_THAT(ListFolder(path), Optional(UnorderedElementsAre("a.bmp"))) << path;
+    }
+    EXPECT_TRUE(PathExists(JoinPath(Utf8ToSystem(inner), "a.bmp")));
+}
+
+TEST(FileSystem, GivesUpOnWhatIsNoFolder) {
+    const test::TemporaryFolder folder;
+    const std::string file = JoinPath(folder.Utf8(), "file");
+    test::WriteFile(Utf8Path(file), "x");
+    const std::string missing = JoinPath(folder.Utf8(), "missing");
+    EXPECT_FALSE(PathExists(missing));
+    EXPECT_FALSE(PathExists(""));
+    EXPECT_FALSE(PathExists(std::string(100000, 'x')));
+    for (const std::string& path : {missing, file, std::string(), std::string(100000, 'x')}) {
+        EXPECT_EQ(ListFolder(path), std::nullopt) << path.substr(0, 100);
+    }
+}
+
+}  // namespace
+}  // namespace platform
