@@ -1,0 +1,319 @@
+#include "imaging/shared_memory_base.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <system_error>
+
+#include "module/framework/module_frame.h"
+#include "module/log/log.h"
+#include "params/value_text.h"
+#include "platform/system.h"
+
+namespace cam {
+
+namespace {
+
+// With the terminator; one short of the record's field.
+constexpr std::size_t kNameBuffer = 63;
+static_assert(kNameBuffer < sizeof(SharedRegionHeader::name));
+
+// As every caller without a module id logs.
+constexpr auto kNoModule = static_cast<std::uint32_t>(kNoModuleId);
+
+constexpr std::string_view kBlanks = " \t\r\n\v\f";
+
+std::optional<std::int32_t> TakeNumber(std::string_view& text) {
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    std::int32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{}) {
+        return std::nullopt;
+    }
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    return number;
+}
+
+bool Take(std::string_view& text, char expected) {
+    if (!text.starts_with(expected)) {
+        return false;
+    }
+    text.remove_prefix(1);
+    return true;
+}
+
+// A tenth more than asked for, so that a slightly larger frame later finds room.
+std::uint64_t MappedSize(std::uint32_t size) {
+    return static_cast<std::uint64_t>(size * 1.1 + static_cast<double>(sizeof(SharedRegionHeader)));
+}
+
+void WriteHeader(const SharedMemoryMappingInfo& record) {
+    auto* const header = reinterpret_cast<SharedRegionHeader*>(record.mapping.View());
+    header->reserved0 = 0;
+    header->headerLength = sizeof(SharedRegionHeader);
+    std::memcpy(header->name, record.name, sizeof(header->name));
+}
+
+}  // namespace
+
+std::string RegionName(std::int32_t moduleId, std::int32_t key, std::int32_t processId,
+                       const char* guid, std::int32_t index) {
+    char name[kNameBuffer];
+    std::snprintf(name, sizeof(name), "{%d-%d-%d-%s-%d}", moduleId, key, processId, guid, index);
+    return name;
+}
+
+std::optional<RegionOwner> ParseRegionName(std::string_view name) {
+    if (!Take(name, '{')) {
+        return std::nullopt;
+    }
+    const std::optional<std::int32_t> moduleId = TakeNumber(name);
+    if (!moduleId || !Take(name, '-')) {
+        return std::nullopt;
+    }
+    const std::optional<std::int32_t> key = TakeNumber(name);
+    return key ? std::optional(RegionOwner{*moduleId, *key}) : std::nullopt;
+}
+
+CModuleSharedMemoryBase::CModuleSharedMemoryBase() : m_guid(platform::NewGuidText()) {}
+
+CModuleSharedMemoryBase::~CModuleSharedMemoryBase() {
+    for (auto& [key, records] : m_registry) {
+        for (const auto& record : records) {
+            static_cast<void>(CloseMapping(kNoModule, record.get()));
+        }
+    }
+}
+
+Status CModuleSharedMemoryBase::AllocateSharedMemory(std::uint32_t moduleId, std::uint32_t size,
+                                                     std::uint8_t** outData, const char** outName,
+                                                     std::int32_t key) try {
+    if (size == 0 || outData == nullptr || outName == nullptr) {
+        return kInvalid;
+    }
+    RecordList& records = m_registry[key];
+    RecordList taken = TakeRecord(records, moduleId, key);
+    if (taken.empty()) {
+        return kNoRegion;
+    }
+    SharedMemoryMappingInfo& record = *taken.front();
+    if (record.Room() < size) {
+        // A record that cannot be opened is gone with `taken`.
+        if (const Status status = OpenForSize(moduleId, size, record); status != kOk) {
+            return status;
+        }
+    }
+    reinterpret_cast<SharedRegionHeader*>(record.mapping.View())->dataSize = size;
+    *outData = record.Data();
+    *outName = record.name;
+    records.splice(records.end(), taken);
+    return kOk;
+} catch (...) {
+    CAM_LOG(kLogError, static_cast<int>(moduleId), "CModuleSharedMemoryBase::AllocateSharedMemory",
+            "catch exception");
+    return kNoRegion;
+}
+
+// A list of its own, so that the record moves without being allocated anew.
+CModuleSharedMemoryBase::RecordList CModuleSharedMemoryBase::TakeRecord(RecordList& records,
+                                                                        std::uint32_t moduleId,
+                                                                        std::int32_t key) {
+    constexpr char kFunction[] = "CModuleSharedMemoryBase::AllocateSharedMemory";
+    std::uint32_t globalNumber = 0;
+    if (CQ_M_GetBufferNodeNum(&globalNumber) != kOk) {
+        globalNumber = 0;
+    }
+    const auto limit = std::max(globalNumber, static_cast<std::uint32_t>(m_nodeNumber));
+    RecordList taken;
+    const bool released = !records.empty() && records.front()->size == 0;
+    if (released || records.size() >= limit) {
+        taken.splice(taken.begin(), records, records.begin());
+        return taken;
+    }
+    const std::string name = UnusedName(records, moduleId, key);
+    if (name.empty()) {
+        CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction, "No region name left");
+        return taken;
+    }
+    auto record = std::make_shared<SharedMemoryMappingInfo>();
+    name.copy(record->name, sizeof(record->name) - 1);
+    CAM_LOG(kLogDebug, static_cast<int>(moduleId), kFunction, "Map view of file, name=%s",
+            record->name);
+    taken.push_back(std::move(record));
+    return taken;
+}
+
+// The index in a name is the count of regions. Where a region that could not be opened left a gap,
+// that may be the name of an open one, and two images would share one memory: then the next index
+// is taken. Names that were cut may leave none.
+std::string CModuleSharedMemoryBase::UnusedName(const RecordList& records, std::uint32_t moduleId,
+                                                std::int32_t key) const {
+    const std::size_t count = records.size();
+    for (std::size_t index = count; index <= 2 * count; ++index) {
+        std::string name = RegionName(static_cast<std::int32_t>(moduleId), key,
+                                      static_cast<std::int32_t>(platform::CurrentProcessId()),
+                                      m_guid.c_str(), static_cast<std::int32_t>(index));
+        if (std::none_of(records.begin(), records.end(),
+                         [&name](const auto& record) { return record->name == name; })) {
+            return name;
+        }
+    }
+    return {};
+}
+
+Status CModuleSharedMemoryBase::OpenForSize(std::uint32_t moduleId, std::uint32_t size,
+                                            SharedMemoryMappingInfo& record) {
+    if (record.size != 0) {
+        static_cast<void>(CloseMapping(moduleId, &record));
+    }
+    record.size = size;
+    if (CreateOpenMapping(moduleId, &record) != kOk) {
+        static_cast<void>(CloseMapping(moduleId, &record));
+        return kNoRegion;
+    }
+    WriteHeader(record);
+    return kOk;
+}
+
+Status CModuleSharedMemoryBase::CreateOpenMapping(std::uint32_t moduleId,
+                                                  SharedMemoryMappingInfo* record) {
+    constexpr char kFunction[] = "CModuleSharedMemoryBase::CreateOpenMapping";
+    if (record == nullptr) {
+        return kInvalid;
+    }
+    if (record->size == 0 || record->name[0] == '\0') {
+        CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction,
+                "CreateOpenMapping fail,size=%d, len=%d", static_cast<int>(record->size),
+                static_cast<int>(std::strlen(record->name)));
+        return kInvalid;
+    }
+    // The host takes sizes as signed 32-bit numbers.
+    constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    const std::uint64_t mappedSize = MappedSize(record->size);
+    if (mappedSize > kLargest || record->mapping.Create(record->name, mappedSize) != 0) {
+        // The system's error number is not part of this line; its place is always 0.
+        CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction,
+                "Create file mapping, name=%s, size=%llu, error=%d", record->name,
+                static_cast<unsigned long long>(mappedSize), 0);
+        static_cast<void>(CloseMapping(moduleId, record));
+        return kNoRegion;
+    }
+    record->size = static_cast<std::uint32_t>(mappedSize);
+    if (const int error = record->mapping.Map(); error != 0) {
+        CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction,
+                "Map view of file failed, name=%s, sys error=%d", record->name, error);
+        static_cast<void>(CloseMapping(moduleId, record));
+        return kNoRegion;
+    }
+    return kOk;
+}
+
+Status CModuleSharedMemoryBase::CloseMapping(std::uint32_t moduleId,
+                                             SharedMemoryMappingInfo* record) {
+    constexpr char kFunction[] = "CModuleSharedMemoryBase::CloseMapping";
+    if (record == nullptr || record->size == 0) {
+        return kInvalid;
+    }
+    const int unmapError = record->mapping.Unmap();
+    if (unmapError != 0) {
+        CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction,
+                "Unmap view of file failed, name=%s, sys error=%d", record->name, unmapError);
+    }
+    const int closeError = record->mapping.Close();
+    if (closeError != 0) {
+        CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction,
+                "Close file mapping failed, name=%s, sys error=%d", record->name, closeError);
+    }
+    record->size = 0;
+    return static_cast<Status>(closeError != 0 ? closeError : unmapError);
+}
+
+Status CModuleSharedMemoryBase::ReleaseSharedMemory(std::uint32_t moduleId, const char* name) {
+    if (name == nullptr) {
+        return kInvalid;
+    }
+    const std::optional<RegionOwner> owner = ParseRegionName(name);
+    if (!owner) {
+        CAM_LOG(kLogError, kNoModuleId, "CModuleSharedMemoryBase::ParseSharedName", "%s parse fail",
+                name);
+        return kBadRegionName;
+    }
+    if (owner->moduleId != static_cast<std::int32_t>(moduleId)) {
+        CAM_LOG(kLogError, kNoModuleId, "CModuleSharedMemoryBase::ReleaseSharedMemory",
+                "Module[%d] want release sharedmemory[%s]", static_cast<int>(moduleId), name);
+        return kInvalid;
+    }
+    const auto found = m_registry.find(owner->key);
+    if (found == m_registry.end() || found->second.empty()) {
+        return kOk;
+    }
+    RecordList& records = found->second;
+    const auto hasName = [name](const auto& record) {
+        return std::strcmp(record->name, name) == 0;
+    };
+    // Most often it is the one handed out last.
+    const auto last = std::prev(records.end());
+    const auto record =
+        hasName(*last) ? last : std::find_if(records.begin(), records.end(), hasName);
+    if (record != records.end()) {
+        static_cast<void>(CloseMapping(kNoModule, record->get()));
+        records.splice(records.begin(), records, record);
+    }
+    return kOk;
+}
+
+Status CModuleSharedMemoryBase::SetNodeNum(const char* text, std::uint32_t length) {
+    constexpr char kFunction[] = "CModuleSharedMemoryBase::SetNodeNum";
+    if (text == nullptr) {
+        return kInvalid;
+    }
+    const std::string_view number(text, std::find(text, text + length, '\0') - text);
+    const bool blank = number.find_first_not_of(kBlanks) == number.npos;
+    const std::optional<std::int32_t> value = blank ? 0 : ParseInt(number);
+    if (!value) {
+        CAM_LOG(kLogError, kNoModuleId, kFunction, "Parse node num fail ,data[%.*s]",
+                static_cast<int>(number.size()), number.data());
+        return kInvalid;
+    }
+    if (*value > m_nodeNumber) {
+        m_nodeNumber = *value;
+        CAM_LOG(kLogWarning, kNoModuleId, kFunction, "Set node num [%d]", m_nodeNumber);
+    } else {
+        CAM_LOG(kLogWarning, kNoModuleId, kFunction,
+                "The current num of nodes [%d] exceeds the set num [%d]", m_nodeNumber, *value);
+    }
+    return kOk;
+}
+
+Status CModuleSharedMemoryBase::GetNodeNum(const char** outText, std::uint32_t* outLength) try {
+    if (outText == nullptr) {
+        return kInvalid;
+    }
+    std::uint32_t globalNumber = 0;
+    if (CQ_M_GetBufferNodeNum(&globalNumber) != kOk) {
+        CAM_LOG(kLogError, kNoModuleId, "CModuleSharedMemoryBase::GetNodeNum",
+                "Get global node num fail");
+        globalNumber = 0;
+    }
+    m_nodeNumberText =
+        std::to_string(std::max(globalNumber, static_cast<std::uint32_t>(m_nodeNumber)));
+    *outText = m_nodeNumberText.c_str();
+    if (outLength != nullptr) {
+        *outLength = static_cast<std::uint32_t>(m_nodeNumberText.size());
+    }
+    return kOk;
+} catch (...) {
+    return kInvalid;
+}
+
+bool CModuleSharedMemoryBase::IsOpenRegion(const std::uint8_t* data, const char* name) const {
+    return std::any_of(m_registry.begin(), m_registry.end(), [&](const auto& entry) {
+        return std::any_of(entry.second.begin(), entry.second.end(), [&](const auto& record) {
+            return record->name == name && record->size != 0 && record->Data() == data;
+        });
+    });
+}
+
+}  // namespace cam

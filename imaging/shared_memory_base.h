@@ -1,0 +1,117 @@
+// Named shared-memory regions in which images lie, so that the host maps them instead of copying.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "module/framework/status_codes.h"
+#include "platform/shared_mapping.h"
+
+namespace cam {
+
+// What stands before the image in a region; the host reads it.
+struct SharedRegionHeader {
+    std::uint64_t dataSize;  // asked for by the latest allocation, may be less than the room
+    std::uint8_t reserved0;  // 0
+    std::uint8_t unwritten0[5];
+    std::uint16_t headerLength;  // where the image begins
+    char name[64];
+    std::uint8_t unwritten1[48];
+};
+static_assert(sizeof(SharedRegionHeader) == 128);
+static_assert(offsetof(SharedRegionHeader, headerLength) == 14);
+static_assert(offsetof(SharedRegionHeader, name) == 16);
+
+// One region. Open: mapped, `size` above 0. Closed: `size` 0; the name stays, to be used again.
+struct SharedMemoryMappingInfo {
+    platform::SharedMapping mapping;
+    std::uint32_t size = 0;  // bytes mapped, with the header
+    char name[platform::SharedMapping::kMaxName] = {};
+
+    // Bytes for an image.
+    [[nodiscard]] std::uint32_t Room() const {
+        constexpr std::uint32_t kHeader = sizeof(SharedRegionHeader);
+        return size > kHeader ? size - kHeader : 0;
+    }
+    // Where the image begins, in an open region.
+    [[nodiscard]] std::uint8_t* Data() const {
+        return reinterpret_cast<std::uint8_t*>(mapping.View() + sizeof(SharedRegionHeader));
+    }
+};
+
+// "{module-key-process-guid-index}", cut to 62 characters; the GUID text brings its own braces.
+[[nodiscard]] std::string RegionName(std::int32_t moduleId, std::int32_t key,
+                                     std::int32_t processId, const char* guid, std::int32_t index);
+
+struct RegionOwner {
+    std::int32_t moduleId;
+    std::int32_t key;
+    bool operator==(const RegionOwner&) const = default;
+};
+// The two numbers that a region name begins with; whatever follows them does not matter.
+[[nodiscard]] std::optional<RegionOwner> ParseRegionName(std::string_view name);
+
+// The regions of one module, listed by key. The front of a list is the next to be used again, its
+// back the one handed out last. A list grows up to the node number - the larger of the host's and
+// its own - and from then on its regions are recycled in rotation.
+//
+// Not synchronised: the owner serialises the calls. Nothing is thrown.
+class CModuleSharedMemoryBase {
+  public:
+    CModuleSharedMemoryBase();
+    // Closes every region.
+    virtual ~CModuleSharedMemoryBase();
+    CModuleSharedMemoryBase(const CModuleSharedMemoryBase&) = delete;
+    CModuleSharedMemoryBase& operator=(const CModuleSharedMemoryBase&) = delete;
+
+    // Hands out a region with at least `size` bytes for an image. `outData` receives where the
+    // image begins, valid until the region is released, recycled or this object destroyed;
+    // `outName` the name, which lives as long as the region's record. kInvalid: no size, or a null
+    // pointer; kNoRegion: the region could not be made.
+    [[nodiscard]] virtual Status AllocateSharedMemory(std::uint32_t moduleId, std::uint32_t size,
+                                                      std::uint8_t** outData, const char** outName,
+                                                      std::int32_t key);
+
+    // Closes the region of that name; it is the next to be opened again. An unknown name of this
+    // module is fine. kInvalid: no name, or another module's; kBadRegionName: not a region name.
+    [[nodiscard]] virtual Status ReleaseSharedMemory(std::uint32_t moduleId, const char* name);
+
+    // Raises the node number to the decimal number in `text`, which ends at a NUL or after `length`
+    // characters; it is never lowered. kInvalid: not a number.
+    [[nodiscard]] virtual Status SetNodeNum(const char* text, std::uint32_t length);
+
+    // The node number as decimal text that is valid until the next call.
+    [[nodiscard]] virtual Status GetNodeNum(const char** outText, std::uint32_t* outLength);
+
+  protected:
+    // Whether a region of this very record is open with its image at `data`.
+    [[nodiscard]] bool IsOpenRegion(const std::uint8_t* data, const char* name) const;
+
+  private:
+    using RecordList = std::list<std::shared_ptr<SharedMemoryMappingInfo>>;
+
+    // A list with the one record that is to be handed out; empty when there is none.
+    [[nodiscard]] RecordList TakeRecord(RecordList& records, std::uint32_t moduleId,
+                                        std::int32_t key);
+    [[nodiscard]] std::string UnusedName(const RecordList& records, std::uint32_t moduleId,
+                                         std::int32_t key) const;
+    [[nodiscard]] static Status OpenForSize(std::uint32_t moduleId, std::uint32_t size,
+                                            SharedMemoryMappingInfo& record);
+    [[nodiscard]] static Status CreateOpenMapping(std::uint32_t moduleId,
+                                                  SharedMemoryMappingInfo* record);
+    [[nodiscard]] static Status CloseMapping(std::uint32_t moduleId,
+                                             SharedMemoryMappingInfo* record);
+
+    std::int32_t m_nodeNumber = 1;
+    std::string m_guid;
+    std::string m_nodeNumberText;
+    std::map<std::int32_t, RecordList> m_registry;
+};
+
+}  // namespace cam

@@ -1,0 +1,283 @@
+#include "imaging/buf_manager.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "module/framework/status_codes.h"
+#include "platform/shared_mapping.h"
+#include "tests/imaging/log_capture.h"
+
+namespace cam {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr std::uint32_t kModule = 3;
+constexpr std::uint32_t kTooLarge = 2'000'000'000;
+
+BufferNode Add(CBufManager& manager, std::uint32_t size) {
+    BufferNode node;
+    EXPECT_EQ(manager.AddOneNode(kModule, size, node), kOk);
+    EXPECT_NE(node.data, nullptr);
+    EXPECT_EQ(node.capacity, size);
+    return node;
+}
+
+class BufManager : public testing::Test {
+  protected:
+    // What a record does that must not be taken back.
+    void ExpectRefused(const BufferNode& record) {
+        static_cast<void>(m_log.Take());
+        const std::size_t before = m_manager.GetFreeNodeCount();
+        EXPECT_FALSE(m_manager.OwnsNode(record));
+        EXPECT_EQ(m_manager.FreeBuf(record), kOk);
+        EXPECT_EQ(m_manager.GetFreeNodeCount(), before);
+        EXPECT_THAT(m_log.Take(), SizeIs(1));
+    }
+
+    tests::LogCapture m_log;
+    CBufManager m_manager;
+};
+
+TEST_F(BufManager, NodesRaiseTheNodeNumberAndHaveRegionsOfTheirOwn) {
+    BufferNode a;
+    a.dataLength = 5;
+    ASSERT_EQ(m_manager.AddOneNode(kModule, 1000, a), kOk);
+    EXPECT_EQ(a.dataLength, 0U);
+    const BufferNode b = Add(m_manager, 1000);
+    const std::string setNodeNum = "3 -1 CModuleSharedMemoryBase::SetNodeNum: ";
+    EXPECT_THAT(m_log.Take(),
+                ElementsAre(setNodeNum + "The current num of nodes [1] exceeds the set num [1]",
+                            testing::_, setNodeNum + "Set node num [2]", testing::_));
+    EXPECT_STRNE(a.sharedName, b.sharedName);
+    std::memset(a.data, 0xAA, a.capacity);
+    std::memset(b.data, 0xBB, b.capacity);
+
+    platform::SharedMapping host;
+    ASSERT_EQ(host.Open(a.sharedName), 0);
+    ASSERT_EQ(host.Map(), 0);
+    EXPECT_EQ(std::to_integer<int>(host.View()[128 + 999]), 0xAA);
+}
+
+TEST_F(BufManager, TheNodeReturnedLastIsTakenFirst) {
+    EXPECT_FALSE(m_manager.TakeFreeNode().has_value());
+    std::vector<BufferNode> nodes;
+    for (int i = 0; i < 40; ++i) {
+        nodes.push_back(Add(m_manager, 64));
+        nodes.back().frameNumber = static_cast<std::uint32_t>(i);
+    }
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), 0U);
+    for (const BufferNode& node : nodes) {
+        EXPECT_EQ(m_manager.FreeBuf(node), kOk);
+    }
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), 40U);
+    for (auto node = nodes.rbegin(); node != nodes.rend(); ++node) {
+        const auto taken = m_manager.TakeFreeNode();
+        ASSERT_TRUE(taken.has_value());
+        EXPECT_EQ(std::memcmp(&*taken, &*node, sizeof(BufferNode)), 0);
+    }
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), 0U);
+}
+
+TEST_F(BufManager, ANodeThatCannotBeAddedHasNoMemoryAndStillCounts) {
+    BufferNode node;
+    node.dataLength = 7;
+    EXPECT_EQ(m_manager.AddOneNode(kModule, 0, node), kInvalid);
+    EXPECT_EQ(node.dataLength, 7U);
+    EXPECT_THAT(m_log.Take(), IsEmpty());
+
+    EXPECT_EQ(m_manager.AddOneNode(kModule, kTooLarge, node), kNoBufferNode);
+    EXPECT_EQ(node.data, nullptr);
+    EXPECT_EQ(node.capacity, 0U);
+    EXPECT_EQ(node.dataLength, 0U);
+
+    static_cast<void>(Add(m_manager, 10));
+    EXPECT_THAT(m_log.Take(),
+                Contains("3 -1 CModuleSharedMemoryBase::SetNodeNum: Set node num [2]"));
+}
+
+TEST_F(BufManager, AReallocatedNodeKeepsItsNameAndItsPlaceInTheCount) {
+    BufferNode node = Add(m_manager, 100);
+    const BufferNode before = node;
+    const std::string name = node.sharedName;
+    node.dataLength = 50;
+    node.frameNumber = 8;
+    static_cast<void>(m_log.Take());
+    ASSERT_EQ(m_manager.RellocNode(kModule, 300, node), kOk);
+    EXPECT_EQ(node.sharedName, name);
+    EXPECT_EQ(node.capacity, 300U);
+    EXPECT_EQ(node.dataLength, 0U);
+    EXPECT_EQ(node.frameNumber, 8U);
+    EXPECT_THAT(m_log.Take(),
+                ElementsAre("3 -1 CModuleSharedMemoryBase::SetNodeNum: The current num of nodes "
+                            "[1] exceeds the set num [1]"));
+    ExpectRefused(before);
+    EXPECT_TRUE(m_manager.OwnsNode(node));
+
+    EXPECT_EQ(m_manager.RellocNode(kModule + 1, 300, node), kInvalid);
+    EXPECT_TRUE(m_manager.OwnsNode(node));
+    ASSERT_EQ(m_manager.FreeBuf(node), kOk);
+    EXPECT_TRUE(m_manager.TakeFreeNode().has_value());
+}
+
+TEST_F(BufManager, ForgedAndRepeatedRecordsAreIgnored) {
+    const BufferNode a = Add(m_manager, 100);
+    const BufferNode b = Add(m_manager, 100);
+    const auto forged = [&a](auto change) {
+        BufferNode record = a;
+        change(record);
+        return record;
+    };
+    ExpectRefused({});
+    ExpectRefused(forged([](BufferNode& n) { n.data += 1; }));
+    ExpectRefused(forged([](BufferNode& n) { n.data = reinterpret_cast<std::uint8_t*>(16); }));
+    ExpectRefused(forged([](BufferNode& n) { n.data = nullptr; }));
+    ExpectRefused(forged([](BufferNode& n) { n.capacity += 1; }));
+    ExpectRefused(forged([](BufferNode& n) { n.capacity = 0xFFFFFFFF; }));
+    ExpectRefused(forged([](BufferNode& n) { n.sharedName = nullptr; }));
+    ExpectRefused(forged([&b](BufferNode& n) { n.sharedName = b.sharedName; }));
+    ExpectRefused(forged(
+        [](BufferNode& n) { n.sharedName = reinterpret_cast<const char*>(std::uintptr_t{8}); }));
+
+    EXPECT_TRUE(m_manager.OwnsNode(a));
+    ASSERT_EQ(m_manager.FreeBuf(a), kOk);
+    ExpectRefused(a);
+    ASSERT_EQ(m_manager.FreeBuf(b), kOk);
+    ExpectRefused(a);
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), 2U);
+    EXPECT_EQ(m_manager.TakeFreeNode()->data, b.data);
+    ASSERT_EQ(m_manager.FreeBuf(b), kOk);  // it is out again
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), 2U);
+}
+
+TEST_F(BufManager, ANodeLostToAFailedReallocationCannotComeBack) {
+    BufferNode lost = Add(m_manager, 100);
+    const BufferNode kept = Add(m_manager, 100);
+    const BufferNode before = lost;
+    ASSERT_EQ(m_manager.RellocNode(kModule, kTooLarge, lost), kNoBufferNode);
+    EXPECT_EQ(lost.capacity, 0U);
+    ExpectRefused(before);
+
+    BufferNode emptied = Add(m_manager, 100);
+    EXPECT_STRNE(emptied.sharedName, kept.sharedName);
+    const BufferNode beforeEmptied = emptied;
+    EXPECT_EQ(m_manager.RellocNode(kModule, 0, emptied), kInvalid);
+    ExpectRefused(beforeEmptied);
+    EXPECT_TRUE(m_manager.OwnsNode(kept));
+}
+
+// Regions asked for directly fill the list up, so that the next node gets a node's region.
+TEST_F(BufManager, ANodeWhoseRegionWasRecycledIsNoLongerTaken) {
+    const BufferNode first = Add(m_manager, 100);
+    const BufferNode second = Add(m_manager, 100);
+    ASSERT_EQ(m_manager.FreeBuf(first), kOk);
+    ASSERT_EQ(m_manager.SetNodeNum("4", 2), kOk);
+    for (int i = 0; i < 2; ++i) {
+        std::uint8_t* data = nullptr;
+        const char* name = nullptr;
+        ASSERT_EQ(m_manager.AllocateSharedMemory(kModule, 100, &data, &name, 0), kOk);
+    }
+    const BufferNode recycled = Add(m_manager, 90);
+    ASSERT_EQ(recycled.sharedName, first.sharedName);
+    ASSERT_EQ(recycled.data, first.data);
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), 0U);
+    ExpectRefused(first);
+    EXPECT_TRUE(m_manager.OwnsNode(recycled));
+
+    // The next one takes the second one's region and fails.
+    BufferNode failed;
+    ASSERT_EQ(m_manager.AddOneNode(kModule, kTooLarge, failed), kNoBufferNode);
+    ExpectRefused(second);
+    EXPECT_TRUE(m_manager.OwnsNode(recycled));
+}
+
+TEST_F(BufManager, DestructionLeavesNoRegionBehind) {
+    std::string name;
+    {
+        CBufManager manager;
+        const BufferNode out = Add(manager, 100);
+        ASSERT_EQ(manager.FreeBuf(Add(manager, 100)), kOk);
+        name = out.sharedName;
+    }
+    platform::SharedMapping mapping;
+    EXPECT_NE(mapping.Open(name.c_str()), 0);
+}
+
+// ThreadSanitizer is the judge of the rest.
+TEST_F(BufManager, HostThreadsReturnNodesWhileFramesAreTakenIn) {
+    constexpr int kFrames = 3000;
+    constexpr std::size_t kUnderWay = 8;
+    Xalog_ResetLevel(4);
+    std::mutex lock;
+    std::deque<BufferNode> delivered;  // under lock
+    std::atomic<bool> done{false};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> hosts;
+    for (int i = 0; i < 2; ++i) {
+        hosts.emplace_back([&] {
+            for (bool last = false; !last;) {
+                last = done;
+                std::unique_lock hold(lock);
+                while (!delivered.empty()) {
+                    const BufferNode node = delivered.front();
+                    delivered.pop_front();
+                    hold.unlock();
+                    wrong += node.data[0] != static_cast<std::uint8_t>(node.frameNumber);
+                    static_cast<void>(m_manager.FreeBuf(node));
+                    BufferNode forged = node;
+                    ++forged.capacity;
+                    static_cast<void>(m_manager.FreeBuf(forged));
+                    hold.lock();
+                }
+                hold.unlock();
+                std::this_thread::yield();
+            }
+        });
+    }
+    std::set<const char*> names;
+    for (int frame = 0; frame < kFrames;) {
+        {
+            const std::lock_guard hold(lock);
+            if (delivered.size() >= kUnderWay) {
+                continue;
+            }
+        }
+        const std::uint32_t size = frame % 500 < 250 ? 64 : 200;
+        BufferNode node;
+        if (m_manager.GetFreeNodeCount() == 0) {
+            ASSERT_EQ(m_manager.AddOneNode(kModule, size, node), kOk);
+        } else {
+            node = m_manager.TakeFreeNode().value();
+            if (node.capacity != size) {
+                ASSERT_EQ(m_manager.RellocNode(kModule, size, node), kOk);
+            }
+        }
+        names.insert(node.sharedName);
+        node.frameNumber = static_cast<std::uint32_t>(frame);
+        node.data[0] = static_cast<std::uint8_t>(frame++);
+        const std::lock_guard hold(lock);
+        delivered.push_back(node);
+    }
+    done = true;
+    for (std::thread& host : hosts) {
+        host.join();
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), names.size());
+    EXPECT_LE(names.size(), kUnderWay + 3);
+}
+
+}  // namespace
+}  // namespace cam
