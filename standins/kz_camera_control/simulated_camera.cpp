@@ -11,6 +11,8 @@ namespace {
 
 constexpr const char* kFrameStart = "FrameStart";
 constexpr std::uint32_t kUserSetCount = 4;
+// A host that runs for weeks never reads it.
+constexpr std::size_t kLongestJournal = 4U << 20;
 
 template <typename Answer>
 Code CopyAnswer(const Answer& answer, KZMatchInfo& info) {
@@ -158,7 +160,7 @@ Code SimulatedCamera::Enter(const Call& call) {
     Code answer = KZ_CC_OK;
     {
         const std::lock_guard lock(m_mutex);
-        if (!call.journalLine.empty()) {
+        if (!call.journalLine.empty() && m_journal.size() < kLongestJournal) {
             m_journal.append(call.journalLine).push_back('\n');
         }
         delay = m_faults.Delay(call.function);

@@ -88,8 +88,8 @@ std::uint64_t KZSim_FramesDelivered(const char* serial);
 
 // The calls on a camera since the journal was cleared, one a line, oldest first:
 //   "KZ_CC_SetEnumValue TriggerMode 1"   "KZ_CC_OpenDevice 3"   "KZ_CC_StopGrabbing"
-// Reads, conversions and decodings are left out. Copies at most size-1 characters and returns the
-// full length.
+// Reads, conversions and decodings are left out, and all after the first 4 MiB. Copies at most
+// size-1 characters and returns the full length.
 std::uint32_t KZSim_Journal(const char* serial, char* text, std::uint32_t size);
 void KZSim_ClearJournal(const char* serial);
 
