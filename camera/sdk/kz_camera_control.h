@@ -320,6 +320,7 @@ std::uint32_t KZ_CC_OpenDevice(KZHandle handle, std::uint32_t accessMode,
 std::uint32_t KZ_CC_CloseDevice(KZHandle handle);
 
 std::uint32_t KZ_CC_StartGrabbing(KZHandle handle);
+// Harmless on an open camera that does not grab.
 std::uint32_t KZ_CC_StopGrabbing(KZHandle handle);
 // A null callback unregisters. Registering waits for nothing: a frame callback in progress goes on.
 std::uint32_t KZ_CC_RegisterImageCallBackEx(KZHandle handle, KZImageCallback callback, void* user);

@@ -52,8 +52,11 @@ Code CameraHandle::StartGrabbing(const Call& call) {
 
 Code CameraHandle::StopGrabbing(const Call& call) {
     return SerialisedStop(call, [&]() -> Code {
-        if (!m_device || !m_grabbing) {
+        if (!m_device) {
             return KZ_CC_E_CALL_ORDER;
+        }
+        if (!m_grabbing) {
+            return KZ_CC_OK;
         }
         m_grabbing = false;
         return m_device->Stop();
