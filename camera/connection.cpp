@@ -299,8 +299,9 @@ void CCameraModule::ReplaySavedParams() {
             const FixedText<kFrameworkNameSize> name(FieldText(entry.name));
             if (name.view() == "UseGenTL") {
                 m_bGenTL.Set(!EqualsIgnoringCase(FieldText(entry.value), SwitchText(false)));
-            } else if (!EqualsIgnoringCase(name.view(), "CameraName")) {
-                // A replay configures the camera that was opened; it never chooses another.
+            } else if (!name.empty() && !EqualsIgnoringCase(name.view(), "CameraName")) {
+                // A replay configures the camera that was opened; it never chooses another. What
+                // has no name any more is left out for the same reason.
                 static_cast<void>(SetParam(name.c_str(), entry.value, kValueSize));
             }
         }

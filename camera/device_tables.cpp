@@ -23,8 +23,9 @@ bool KnownTransport(const CameraDeviceInfo& record) {
 }
 
 bool HasSerial(const CameraDeviceInfo& record, std::string_view serial) {
-    return FieldText(record.gige.serialNumber) == serial ||
-           FieldText(record.usb3.serialNumber) == serial;
+    // The other transport's field is often empty: no serial number names no camera.
+    return !serial.empty() && (FieldText(record.gige.serialNumber) == serial ||
+                               FieldText(record.usb3.serialNumber) == serial);
 }
 
 }  // namespace cam

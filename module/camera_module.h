@@ -162,6 +162,8 @@ class CCameraModule final : public CAbstractUserModule {
 
     // Saved data
     void KeepLoadedParams(const ModuleParamList& params);
+    [[nodiscard]] std::int32_t RelationIndex(const ModuleParamList& kept, std::string_view id) const
+        REQUIRES(m_receivers.m_lock);
     void TakeSavedDevice(const SAVE_MODULE_DATA_PARAM& record);
     void WaitForSavedCamera();
     [[nodiscard]] std::optional<CameraDeviceInfo> FindDevice(std::string_view key);

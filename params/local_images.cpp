@@ -63,6 +63,7 @@ void LocalImages::Forget() {
     m_brokenInARow = 0;
     ++m_scan;
     m_room.Set();
+    m_decoded.Set();  // whoever waits for a picture looks whether any is left to come
 }
 
 void LocalImages::Clear() {

@@ -29,6 +29,11 @@ void PutText(char (&field)[Size], std::string_view text) {
     std::memcpy(field, bounded.c_str(), Size);
 }
 
+void PutEntry(ModuleParamEntry& entry, std::string_view name, std::string_view value) {
+    PutText(entry.name, name);
+    PutText(entry.value, value);
+}
+
 std::unique_ptr<ModuleParamList> CopyOf(const ModuleParamList& params) {
     return std::unique_ptr<ModuleParamList>(new (std::nothrow) ModuleParamList(params));
 }
@@ -46,15 +51,15 @@ std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try 
     const SavedData::Params kept = m_savedData.GetParams();
     // A module whose camera is away saves what it last had, not the framework's present values.
     const bool restore = kept != nullptr && !m_camera.IsOpen() && !m_closedByUser.Get();
+    std::unique_ptr<ModuleParamList> copy;
     if (restore) {
         record->params = *kept;
     } else {
         CAbstractUserModule::SaveModuleData(record);
-        std::unique_ptr<ModuleParamList> copy = CopyOf(record->params);
+        copy = CopyOf(record->params);
         if (copy == nullptr) {
             return kNoResources;
         }
-        m_savedData.SetParams(std::move(copy));
     }
 
     std::optional<CameraDeviceInfo> device;
@@ -63,17 +68,24 @@ std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try 
     }
 
     const platform::LockGuard hold(m_receivers.m_lock);
+    if (copy != nullptr) {
+        m_savedRelationIndex = -1;
+    }
     for (const std::string& id : m_receivers.Ids()) {
-        const auto index =
-            static_cast<std::uint32_t>(restore ? m_savedRelationIndex : record->params.nNum);
-        if (index >= kFrameworkMaxEntries) {
+        const std::int32_t index =
+            restore ? RelationIndex(record->params, id) : record->params.nNum;
+        if (static_cast<std::uint32_t>(index) >= kFrameworkMaxEntries) {
             continue;
         }
-        PutText(record->params.entries[index].name, kRelation);
-        PutText(record->params.entries[index].value, id);
-        if (!restore) {
-            ++record->params.nNum;
+        PutEntry(record->params.entries[index], kRelation, id);
+        if (copy != nullptr) {
+            PutEntry(copy->entries[index], "", id);
+            copy->nNum = ++record->params.nNum;
+            m_savedRelationIndex = index;
         }
+    }
+    if (copy != nullptr) {
+        m_savedData.SetParams(std::move(copy));
     }
     record->hasModuleData = 1;
     record->binaryCount = 0;
@@ -89,6 +101,17 @@ std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try 
     return kOk;
 } catch (...) {
     return kNoResources;
+}
+
+// Where a relation goes in the kept list: back to the nameless entry it had there, or, registered
+// since, to the last relation's.
+std::int32_t CCameraModule::RelationIndex(const ModuleParamList& kept, std::string_view id) const {
+    const auto entries = EntriesOf(kept);
+    const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& candidate) {
+        return FieldText(candidate.name).empty() && FieldText(candidate.value) == id;
+    });
+    return entry != entries.end() ? static_cast<std::int32_t>(entry - entries.begin())
+                                  : m_savedRelationIndex;
 }
 
 std::optional<CameraDeviceInfo> CCameraModule::FindDevice(std::string_view key) {
@@ -124,6 +147,7 @@ void CCameraModule::KeepLoadedParams(const ModuleParamList& params) {
     std::unique_ptr<ModuleParamList> copy = CopyOf(params);
     if (copy != nullptr) {
         const platform::LockGuard hold(m_receivers.m_lock);
+        m_savedRelationIndex = -1;
         std::int32_t index = 0;
         for (ModuleParamEntry& entry : EntriesOf(*copy)) {
             const std::string_view name = FieldText(entry.name);
