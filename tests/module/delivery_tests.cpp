@@ -1,0 +1,730 @@
+// Frames on their way from the camera to the host: what arrives, what is dropped, who gets it.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "camera/sdk/kz_camera_control.h"
+#include "camera/sdk/pixel_format.h"
+#include "module/log/xalog.h"
+#include "platform/shared_mapping.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
+#include "standins/module_frame/module_frame_host.h"
+#include "tests/support/module_host.h"
+
+namespace tests {
+namespace {
+
+using cam::BufferNode;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
+using ::testing::Not;
+
+constexpr std::int32_t kTraceLevel = 1;
+constexpr std::int32_t kErrorLevel = 4;
+
+constexpr char kIntake[] = "CCameraModule::DoImageCallBack";
+constexpr char kGetImage[] = "CCameraModule::GetImage";
+
+constexpr std::uint32_t kWidth = 64;
+constexpr std::uint32_t kHeight = 48;
+constexpr std::uint32_t kSize = kWidth * kHeight;
+
+FrameOutInfo Mono8Info(std::uint32_t frameNumber, std::uint16_t width = kWidth,
+                       std::uint16_t height = kHeight) {
+    FrameOutInfo info{};
+    info.width = width;
+    info.height = height;
+    info.pixelType = pixel_format::kMono8;
+    info.frameNumber = frameNumber;
+    info.frameLength = std::uint32_t{width} * height;
+    info.tagValue = frameNumber + 1000;
+    return info;
+}
+
+// A Mono8 frame with its number in every byte, modulo 256.
+bool Deliver(std::uint32_t frameNumber, std::uint16_t width = kWidth,
+             std::uint16_t height = kHeight) {
+    const FrameOutInfo info = Mono8Info(frameNumber, width, height);
+    const std::vector<std::uint8_t> pixels(info.frameLength,
+                                           static_cast<std::uint8_t>(frameNumber));
+    return KZSim_DeliverFrame("A", pixels.data(), &info);
+}
+
+bool Holds(const BufferNode& node, std::uint32_t frameNumber) {
+    return node.frameNumber == frameNumber &&
+           std::all_of(node.data, node.data + node.dataLength, [&](std::uint8_t byte) {
+               return byte == static_cast<std::uint8_t>(frameNumber);
+           });
+}
+
+class Delivery : public ::testing::Test {
+  protected:
+    Delivery() { Xalog_ResetLevel(kTraceLevel); }
+
+    // Frames come on request or by Deliver.
+    void OpenA(ModuleHost& host) {
+        host.OpenForRequests("A");
+        host.ClearLog();
+        host.ClearReports();
+        KZSim_ClearJournal("A");
+    }
+};
+
+constexpr char kMono8Camera[] = "gige serial=A width=64 height=48 rate=200";
+
+std::string CameraWithFormat(const std::string& format) {
+    return "gige serial=A width=64 height=48 format=" + format;
+}
+
+TEST_F(Delivery, EveryFormatArrivesAsOneOfTwo) {
+    struct Case {
+        const char* format;
+        std::uint32_t arrivesAs;
+        bool numbered;  // the pixels still tell the frame's number
+    };
+    constexpr std::uint32_t kMono8 = pixel_format::kMono8;
+    constexpr std::uint32_t kRGB8 = pixel_format::kRGB8;
+    const Case cases[] = {{"Mono8", kMono8, true},
+                          {"Mono10", kMono8, true},
+                          {"Mono12", kMono8, true},
+                          {"Mono16", kMono8, true},
+                          {"Mono10Packed", kMono8, false},
+                          {"Mono12Packed", kMono8, false},
+                          {"Mono14", kRGB8, true},
+                          {"BayerRG8", kRGB8, false},
+                          {"BayerGB12", kRGB8, false},
+                          {"RGB8", kRGB8, true},
+                          {"BGR8", kRGB8, true},
+                          {"YUV422_8", kRGB8, false},
+                          {"YUV422_8_UYVY", kRGB8, false},
+                          {"SdkColour24", kRGB8, true},
+                          {"Mono8:compressed", kMono8, true},
+                          {"Mono12:compressed", kMono8, true},
+                          {"BayerRG8:compressed", kRGB8, false}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.format);
+        ModuleHost host(CameraWithFormat(each.format));
+        OpenA(host);
+        for (std::uint32_t number = 1; number <= 3; ++number) {
+            const auto image = host.Image();
+            ASSERT_TRUE(image.has_value());
+            EXPECT_EQ(image->width, kWidth);
+            EXPECT_EQ(image->height, kHeight);
+            EXPECT_EQ(image->pixelType, each.arrivesAs);
+            EXPECT_EQ(image->dataLength, each.arrivesAs == kRGB8 ? 3 * kSize : kSize);
+            EXPECT_EQ(image->capacity, image->dataLength);
+            EXPECT_EQ(image->frameNumber, number);
+            EXPECT_EQ(image->handedOver, 0U);
+            if (each.numbered) {
+                EXPECT_EQ(KZSim_FrameNumberIn(image->data, each.arrivesAs), number);
+            }
+            EXPECT_EQ(host.Free(*image), cam::kOk);
+        }
+    }
+}
+
+TEST_F(Delivery, TwentyFourBitCompressedFrameHasNoRoomToBeDecoded) {
+    ModuleHost host(CameraWithFormat("RGB8:compressed"));
+    OpenA(host);
+    host.Set("TriggerSoftware", "");
+    EXPECT_TRUE(host.WaitForLog("iamge decode error, frame number:1,80000004"));
+}
+
+TEST_F(Delivery, FrameLiesInSharedMemoryBehindItsHeader) {
+    ModuleHost host(kMono8Camera, 3);
+    OpenA(host);
+    ASSERT_TRUE(Deliver(77));
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+    EXPECT_TRUE(Holds(*image, 77));
+    EXPECT_EQ(image->tagValue, 1077U);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(image->data) % 64, 0U);
+
+    platform::SharedMapping region;
+    ASSERT_EQ(region.Open(image->sharedName), 0);
+    ASSERT_EQ(region.Map(), 0);
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(region.View());
+    std::uint64_t dataSize = 0;
+    std::uint16_t headerLength = 0;
+    std::memcpy(&dataSize, bytes, sizeof dataSize);
+    std::memcpy(&headerLength, bytes + 14, sizeof headerLength);
+    EXPECT_EQ(dataSize, kSize);
+    EXPECT_EQ(headerLength, 128U);
+    EXPECT_STREQ(reinterpret_cast<const char*>(bytes + 16), image->sharedName);
+    EXPECT_EQ(std::string(image->sharedName).rfind("{3-0-", 0), 0U);
+    EXPECT_EQ(std::memcmp(bytes + headerLength, image->data, kSize), 0);
+}
+
+TEST_F(Delivery, ArrivalIsReportedAndTold) {
+    ModuleHost host(kMono8Camera, 7);
+    OpenA(host);
+    ASSERT_TRUE(Deliver(0));
+    EXPECT_THAT(host.Reports(), ElementsAre(Report{kReportFrameArrived, "7-1-0-A"}));
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+    EXPECT_THAT(MessagesOf(host.Log(), kIntake),
+                ElementsAre("CameraModuleDebug:DoImageCallBack Start",
+                            "Received image from camera: A, frame number: 0",
+                            "AddOneNode " + std::string(image->sharedName),
+                            "push frame to list success.frame number : 0",
+                            "CameraModule:Image callback end.frame number : 0"));
+    EXPECT_THAT(MessagesOf(host.Log(), kGetImage), ElementsAre("get picture from list success"));
+    host.Free(*image);
+
+    host.ClearLog();
+    ModuleFrame_FailCalls("CQ_M_ReportData", 0xABC, 1);
+    ASSERT_TRUE(Deliver(1));
+    EXPECT_THAT(MessagesOf(host.Log(), kIntake),
+                ElementsAre("CameraModuleDebug:DoImageCallBack Start",
+                            "Received image from camera: A, frame number: 1",
+                            "CQ_M_ReportData return [abc]",
+                            "GetFreeNodeCount " + std::string(image->sharedName),
+                            "push frame to list success.frame number : 1",
+                            "CameraModule:Image callback end.frame number : 1"));
+}
+
+TEST_F(Delivery, FullQueueDropsTheNewestAndGivesTheOldestFirst) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    host.Set("ImageCacheNum", "3");
+    for (std::uint32_t number = 101; number <= 105; ++number) {
+        ASSERT_TRUE(Deliver(number));
+    }
+    EXPECT_THAT(MessagesOf(host.Log(), kIntake),
+                IsSupersetOf({"Image buffer queue count > 3, throw current image, frame number:104",
+                              "Image buffer queue count > 3, throw current image, frame "
+                              "number:105"}));
+    EXPECT_EQ(host.Reports().size(), 5U);  // what is thrown away has arrived
+    for (std::uint32_t number = 101; number <= 103; ++number) {
+        const auto image = host.Image();
+        ASSERT_TRUE(image.has_value());
+        EXPECT_TRUE(Holds(*image, number));
+        host.Free(*image);
+    }
+    EXPECT_THAT(Journal("A"), Not(Contains("KZ_CC_SetCommandValue TriggerSoftware")));
+    for (const char* limit : {"0", "-1"}) {
+        host.Set("ImageCacheNum", limit);
+        host.ClearLog();
+        ASSERT_TRUE(Deliver(106));
+        EXPECT_EQ(host.LogCount("throw current image, frame number:106"), 1U);
+    }
+}
+
+TEST_F(Delivery, FramesThatLieAreRefusedAndTheNextOneArrives) {
+    struct Case {
+        const char* what;
+        std::uint16_t width, height;
+        std::uint32_t pixelType, length;
+        const char* line;  // "": none
+    };
+    using namespace pixel_format;
+    const Case cases[] = {
+        {"no width", 0, kHeight, kMono8, kSize, ""},
+        {"no height", kWidth, 0, kMono8, kSize, ""},
+        {"short", kWidth, kHeight, kMono8, kSize - 1, "Recv size [3071],need output size [3072]"},
+        {"long", kWidth, kHeight, kMono8, kSize + 1, "Recv size [3073],need output size [3072]"},
+        {"empty", kWidth, kHeight, kMono8, 0, "Recv size [0],need output size [3072]"},
+        {"huge grey", 65535, 65535, kMono8, kSize, "node error, frame number:9"},
+        {"huge colour", 65535, 65535, kRGB8, kSize, "node error, frame number:9"},
+        {"just beyond a region", 65535, 32767, kMono8, kSize, "node error, frame number:9"},
+        {"huge compressed", 65535, 65535, kMono16 | kCompressedBit, kSize,
+         "node error, frame number:9"},
+        {"short to convert", kWidth, kHeight, kMono12, kSize, "KZS SDK Convert Failed, Ret:"},
+        {"unknown format", kWidth, kHeight, 0x01234567, kSize, "KZS SDK Convert Failed, Ret:"},
+        {"corrupt", kWidth, kHeight, kMono8 | kCompressedBit, kSize,
+         "iamge decode error, frame number:9,"},
+    };
+    const std::vector<std::uint8_t> pixels(4 * kSize, 5);
+    for (const bool warm : {false, true}) {
+        ModuleHost host(kMono8Camera);
+        OpenA(host);
+        for (const Case& each : cases) {
+            SCOPED_TRACE(std::string(each.what) + (warm ? ", nodes free" : ", no node"));
+            FrameOutInfo info = Mono8Info(9, each.width, each.height);
+            info.pixelType = each.pixelType;
+            info.frameLength = each.length;
+            host.ClearLog();
+            ASSERT_TRUE(KZSim_DeliverFrame("A", pixels.data(), &info));
+            const auto messages = MessagesOf(host.Log(), kIntake);
+            if (each.line[0] == '\0') {
+                EXPECT_THAT(messages, IsEmpty());
+            } else {
+                EXPECT_THAT(messages, Contains(::testing::HasSubstr(each.line)));
+            }
+            EXPECT_EQ(host.LogCount("push frame"), 0U);
+            ASSERT_TRUE(Deliver(10));
+            const auto image = host.Image();
+            ASSERT_TRUE(image.has_value());
+            EXPECT_TRUE(Holds(*image, 10));
+            if (warm) {
+                host.Free(*image);
+            }
+        }
+    }
+}
+
+TEST_F(Delivery, FramesWithoutDataOrInformationAreHarmless) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    const std::vector<std::uint8_t> pixels(kSize, 5);
+    ASSERT_TRUE(KZSim_DeliverFrame("A", pixels.data(), nullptr));
+    EXPECT_THAT(MessagesOf(host.Log(), kIntake), IsEmpty());
+    EXPECT_THAT(host.Reports(), IsEmpty());
+    for (const std::uint32_t format : {pixel_format::kMono8, pixel_format::kMono12,
+                                       pixel_format::kMono8 | pixel_format::kCompressedBit}) {
+        FrameOutInfo info = Mono8Info(9);
+        info.pixelType = format;
+        ASSERT_TRUE(KZSim_DeliverFrame("A", nullptr, &info));
+    }
+    EXPECT_EQ(host.LogCount("push frame"), 0U);
+    EXPECT_TRUE(host.Image().has_value());
+}
+
+TEST_F(Delivery, CompressedFrameIsDecodedAndItsNodeUsedAgain) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    const std::vector<std::uint8_t> pixels(kSize, 33);
+    std::vector<std::uint8_t> compressed(2 * kSize);
+    FrameOutInfo info = Mono8Info(33);
+    info.pixelType |= pixel_format::kCompressedBit;
+    info.frameLength =
+        KZSim_Compress(pixel_format::kMono8, pixels.data(), kSize, compressed.data(), 2 * kSize);
+    std::set<std::string> regions;
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_TRUE(KZSim_DeliverFrame("A", compressed.data(), &info));
+        const auto image = host.Image();
+        ASSERT_TRUE(image.has_value());
+        EXPECT_TRUE(Holds(*image, 33));
+        regions.insert(image->sharedName);
+        host.Free(*image);
+    }
+    EXPECT_LE(regions.size(), 2U);  // one for the decoded frame, one for the result
+    EXPECT_EQ(host.LogCount("this frame is encode .frame number : 33"), 10U);
+    EXPECT_EQ(host.LogCount("this frame decode success .frame number : 33"), 10U);
+    EXPECT_EQ(host.LogCount("AddOneNode"), 1U);
+}
+
+TEST_F(Delivery, DebugModeReportsFramesAndKeepsNone) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    host.Set("DebugMode", "True");
+    ASSERT_TRUE(Deliver(1));
+    EXPECT_EQ(host.Reports().size(), 1U);
+    EXPECT_EQ(host.LogCount("push frame"), 0U);
+    EXPECT_FALSE(host.Image().has_value());  // pictures come from a folder now, and there is none
+    EXPECT_THAT(Journal("A"), IsEmpty());
+    host.Set("DebugMode", "False");
+    ASSERT_TRUE(Deliver(2));
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(image->frameNumber, 2U);
+}
+
+TEST_F(Delivery, WithoutReceiverFramesAreNeitherReportedNorKept) {
+    ModuleHost host(kMono8Camera);
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Set("CameraName", "A");
+    host.Set("AddRelateProc", "4");  // registered, but not yet looked up
+    host.ClearReports();
+    ASSERT_TRUE(Deliver(6));
+    EXPECT_EQ(host.LogCount("Received image from camera: A, frame number: 6,relate proc is empty"),
+              1U);
+    EXPECT_THAT(host.Reports(), IsEmpty());
+    EXPECT_EQ(host.LogCount("push frame"), 0U);
+}
+
+TEST_F(Delivery, NewResolutionAllocatesOnceAndIsThenReused) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    const auto passThrough = [&](std::uint32_t number, std::uint16_t width, std::uint16_t height) {
+        ASSERT_TRUE(Deliver(number, width, height));
+        const auto image = host.Image();
+        ASSERT_TRUE(image.has_value());
+        EXPECT_TRUE(Holds(*image, number));
+        EXPECT_EQ(image->dataLength, std::uint32_t{width} * height);
+        host.Free(*image);
+    };
+    const auto resizes = [&] {
+        EXPECT_EQ(host.LogCount("this frame size change"), host.LogCount("RellocNodeMainBuf"));
+        return host.LogCount("this frame size change");
+    };
+    for (std::uint32_t number = 1; number <= 3; ++number) {
+        passThrough(number, kWidth, kHeight);
+    }
+    EXPECT_EQ(resizes(), 0U);
+    for (std::uint32_t number = 4; number <= 6; ++number) {
+        passThrough(number, 2 * kWidth, 2 * kHeight);
+    }
+    EXPECT_EQ(resizes(), 1U);
+    for (std::uint32_t number = 7; number <= 9; ++number) {
+        passThrough(number, 16, 16);
+    }
+    EXPECT_EQ(resizes(), 2U);
+    EXPECT_EQ(host.LogCount("AddOneNode"), 1U);
+}
+
+TEST_F(Delivery, LastReturnedNodeIsTheFirstUsedAgain) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    std::array<BufferNode, 3> held;
+    for (std::uint32_t i = 0; i < held.size(); ++i) {
+        ASSERT_TRUE(Deliver(i + 1));
+        held[i] = host.Image().value_or(BufferNode{});
+        ASSERT_NE(held[i].data, nullptr);
+    }
+    const std::array<std::size_t, 3> returned = {0, 2, 1};
+    for (const std::size_t i : returned) {
+        host.Free(held[i]);
+    }
+    for (auto i = returned.rbegin(); i != returned.rend(); ++i) {
+        ASSERT_TRUE(Deliver(9));
+        const auto image = host.Image();
+        ASSERT_TRUE(image.has_value());
+        EXPECT_EQ(image->data, held[*i].data);
+    }
+}
+
+// The camera runs free while a host takes, holds and returns at random.
+TEST_F(Delivery, NodeIsNeverInTwoHandsAndNeverLost) {
+    Xalog_ResetLevel(kErrorLevel);
+    constexpr std::size_t kFrames = 2000;
+    constexpr std::size_t kMostHeld = 6;
+    constexpr std::size_t kMostQueued = 4;
+    ModuleHost host("gige serial=A width=64 height=48 rate=1000");
+    OpenA(host);
+    host.Set("ImageCacheNum", std::to_string(kMostQueued));
+    host.Set("TriggerOff", "");
+    std::minstd_rand random(1);
+    std::vector<BufferNode> held;
+    std::set<const std::uint8_t*> pointers;
+    std::set<std::string> regions;
+    std::uint32_t last = 0;
+    for (std::size_t i = 0; i < kFrames; ++i) {
+        const auto image = host.Image();
+        ASSERT_TRUE(image.has_value());
+        ASSERT_GT(image->frameNumber, last);
+        last = image->frameNumber;
+        ASSERT_TRUE(pointers.insert(image->data).second);
+        regions.insert(image->sharedName);
+        held.push_back(*image);
+        while (held.size() > kMostHeld || (!held.empty() && random() % 2 == 0)) {
+            const std::size_t place = random() % held.size();
+            ASSERT_EQ(KZSim_FrameNumberIn(held[place].data, held[place].pixelType),
+                      held[place].frameNumber);
+            pointers.erase(held[place].data);
+            host.Free(held[place]);
+            held.erase(held.begin() + static_cast<std::ptrdiff_t>(place));
+        }
+    }
+    // Held, queued, one in the callback and one just taken.
+    EXPECT_LE(regions.size(), kMostHeld + kMostQueued + 2);
+    EXPECT_LE(OpenRegions().size(), kMostHeld + kMostQueued + 2);
+}
+
+TEST_F(Delivery, NodesReturnedTwiceOrMadeUpAreNeverWrittenTo) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    ASSERT_TRUE(Deliver(1));
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(host.Free(*image), cam::kOk);
+    EXPECT_EQ(host.Free(*image), cam::kOk);
+
+    std::vector<std::uint8_t> foreign(kSize, 0xEE);
+    BufferNode forged = *image;
+    forged.data = foreign.data();
+    host.Free(forged);
+    forged = *image;
+    forged.capacity = 1 << 30;
+    host.Free(forged);
+    forged.data = foreign.data();
+    forged.capacity = kSize;
+    forged.sharedName = reinterpret_cast<const char*>(std::uintptr_t{0x10});
+    host.Free(forged);
+    EXPECT_EQ(host.Module()->SetParam("FreeBuf", reinterpret_cast<const char*>(&forged),
+                                      sizeof forged - 1),
+              cam::kInvalid);
+
+    std::set<const std::uint8_t*> pointers;
+    for (std::uint32_t number = 2; number <= 5; ++number) {
+        ASSERT_TRUE(Deliver(number));
+        const auto next = host.Image();
+        ASSERT_TRUE(next.has_value());
+        EXPECT_TRUE(Holds(*next, number));
+        EXPECT_TRUE(pointers.insert(next->data).second);
+    }
+    EXPECT_THAT(foreign, ::testing::Each(0xEE));
+}
+
+TEST_F(Delivery, NoTriggeredFrameIsSleptThrough) {
+    Xalog_ResetLevel(kErrorLevel);
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    for (int i = 0; i < 500; ++i) {
+        const auto image = host.Image();
+        ASSERT_TRUE(image.has_value());
+        host.Free(*image);
+    }
+    // A frame that is there already, or arrives just now, does not count for the one asked for.
+    for (int i = 0; i < 500; ++i) {
+        host.Set("TriggerSoftware", "");
+        for (int taken = 0; taken < 3; ++taken) {
+            const auto image = host.Image();
+            ASSERT_TRUE(image.has_value());
+            host.Free(*image);
+        }
+    }
+    EXPECT_EQ(host.LogCount("no image"), 0U);
+}
+
+TEST_F(Delivery, TriggerWithoutFrameEndsAfterTheWaitTime) {
+    ModuleHost host(CameraWithFormat("Mono12"));
+    OpenA(host);
+    host.Set("SoftTriggerWaitTime", "1");
+    KZSim_SetFaults("A", "convert=0x80000005");
+    EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
+    EXPECT_THAT(
+        MessagesOf(host.Log(), kGetImage),
+        ElementsAre("have no pictures need soft trigger", "soft trigger cmd send success",
+                    "(A)TriggerSoftware no image: timeout 1000 ms", "error nRet = 0XE0000409"));
+    EXPECT_THAT(MessagesOf(host.Log(), "CCameraModule::ConvertPixelFormat"),
+                ElementsAre("ConvertPixelFormatToRGB occurs error:-2147483643."));
+    EXPECT_THAT(MessagesOf(host.Log(), kIntake),
+                Contains("KZS SDK Convert Failed, Ret:-2147483643"));
+    EXPECT_THAT(MessagesOf(host.Log(), "CCameraModule::SoftTrigger"),
+                ElementsAre("Soft trigger camera: A, return 0x0"));
+    KZSim_SetFaults("A", "");
+    EXPECT_TRUE(host.Image().has_value());
+}
+
+TEST_F(Delivery, FailedTriggerAndMissingCameraAreToldAlike) {
+    ModuleHost host(kMono8Camera);
+    EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
+    EXPECT_THAT(MessagesOf(host.Log(), kGetImage), ElementsAre("error nRet = 0XE0000409"));
+    OpenA(host);
+    KZSim_SetFaults("A", "fail=KZ_CC_SetCommandValue:0x80000103");
+    EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
+    EXPECT_THAT(MessagesOf(host.Log(), kGetImage),
+                ElementsAre("have no pictures need soft trigger",
+                            "(A)TriggerSoftware failed: 80000103", "error nRet = 0XE0000409"));
+    EXPECT_EQ(host.Set("SynTriggerSoftware", ""), cam::kInvalid);
+}
+
+TEST_F(Delivery, BufferTooSmallForARecordTakesNoFrame) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    ASSERT_TRUE(Deliver(1));
+    EXPECT_EQ(host.GetStatus("CameraImage", sizeof(BufferNode) - 1), cam::kInvalid);
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(image->frameNumber, 1U);
+}
+
+TEST_F(Delivery, SynchronousTriggerReturnsWithTheFrame) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    EXPECT_EQ(host.Set("SynTriggerSoftware", ""), cam::kOk);
+    EXPECT_EQ(host.LogCount("push frame"), 1U);
+}
+
+TEST_F(Delivery, StructuralFeatureStopsTheCameraAndOthersDoNot) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    EXPECT_EQ(host.Set("ExposureTime", "4000"), cam::kOk);
+    EXPECT_THAT(Journal("A"), ElementsAre("KZ_CC_SetFloatValue ExposureTime 4000"));
+    KZSim_ClearJournal("A");
+    EXPECT_EQ(host.Set("Width", "32"), cam::kOk);
+    // The read waits for the grab keeper to start the camera again.
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(image->width, 32U);
+    EXPECT_THAT(Journal("A"),
+                ElementsAre("KZ_CC_StopGrabbing", "KZ_CC_SetIntValue Width 32",
+                            "KZ_CC_StartGrabbing", "KZ_CC_SetCommandValue TriggerSoftware"));
+}
+
+TEST_F(Delivery, NoFrameComesAfterDeInit) {
+    ModuleHost host(kMono8Camera);
+    OpenA(host);
+    host.Set("TriggerOff", "");
+    ASSERT_TRUE(Eventually([&] { return host.Reports().size() > 3; }));
+    host.Module()->DeInit();
+    host.ClearReports();
+    host.ClearLog();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_THAT(host.Reports(), IsEmpty());
+    EXPECT_THAT(MessagesOf(host.Log(), kIntake), IsEmpty());
+    EXPECT_FALSE(Deliver(1));
+}
+
+// Frames are offered to procedures; the camera is still, frames come by Deliver.
+class RunByCamera : public Delivery {
+  protected:
+    void OpenWithProcedures(const std::vector<std::int32_t>& procedures) {
+        for (const std::int32_t procedure : procedures) {
+            host.Relate(procedure);
+        }
+        host.Set("CameraName", "A");
+        host.ClearLog();
+    }
+    // What the module tells of frames handed over, oldest first.
+    [[nodiscard]] std::vector<std::string> HandedOver() const {
+        return MessagesOf(host.Log(), "CCameraModule::StartImageProcessingThread");
+    }
+    static std::string Line(std::int32_t procedure, std::uint32_t frame) {
+        return "[Run by camera] Run Procedure " + std::to_string(procedure) + ", FrameNum " +
+               std::to_string(frame) + ".";
+    }
+
+    ModuleHost host{kMono8Camera};
+};
+
+TEST_F(RunByCamera, FrameIsOfferedUntilItIsTakenAndStaysQueued) {
+    std::atomic<int> offers{0};
+    std::atomic<bool> accept{false};
+    std::atomic<bool> wrongOrder{false};
+    host.onProcedure = [&](std::int32_t procedure, std::uint32_t frame) {
+        ++offers;
+        wrongOrder = wrongOrder || procedure != 5 || (!accept && frame != 21);
+        return accept ? 0U : kModuleFrameRefused;
+    };
+    OpenWithProcedures({5});
+    ASSERT_TRUE(Deliver(21));
+    ASSERT_TRUE(Deliver(22));
+    ASSERT_TRUE(Eventually([&] { return offers > 3; }));
+    EXPECT_THAT(HandedOver(), IsEmpty());
+    accept = true;
+    ASSERT_TRUE(Eventually([&] { return HandedOver().size() == 2; }));
+    EXPECT_THAT(HandedOver(), ElementsAre(Line(5, 21), Line(5, 22)));
+    EXPECT_FALSE(wrongOrder);
+    for (const std::uint32_t number : {21U, 22U}) {
+        const auto image = host.Image();
+        ASSERT_TRUE(image.has_value());
+        EXPECT_EQ(image->handedOver, 1U);
+        EXPECT_TRUE(Holds(*image, number));
+        host.Free(*image);
+    }
+}
+
+TEST_F(RunByCamera, BurstIsSpreadOverTheProceduresLowestFirst) {
+    std::atomic<bool> begin{false};
+    std::atomic<int> room{2};
+    host.onProcedure = [&](std::int32_t procedure, std::uint32_t) {
+        return begin && (procedure == 10 || room-- > 0) ? 0U : kModuleFrameRefused;
+    };
+    OpenWithProcedures({10, 9});  // by number, not by text or order of registration
+    for (std::uint32_t number = 31; number <= 34; ++number) {
+        ASSERT_TRUE(Deliver(number));
+    }
+    begin = true;
+    ASSERT_TRUE(Eventually([&] { return HandedOver().size() == 4; }));
+    EXPECT_THAT(HandedOver(), ElementsAre(Line(9, 31), Line(9, 32), Line(10, 33), Line(10, 34)));
+}
+
+TEST_F(RunByCamera, WithoutProceduresTheQueueIsEmptied) {
+    OpenWithProcedures({5});
+    host.Set("DelRelateProc", "5");  // the receiver is still known: frames are taken in
+    for (std::uint32_t number = 1; number <= 20; ++number) {
+        ASSERT_TRUE(Deliver(number));
+    }
+    EXPECT_TRUE(Eventually([&] { return host.LogCount("freeimage") == 20; }));
+    EXPECT_THAT(HandedOver(), IsEmpty());
+}
+
+TEST_F(RunByCamera, ProcedureMayTakeItsFrameAndSetParametersFromInsideTheCall) {
+    std::mutex lock;
+    std::vector<std::uint32_t> offered;
+    std::vector<std::uint32_t> taken;
+    host.onProcedure = [&](std::int32_t, std::uint32_t frame) {
+        const std::lock_guard hold(lock);
+        offered.push_back(frame);
+        host.Set("ImageCacheNum", "40");
+        host.Set("AddRelateProc", "7");
+        host.Get("CameraName");
+        host.Set("ExposureTime", std::to_string(frame * 100));
+        if (const auto image = host.Image()) {
+            taken.push_back(image->frameNumber);
+            host.Free(*image);
+        }
+        if (frame == 45) {
+            host.Set("DelRelateProc", "6");
+            host.Set("ClearCacheImage", "");
+        }
+        return 0U;
+    };
+    OpenWithProcedures({5, 6});
+    for (std::uint32_t number = 41; number <= 45; ++number) {
+        ASSERT_TRUE(Deliver(number));
+    }
+    ASSERT_TRUE(Eventually([&] { return HandedOver().size() == 5; }));
+    const std::lock_guard hold(lock);
+    EXPECT_THAT(offered, ElementsAre(41, 42, 43, 44, 45));
+    EXPECT_THAT(taken, ElementsAre(41, 42, 43, 44, 45));
+}
+
+TEST_F(RunByCamera, SwitchedTwiceItRunsOnceAndOffItOffersNothing) {
+    std::atomic<int> offers{0};
+    host.onProcedure = [&](std::int32_t, std::uint32_t) {
+        ++offers;
+        return kModuleFrameRefused;
+    };
+    OpenWithProcedures({5});
+    ASSERT_TRUE(Deliver(1));
+    ASSERT_TRUE(Eventually([&] { return offers > 0; }));
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Set("TriggerProcessRunStatus", "False");
+    EXPECT_EQ(host.Get("TriggerProcessRunStatus"), "False");
+    EXPECT_EQ(host.LogCount("The TriggerProcessRunStatus has closed, Image process thread exit."),
+              1U);
+    EXPECT_EQ(host.LogCount("freeimage"), 1U);  // what waited is cleared
+    const int whenOff = offers;
+    ASSERT_TRUE(Deliver(2));
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(offers, whenOff);
+
+    const std::size_t threads = ThreadCount();
+    host.Set("TriggerProcessRunStatus", "True");
+    host.Set("TriggerProcessRunStatus", "True");
+    EXPECT_EQ(host.LogCount("The TriggerProcessRunStatus has opend, Image process thread enter."),
+              1U);
+    if (threads != 0) {
+        EXPECT_EQ(ThreadCount(), threads + 1);
+    }
+    EXPECT_EQ(host.LogCount("freeimage"), 2U);
+    ASSERT_TRUE(Deliver(3));
+    EXPECT_TRUE(Eventually([&] { return offers > whenOff; }));
+}
+
+TEST_F(RunByCamera, MayBeSwitchedFromInsideTheCall) {
+    std::atomic<int> offers{0};
+    host.onProcedure = [&](std::int32_t, std::uint32_t frame) {
+        ++offers;
+        host.Set("TriggerProcessRunStatus", "False");
+        if (frame == 1) {
+            host.Set("TriggerProcessRunStatus", "True");
+        }
+        return 0U;
+    };
+    OpenWithProcedures({5});
+    ASSERT_TRUE(Deliver(1));
+    ASSERT_TRUE(Eventually([&] { return offers == 1; }));
+    ASSERT_TRUE(Deliver(2));
+    ASSERT_TRUE(Eventually([&] { return offers == 2; }));  // it went on
+    ASSERT_TRUE(Eventually([&] { return host.LogCount("Image process thread exit.") == 2; }));
+    ASSERT_TRUE(Deliver(3));
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(offers, 2);  // and then it did not
+    host.Set("TriggerProcessRunStatus", "True");
+    ASSERT_TRUE(Deliver(4));
+    EXPECT_TRUE(Eventually([&] { return offers == 3; }));
+}
+
+}  // namespace
+}  // namespace tests
