@@ -17,6 +17,8 @@ run_quietly() {
 start_wine() {
     export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
     mkdir -p build
+    # One server for all tests: starting it costs more than most of them.
+    wineserver -p
     run_quietly wineboot --init
 }
 stop_wine() { wineserver -k 2>/dev/null || true; }

@@ -8,20 +8,24 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build=build/demo
 pictures=$build/pictures
 serial=DEMO0001
-address=127.0.0.1
+addresses=(127.0.0.1 127.0.0.2 127.0.0.3)
 frames=100
 save_every=20
 camera_program=arv-fake-gv-camera-0.8
 
 scratch=$(mktemp -d)
 camera=
-# Whatever ends the script ends the camera, by its own process id.
-clean_up() {
+# By its own process id, whatever ends the script.
+stop_camera() {
     if [[ -n "$camera" ]]; then
         kill "$camera" 2>/dev/null || true
         wait "$camera" 2>/dev/null || true
         camera=
     fi
+}
+
+clean_up() {
+    stop_camera
     rm -rf "$scratch"
 }
 trap clean_up EXIT
@@ -44,24 +48,30 @@ quietly cmake --build "$build" --target camera_host CameraModule
 host=$build/bin/camera_host
 shared_memory >"$scratch/before"
 
-# Several cameras at one address would get in each other's way, so a busy one counts as none.
+# start_camera ADDRESS: fails where the camera does not come up, as at an address that another one
+# has.
 start_camera() {
+    local address=$1
     command -v "$camera_program" >/dev/null || return 1
     "$camera_program" -i "$address" -s "$serial" >"$scratch/camera" 2>&1 &
     camera=$!
     local tries
     for ((tries = 0; tries < 20; ++tries)); do
-        kill -0 "$camera" 2>/dev/null || return 1
+        kill -0 "$camera" 2>/dev/null || break
         if "$host" list 2>/dev/null | grep -q "^$serial"; then
             return 0
         fi
         sleep 0.25
     done
+    stop_camera
     return 1
 }
 
 options=(--camera "$serial")
-if start_camera; then
+for address in "${addresses[@]}"; do
+    start_camera "$address" && break
+done
+if [[ -n "$camera" ]]; then
     echo "A GigE Vision camera runs in process $camera at $address."
     real=(list)
 else
@@ -84,15 +94,10 @@ echo "$frames frames as the camera sends them:"
 echo
 
 clean=yes
-if [[ -n "$camera" ]]; then
-    kill "$camera"
-    wait "$camera" 2>/dev/null || true
-    camera=
-fi
-scratch_after=$(shared_memory)
-if [[ "$scratch_after" != "$(cat "$scratch/before")" ]]; then
-    echo "demo.sh: shared memory was left behind:" >&2
-    diff "$scratch/before" <(echo "$scratch_after") >&2 || true
+stop_camera
+left_behind=$(comm -13 "$scratch/before" <(shared_memory))
+if [[ -n "$left_behind" ]]; then
+    echo "demo.sh: shared memory was left behind: $left_behind" >&2
     clean=no
 fi
 if [[ -n "$(jobs -rp)" ]]; then
