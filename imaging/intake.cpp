@@ -62,12 +62,13 @@ void CCameraModule::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info
         const platform::LockGuard hold(m_imageQueue.m_lock);
         queued = TakeFrame(data, *info);
         if (queued) {
-            // Under the lock: a host that takes this frame and triggers the next must not be woken
-            // by this one.
-            ImageArrivedEvent.Set();
+            // Under the lock: a host that takes this frame and triggers the next must not take
+            // this one's signal for the next one's.
+            ImageArrivedEvent.Signal();
         }
     }
     if (queued) {
+        ImageArrivedEvent.Wake();
         // At the error level so that it stays visible whatever level is in force.
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "CameraModule:Image callback end.frame number : %d",

@@ -35,14 +35,14 @@ void Event::Close() noexcept {
         }
         next = WithState(word, State::Closed) + kOneRelease;
     } while (!m_word.compare_exchange_weak(word, next));
-    WakeWaiters();
+    Wake();
 }
 
 bool Event::IsOpen() const noexcept {
     return StateOf(m_word.load()) != State::Closed;
 }
 
-void Event::Set() noexcept {
+void Event::Signal() noexcept {
     std::uint32_t word = m_word.load();
     std::uint32_t next = word;
     do {
@@ -51,7 +51,6 @@ void Event::Set() noexcept {
         }
         next = WithState(word, State::Signalled) + kOneRelease;
     } while (!m_word.compare_exchange_weak(word, next));
-    WakeWaiters();
 }
 
 void Event::Reset() noexcept {
@@ -64,7 +63,7 @@ void Event::Reset() noexcept {
 // The waiter counts itself before it compares the word, the releaser changes the word before it
 // looks at the count, all sequentially consistent: either the waiter sees the change or the
 // releaser sees the waiter.
-void Event::WakeWaiters() noexcept {
+void Event::Wake() noexcept {
     if (m_waiters.load() != 0) {
         WakeAllOn(m_word);
     }
@@ -75,7 +74,7 @@ bool Event::WaitFor(std::chrono::milliseconds timeout) noexcept {
     if (StateOf(entered) != State::Unsignalled) {
         return StateOf(entered) == State::Signalled;
     }
-    const auto deadline = Clock::now() + std::min(timeout, kLongestWait);
+    const auto deadline = Clock::now() + std::clamp(timeout, timeout.zero(), kLongestWait);
     m_waiters.fetch_add(1);
     std::uint32_t word = m_word.load();
     while (word == entered) {

@@ -28,8 +28,16 @@ class Event {
 
     // Setting an event that nobody waits on costs an atomic write, not a system call. Whoever waits
     // at this moment passes, even if a Reset follows at once.
-    void Set() noexcept;
+    void Set() noexcept {
+        Signal();
+        Wake();
+    }
     void Reset() noexcept;
+
+    // The two halves of Set, for those who set it under a lock that the waiters want next: Signal
+    // changes the state, and Wake, behind the lock, lets the waiters go.
+    void Signal() noexcept;
+    void Wake() noexcept;
 
     // True when the event was signalled within the time; false on time-out or when it is closed.
     bool WaitFor(std::chrono::milliseconds timeout) noexcept;
@@ -46,8 +54,6 @@ class Event {
     static std::uint32_t WithState(std::uint32_t word, State state) noexcept {
         return (word & ~kStateBits) | static_cast<std::uint32_t>(state);
     }
-
-    void WakeWaiters() noexcept;
 
     std::atomic<std::uint32_t> m_word{0};
     std::atomic<std::uint32_t> m_waiters{0};
