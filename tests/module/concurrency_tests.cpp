@@ -1,0 +1,433 @@
+// Everything at once: what the threads of a host, of the SDK and of the module do to each other.
+// Data races are ThreadSanitizer's to see; a hang ends the program with the name of who hangs.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <list>
+#include <memory>
+#include <thread>
+
+#include "camera/sdk/kz_camera_control.h"
+#include "camera/sdk/pixel_format.h"
+#include "module/log/xalog.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
+#include "standins/module_frame/module_frame_host.h"
+#include "standins/xalog/xalog_host.h"
+#include "tests/support/module_host.h"
+
+namespace tests {
+namespace {
+
+using ::testing::IsEmpty;
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::int32_t kErrorLevel = 4;
+constexpr std::chrono::seconds kStorm{4};
+
+// Ends the program: a thread that hangs can be neither joined nor left behind.
+[[noreturn]] void EndHung(const std::string& who) {
+    std::fprintf(stderr, "%s hangs\n", who.c_str());
+    std::abort();
+}
+
+// Runs `work` on a thread of its own and waits for it.
+void WithinTime(const std::string& who, const std::function<void()>& work) {
+    std::atomic<bool> done{false};
+    std::thread thread([&] {
+        work();
+        done = true;
+    });
+    if (!Eventually([&] { return done.load(); })) {
+        EndHung(who);
+    }
+    thread.join();
+}
+
+// Threads that repeat one step each until they are dismissed.
+class Crew {
+  public:
+    void Add(const std::string& name, std::function<void()> step,
+             std::chrono::milliseconds pause = std::chrono::milliseconds(1)) {
+        Member& member = m_members.emplace_back();
+        member.name = name;
+        member.thread = std::thread([this, &member, step = std::move(step), pause] {
+            while (!m_dismissed) {
+                step();
+                ++member.steps;
+                std::this_thread::sleep_for(pause);
+            }
+            member.gone = true;
+        });
+    }
+
+    void WorkFor(std::chrono::milliseconds time) {
+        const auto end = Clock::now() + time;
+        while (Clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            for (Member& member : m_members) {
+                Watch(member);
+            }
+        }
+        m_dismissed = true;
+        for (Member& member : m_members) {
+            if (!Eventually([&] { return member.gone.load(); })) {
+                EndHung(member.name);
+            }
+            member.thread.join();
+            EXPECT_GT(member.steps, 0U) << member.name;
+        }
+    }
+
+  private:
+    struct Member {
+        std::string name;
+        std::thread thread;
+        std::atomic<std::uint64_t> steps{0};
+        std::atomic<bool> gone{false};
+        std::uint64_t seenSteps = 0;
+        Clock::time_point seen = Clock::now();
+    };
+
+    static void Watch(Member& member) {
+        const std::uint64_t steps = member.steps;
+        if (steps != member.seenSteps) {
+            member.seenSteps = steps;
+            member.seen = Clock::now();
+        } else if (Clock::now() - member.seen > kHang) {
+            EndHung(member.name);
+        }
+    }
+
+    std::list<Member> m_members;
+    std::atomic<bool> m_dismissed{false};
+};
+
+template <std::size_t Size>
+void Put(char (&field)[Size], const char* text) {
+    std::snprintf(field, Size, "%s", text);
+}
+
+// A solution whose parameters make every lock move when they are replayed at the end of an open.
+std::unique_ptr<SAVE_MODULE_DATA_PARAM> Solution(const char* serial) {
+    auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
+    const std::pair<const char*, const char*> entries[] = {
+        {"SerialNumber", serial}, {"WaitForConnectingTime", "20"},
+        {"ClearCacheImage", ""},  {"TriggerProcessRunStatus", "False"},
+        {"TriggerSource", "7"},   {"TriggerProcessRunStatus", "True"},
+        {"ExposureTime", "1000"}, {"Width", "64"},
+        {"AddRelateProc", "3"},   {"TriggerOff", ""}};
+    for (const auto& [name, value] : entries) {
+        ModuleParamEntry& entry = record->params.entries[record->params.nNum++];
+        Put(entry.name, name);
+        Put(entry.value, value);
+    }
+    return record;
+}
+
+constexpr char kThreeCameras[] =
+    "gige serial=A width=64 height=48 rate=400 format=BayerRG8\n"
+    "usb3 serial=B width=64 height=48 rate=300 format=Mono12\n"
+    "gige serial=C width=64 height=48 rate=300 ip=10.0.0.9 nic=10.0.0.1";
+
+TEST(Concurrency, EveryThreadBusyAtOnce) {
+    Xalog_ResetLevel(kErrorLevel);
+    const std::uint32_t overlaps = KZSim_EnumerationOverlaps();
+    ModuleHost host(kThreeCameras);
+    // The sink's lock would order the threads for ThreadSanitizer.
+    XalogHost_SetSink(nullptr, nullptr);
+    std::atomic<int> offers{0};
+    std::atomic<bool> calm{false};
+    host.onProcedure = [&](std::int32_t procedure, std::uint32_t) -> std::uint32_t {
+        const int offer = ++offers;
+        if (calm) {
+            return kModuleFrameRefused;
+        }
+        if (offer % 3 == 0) {
+            if (const auto image = host.Image()) {
+                host.Free(*image);
+            }
+        }
+        if (offer % 16 == 1) {
+            host.Get("CameraName");
+        }
+        if (offer % 32 == 2) {
+            host.Set("ClearCacheImage", "");
+        }
+        return procedure == 2 ? 0 : kModuleFrameRefused;
+    };
+    host.onReport = [&](const Report& report) {
+        if (report.code == kReportCameraState && !calm) {
+            host.Get("CameraName");
+            host.Set("AddRelateProc", "4");
+            host.Get("Width");
+        }
+    };
+    host.Set("SoftTriggerWaitTime", "1");
+    host.Set("ImageCacheNum", "8");
+    host.Set("ReconnectTime", "2");
+    host.Relate(1);
+    host.Relate(2);
+
+    std::atomic<std::uint64_t> images{0};
+    const auto pull = [&] {
+        if (const auto image = host.Image()) {
+            images += image->dataLength != 0;
+            host.Free(*image);
+        }
+    };
+    const auto alternate = [](auto... texts) {
+        return [list = std::vector<std::string>{texts...}, i = std::size_t{0}]() mutable {
+            return list[i++ % list.size()];
+        };
+    };
+    using std::chrono::milliseconds;
+    const auto saved = std::make_unique<SAVE_MODULE_DATA_PARAM>();
+    const auto loadedA = Solution("A");
+    const auto loadedB = Solution("B");
+    Crew crew;
+    crew.Add("first puller", pull);
+    crew.Add("second puller", pull);
+    crew.Add(
+        "first selector",
+        [&, choice = alternate("A", "0", "1$B$", "A")]() mutable {
+            host.Set("CameraName", choice());
+            host.Set("TriggerOff", "");
+        },
+        milliseconds(25));
+    crew.Add(
+        "second selector",
+        [&, choice = alternate("B", "C", "NOBODY")]() mutable {
+            host.Set("CameraName", choice());
+            host.Set("CheckCameraOpened", "");
+        },
+        milliseconds(40));
+    crew.Add(
+        "feature writer",
+        [&, width = alternate("32", "64"),
+         format = alternate("17301505", "17301513", "17825797")]() mutable {
+            host.Set("Width", width());
+            host.Set("PixelFormat", format());
+            host.Set("ExposureTime", "2000");
+            host.Set("TriggerSource", "7");
+        },
+        milliseconds(15));
+    crew.Add("feature reader", [&] {
+        for (const char* key : {"Width", "ExposureTime", "CameraPreviewInfo", "CameraErrorInfo",
+                                "VendorName", "ModelName", "SerialNumber", "PixelFormat"}) {
+            host.Get(key);
+        }
+    });
+    crew.Add(
+        "enumerator",
+        [&] {
+            host.Set("EnumCamera", "True");
+            host.Get("CameraName");
+        },
+        milliseconds(3));
+    crew.Add("setter", [&, level = alternate("5", "6")]() mutable {
+        host.Set("LogLevel", level());
+        host.Set("ImageCacheNum", "6");
+        host.Set("SynTriggerSoftware", "");
+        host.Set("IOEnableElectricalLevel", "1");
+    });
+    crew.Add(
+        "relator",
+        [&] {
+            host.Set("DelRelateProc", "2");
+            host.Relate(3);
+            host.Set("DelRelateProc", "3");
+            host.Relate(2);
+        },
+        milliseconds(5));
+    crew.Add(
+        "switcher",
+        [&, status = alternate("False", "True", "True")]() mutable {
+            host.Set("TriggerProcessRunStatus", status());
+        },
+        milliseconds(7));
+    crew.Add(
+        "real-time switcher",
+        [&, mode = alternate("True", "False", "False")]() mutable {
+            host.Set("RealTimeImgAcq", mode());
+        },
+        milliseconds(60));
+    crew.Add("saver", [&] { host.Module()->SaveModuleData(saved.get()); });
+    crew.Add(
+        "loader",
+        [&, turn = false]() mutable {
+            turn = !turn;
+            host.Module()->LoadModuleData(turn ? loadedA.get() : loadedB.get());
+        },
+        milliseconds(50));
+    crew.Add(
+        "cable",
+        [&, serial = alternate("A", "B", "C")]() mutable {
+            const std::string one = serial();
+            KZSim_RaiseEvent(one.c_str(), "FrameStart");
+            KZSim_Unplug(one.c_str());
+            std::this_thread::sleep_for(milliseconds(30));
+            KZSim_Plug(one.c_str());
+        },
+        milliseconds(80));
+    crew.Add(
+        "second module",
+        [] {
+            void* const handle = ModuleFrame_CreateHandle(2, 0);
+            CAbstractUserModule* const module = CreateModule(handle);
+            module->SetParam("EnumCamera", "True", 4);
+            module->SetParam("CameraName", "C", 1);
+            DestroyModule(handle, module);
+            ModuleFrame_DestroyHandle(handle);
+        },
+        milliseconds(70));
+    crew.WorkFor(kStorm);
+    EXPECT_GT(images, 0U);
+    EXPECT_GT(offers, 0);
+    EXPECT_EQ(KZSim_EnumerationOverlaps(), overlaps);
+
+    // Still a working module.
+    Xalog_ResetLevel(kErrorLevel);
+    calm = true;
+    WithinTime("last image", [&] {
+        host.Set("RealTimeImgAcq", "False");
+        EXPECT_TRUE(Eventually([&] {
+            host.Set("CameraName", "0");
+            host.Set("ClearCacheImage", "");
+            host.Set("TriggerProcessRunStatus", "False");
+            host.Set("SoftTriggerWaitTime", "2");
+            return host.Set("CameraName", "A") == cam::kOk && host.Image().has_value();
+        }));
+    });
+    WithinTime("destruction", [&] { host.Destroy(); });
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    EXPECT_THAT(OpenRegions(), IsEmpty());
+}
+
+// A frame is in the module's hands, on its way to be converted, while its camera is taken away.
+class FrameInHands : public ::testing::Test {
+  protected:
+    FrameInHands() {
+        Xalog_ResetLevel(kErrorLevel);
+        host.onReport = [this](const Report& report) {
+            if (report.code == kReportFrameArrived && !m_arrived.exchange(true)) {
+                // Until the camera is being stopped, under the camera lock.
+                stopSeen = Eventually([this] { return StopUnderWay(); });
+            }
+        };
+        host.OpenForRequests("A");
+        KZSim_ClearJournal("A");
+        host.Set("TriggerSoftware", "");
+        EXPECT_TRUE(Eventually([this] { return m_arrived.load(); }));
+    }
+
+    static bool StopUnderWay() {
+        const auto journal = Journal("A");
+        return std::any_of(journal.begin(), journal.end(), [](const std::string& call) {
+            return call == "KZ_CC_StopGrabbing" || call == "KZ_CC_DestroyHandle";
+        });
+    }
+
+    void ExpectFrameGivenUp() const {
+        EXPECT_TRUE(stopSeen);
+        EXPECT_EQ(host.LogCount("ConvertPixelFormatToRGB occurs error:-536870911."), 1U);
+        EXPECT_EQ(host.LogCount("KZS SDK Convert Failed"), 1U);
+    }
+
+    std::atomic<bool> stopSeen{false};
+    ModuleHost host{"gige serial=A width=64 height=48 format=BayerRG8"};
+
+  private:
+    std::atomic<bool> m_arrived{false};
+};
+
+TEST_F(FrameInHands, GivesWayToAFeatureThatNeedsAStop) {
+    WithinTime("feature write", [&] { EXPECT_EQ(host.Set("Width", "32"), cam::kOk); });
+    ExpectFrameGivenUp();
+    EXPECT_TRUE(host.Image().has_value());
+}
+
+TEST_F(FrameInHands, GivesWayToAClose) {
+    WithinTime("close", [&] { EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk); });
+    ExpectFrameGivenUp();
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+TEST_F(FrameInHands, GivesWayToALoss) {
+    WithinTime("loss", [&] {
+        KZSim_Unplug("A");
+        EXPECT_TRUE(host.WaitForReport({kReportCameraSource, "0"}));
+        EXPECT_TRUE(Eventually([] { return KZSim_OpenHandles() == 0; }));
+    });
+    ExpectFrameGivenUp();
+}
+
+TEST_F(FrameInHands, GivesWayToRealTimeMode) {
+    WithinTime("real-time mode", [&] { EXPECT_EQ(host.Set("RealTimeImgAcq", "True"), cam::kOk); });
+    ExpectFrameGivenUp();
+}
+
+TEST_F(FrameInHands, GivesWayToTheEndOfTheModule) {
+    WithinTime("destruction", [&] { host.Destroy(); });
+    ExpectFrameGivenUp();
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    EXPECT_THAT(OpenRegions(), IsEmpty());
+}
+
+// The conversion itself is slow; whoever stops the camera waits for it, and nothing else happens.
+TEST(SlowConversion, IsWaitedForByStopCloseLossAndEnd) {
+    Xalog_ResetLevel(kErrorLevel);
+    const std::function<void(ModuleHost&)> ends[] = {
+        [](ModuleHost& host) { host.Set("Width", "32"); },
+        [](ModuleHost& host) { host.Set("CameraName", "0"); },
+        [](ModuleHost&) { KZSim_Unplug("A"); }, [](ModuleHost& host) { host.Module()->DeInit(); },
+        [](ModuleHost& host) { host.Destroy(); }};
+    for (const auto& end : ends) {
+        for (int round = 0; round < 3; ++round) {
+            ModuleHost host("gige serial=A width=64 height=48 rate=500 format=BayerRG8");
+            host.OpenForRequests("A");
+            KZSim_SetFaults("A", "slow=KZ_CC_ConvertPixelType:20");
+            host.Set("TriggerOff", "");
+            const auto before = KZSim_FramesDelivered("A");
+            ASSERT_TRUE(Eventually([&] { return KZSim_FramesDelivered("A") > before; }));
+            WithinTime("end", [&] { end(host); });
+            WithinTime("destruction", [&] { host.Destroy(); });
+            EXPECT_EQ(KZSim_OpenHandles(), 0U);
+        }
+    }
+    EXPECT_THAT(OpenRegions(), IsEmpty());
+}
+
+// One thread is offered frames and asks for the camera list inside; the other opens a camera, whose
+// replayed parameters switch the first one off.
+TEST(Replay, MaySwitchRunByCameraOffWhileAProcedureAsksForTheList) {
+    Xalog_ResetLevel(kErrorLevel);
+    ModuleHost host(kThreeCameras);
+    std::atomic<bool> inside{false};
+    std::atomic<bool> opening{false};
+    host.onReport = [&](const Report& report) {
+        // Under the connection lock of an open.
+        opening = opening || (inside && report.code == kReportCameraState);
+    };
+    host.onProcedure = [&](std::int32_t, std::uint32_t) -> std::uint32_t {
+        if (!inside.exchange(true)) {
+            Eventually([&] { return opening.load(); });
+            host.Get("CameraName");
+        }
+        return 0;
+    };
+    host.Relate(1);
+    host.Set("CameraName", "A");
+    host.Module()->LoadModuleData(Solution("B").get());
+    host.Set("CameraName", "A");
+    host.Set("TriggerSoftware", "");
+    ASSERT_TRUE(Eventually([&] { return inside.load(); }));
+    WithinTime("selection", [&] { EXPECT_EQ(host.Set("CameraName", "B"), cam::kOk); });
+    WithinTime("destruction", [&] { host.Destroy(); });
+}
+
+}  // namespace
+}  // namespace tests
