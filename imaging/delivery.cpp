@@ -124,14 +124,17 @@ void CCameraModule::StartImageProcessingThread() {
 }
 
 void CCameraModule::DispatchFrames() try {
-    const platform::LockGuard holdReceivers(m_receivers.m_lock);
-    if (m_receivers.RelatedProcedures().empty()) {
-        ClearImageQueue();
-        return;
+    {
+        const platform::LockGuard holdReceivers(m_receivers.m_lock);
+        m_offeredTo = m_receivers.RelatedProcedures();
+        if (m_offeredTo.empty()) {
+            ClearImageQueue();
+            return;
+        }
     }
-    // The host may take frames off the queue and change its registrations while it is asked, so the
-    // scan holds on to nothing but a sequence number and a copy.
-    const auto& procedures = m_offeredTo = m_receivers.RelatedProcedures();
+    // The host may take frames off the queue, change its registrations and open a camera while it
+    // is asked, so the scan holds on to nothing but a sequence number and a copy.
+    const auto& procedures = m_offeredTo;
     std::uint64_t from = 0;
     for (;;) {
         std::optional<ImageQueue::Offer> offer;
@@ -183,7 +186,13 @@ void CCameraModule::SetTriggerProcessRunStatus(bool run) {
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "The TriggerProcessRunStatus has opend, Image process thread enter.");
     } else {
-        m_thImageProcessing.Stop();
+        if (m_connectionLock.HeldByThisThread()) {
+            // Inside an open. The thread may stand in a procedure's run that waits for the
+            // connection, so it is only asked to end.
+            m_thImageProcessing.RequestStop();
+        } else {
+            m_thImageProcessing.Stop();
+        }
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "The TriggerProcessRunStatus has closed, Image process thread exit.");
         ClearImageQueue();

@@ -74,6 +74,12 @@ bool WorkerThread::GoesOn() {
     return false;
 }
 
+void WorkerThread::RequestStop() {
+    const platform::LockGuard hold(m_lock);
+    m_startAgain = false;
+    m_stop.Set(true);
+}
+
 bool WorkerThread::Stop() {
     std::thread ending;
     {

@@ -25,8 +25,8 @@ class WorkerThread {
     // caller may hold any lock. False: the system has no thread left.
     [[nodiscard]] bool Start() EXCLUDES(m_lock);
 
-    // Asks the thread to end without waiting for it.
-    void RequestStop() { m_stop.Set(true); }
+    // Asks the thread to end without waiting for it, whatever locks the caller holds.
+    void RequestStop() EXCLUDES(m_lock);
 
     // Ends and joins the thread; returns when none is left, whoever joined it. On the thread itself
     // only the request is left: it ends when its present work does. The caller holds no lock that
