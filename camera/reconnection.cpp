@@ -41,6 +41,7 @@ void CCameraModule::cbException(std::uint32_t messageType, void* user) {
 
 void CCameraModule::HandleDisconnect() {
     const std::uint32_t openCount = m_camera.OpenCount();
+    m_lossSeen.Set(openCount);
     PublishCameraOffline(kException);
     ReportCameraOff(kException, m_serial.Get());
     StopLastReconnect();

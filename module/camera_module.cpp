@@ -134,15 +134,29 @@ Status CCameraModule::ApplyDefaultConfig() {
 }
 
 void CCameraModule::KeepGrabbing() {
+    std::uint32_t lostOpen = 0;
     while (!m_thGrabbing.StopRequested()) {
+        const std::uint32_t openCount = m_camera.OpenCount();
+        Status resumed = kOk;
         {
             const platform::LockGuard holdGrab(m_grabLock);
             const platform::LockGuard holdParameter(m_parameterLock);
             if (!m_camera.IsGrabbing()) {
-                static_cast<void>(m_camera.ResumeGrabbing());
+                resumed = m_camera.ResumeGrabbing();
                 ImageArrivedEvent.Set();
                 GrabStartedEvent.Set();
             }
+        }
+        if (resumed == KZ_CC_E_DEVICE_LOST) {
+            // A camera lost before its open had registered the exception callback: nobody else will
+            // tell. Where somebody does, one more round lets him.
+            if (lostOpen == openCount && m_lossSeen.Get() != openCount) {
+                CAM_LOG(kLogError, ModuleId(), "CCameraModule::KeepGrabbing",
+                        "(%s)Camera lost, found when grabbing was to start",
+                        m_serial.Get().c_str());
+                HandleDisconnect();
+            }
+            lostOpen = openCount;
         }
         WakeEvent.WaitFor(kGrabKeeperPause);
     }

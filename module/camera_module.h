@@ -183,6 +183,7 @@ class CCameraModule final : public CAbstractUserModule {
     SharedText<kCameraTextSize> m_manufacturer;
     Setting<std::uint32_t> m_transportType{0};
     Setting<bool> m_closedByUser{false};
+    Setting<std::uint32_t> m_lossSeen{0};  // CMyCamera::OpenCount of the latest loss
 
     Settings m_settings;
     Setting<bool> m_bGenTL{false};            // enumerate through GenTL producers

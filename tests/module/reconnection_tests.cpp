@@ -1,0 +1,460 @@
+// Losing the camera at every moment, and getting it back.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include "camera/sdk/kz_camera_control.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
+#include "standins/module_frame/module_frame_host.h"
+#include "tests/support/module_host.h"
+
+namespace {
+
+using namespace tests;
+using namespace std::chrono_literals;
+using Reports = std::vector<Report>;
+
+constexpr char kCamera[] = "gige serial=G1 width=64 height=32 rate=200 ip=10.0.0.2";
+
+const Report kOn{kReportCameraState, "1-1-G1"};
+const Report kOff{kReportCameraState, "1-0-G1"};
+const Report kLost{kReportCameraSource, "0"};
+const Report kBack{kReportCameraSource, "1"};
+
+// What is told of the camera, frames left aside.
+Reports StateReports(const ModuleHost& host) {
+    Reports reports = host.StateReports();
+    std::erase_if(reports, [](const Report& r) { return r.code == kReportFrameStarted; });
+    return reports;
+}
+
+bool ImageComes(ModuleHost& host) {
+    return Eventually([&] {
+        const auto image = host.Image();
+        if (image) {
+            host.Free(*image);
+        }
+        return image.has_value();
+    });
+}
+
+std::size_t Attempts(const ModuleHost& host) {
+    return host.LogCount("Try connect to camera(G1)...");
+}
+
+// A module that loaded a solution which names the camera's record.
+std::unique_ptr<SAVE_MODULE_DATA_PARAM> SavedCamera(ModuleHost& host) {
+    auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
+    host.Module()->SaveModuleData(record.get());
+    return record;
+}
+
+class Reconnection : public testing::Test {
+  protected:
+    Reconnection() {
+        host.OpenForRequests("G1");
+        host.Set("SoftTriggerWaitTime", "1");
+        host.ClearReports();
+        host.ClearLog();
+    }
+
+    ModuleHost host{kCamera};
+};
+
+TEST_F(Reconnection, TellsOfTheLossInOrderAndBringsTheFramesBack) {
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    EXPECT_EQ(StateReports(host), (Reports{kOff, kLost}));
+    EXPECT_EQ(host.Published().back(), "CameraOffline=1");
+    EXPECT_EQ(host.LogCount("(G1)Camera callback exception:(8001)"), 1U);
+    EXPECT_EQ(host.Get("SerialNumber"), "G1");
+    EXPECT_EQ(host.Get("SmartCameraType"), "-1");
+    EXPECT_FALSE(host.Image());
+
+    KZSim_Plug("G1");
+    ASSERT_TRUE(host.WaitForReport(kBack));
+    EXPECT_EQ(StateReports(host), (Reports{kOff, kLost, kOn, kBack}));
+    EXPECT_EQ(host.LogCount("(G1)Camera reconnect success"), 1U);
+    EXPECT_TRUE(ImageComes(host));
+    EXPECT_EQ(host.Published().back(), "CameraOnline=1");
+}
+
+TEST_F(Reconnection, PublishesBeforeItReports) {
+    std::size_t publishedAtOff = 0;
+    host.onReport = [&](const Report& report) {
+        if (report == kOff) {
+            publishedAtOff = host.Published().size();
+        }
+    };
+    const std::size_t before = host.Published().size();
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    EXPECT_EQ(publishedAtOff, before + 1);
+}
+
+TEST_F(Reconnection, OpensTheSavedRecordWithoutSayingSo) {
+    const auto record = SavedCamera(host);
+    ASSERT_EQ(record->binaryCount, 1);
+    host.Module()->LoadModuleData(record.get());
+    ASSERT_TRUE(ImageComes(host));
+    host.ClearReports();
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    KZSim_Plug("G1");
+    ASSERT_TRUE(host.WaitForReport(kOn));
+    EXPECT_TRUE(ImageComes(host));
+    EXPECT_EQ(StateReports(host), (Reports{kOff, kLost, kOn}));
+    EXPECT_EQ(host.LogCount("Camera reconnect success"), 0U);
+}
+
+TEST_F(Reconnection, FallsBackToTheSerialNumberWhenTheSavedRecordIsAnothers) {
+    auto record = SavedCamera(host);
+    CameraDeviceInfo moved{};
+    std::memcpy(&moved, record->binaries[0].data, sizeof moved);
+    moved.gige.currentIp = 0x0A0000FE;
+    std::memset(moved.gige.serialNumber, 'Z', sizeof moved.gige.serialNumber);
+    record->binaries[0].data = &moved;
+    host.Module()->LoadModuleData(record.get());
+    host.ClearReports();
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    KZSim_Plug("G1");
+    EXPECT_TRUE(host.WaitForReport(kBack));
+    EXPECT_TRUE(ImageComes(host));
+}
+
+TEST_F(Reconnection, TriesOnceWithoutReconnectTime) {
+    host.Set("ReconnectTime", "0");
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForLog("Try connect to camera(G1)..."));
+    // The thread has ended when the next loss's thread is the only one that tries.
+    std::this_thread::sleep_for(1200ms);
+    EXPECT_EQ(Attempts(host), 1U);
+    KZSim_Plug("G1");
+    EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+    host.Set("ReconnectTime", "100");
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(Eventually([&] { return Attempts(host) >= 3; }));
+    KZSim_Plug("G1");
+    EXPECT_TRUE(ImageComes(host));
+}
+
+TEST_F(Reconnection, LeavesOtherMessagesToTheLog) {
+    KZSim_RaiseException("G1", 0x8002);
+    KZSim_RaiseException("G1", 0);
+    ASSERT_TRUE(host.WaitForLog("(G1)Camera callback exception:(0)"));
+    EXPECT_EQ(host.LogCount("(G1)Camera callback exception:(8002)"), 1U);
+    EXPECT_TRUE(StateReports(host).empty());
+    EXPECT_TRUE(ImageComes(host));
+}
+
+TEST_F(Reconnection, StartsAnewWhenTheCameraIsLostAgainMeanwhile) {
+    for (int round = 0; round < 6; ++round) {
+        host.ClearReports();
+        KZSim_Unplug("G1");
+        ASSERT_TRUE(host.WaitForReport(kLost));
+        KZSim_Plug("G1");
+        // Lost again just behind, or while the thread still configures it: then mostly before the
+        // module could hear of it from the SDK.
+        ASSERT_TRUE(host.WaitForReport(kOn));
+        if (round % 2 == 0) {
+            ASSERT_TRUE(host.WaitForReport(kBack));
+        }
+    }
+    ASSERT_TRUE(ImageComes(host));
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
+}
+
+TEST_F(Reconnection, TakesALossThatIsReportedTwice) {
+    KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
+    KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
+    ASSERT_TRUE(host.WaitForReport(kBack));
+    EXPECT_TRUE(ImageComes(host));
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
+}
+
+// Each call of an open made slow enough to lose the camera inside it.
+TEST(ReconnectionOfAnOpen, SurvivesALossAtEveryStage) {
+    ModuleHost host(kCamera);
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Set("SoftTriggerWaitTime", "1");
+    host.Relate(1);
+    for (const char* stage :
+         {"KZ_CC_CreateHandle", "KZ_CC_OpenDevice", "KZ_CC_GetOptimalPacketSize",
+          "KZ_CC_SetIntValue", "KZ_CC_SetEnumValue", "KZ_CC_SetBoolValue",
+          "KZ_CC_SetEnumValueByString", "KZ_CC_SetCommandValue", "KZ_CC_GetIntValue",
+          "KZ_CC_StopGrabbing", "KZ_CC_RegisterImageCallBackEx", "KZ_CC_RegisterExceptionCallBack",
+          "KZ_CC_RegisterEventCallBackEx", "KZ_CC_StartGrabbing"}) {
+        SCOPED_TRACE(stage);
+        ASSERT_TRUE(KZSim_SetFaults("G1", (std::string("slow=") + stage + ":60").c_str()));
+        KZSim_ClearJournal("G1");
+        std::thread pull([] {
+            std::this_thread::sleep_for(30ms);
+            KZSim_Unplug("G1");
+        });
+        const std::uint32_t opened = host.Set("CameraName", "G1");
+        pull.join();
+        KZSim_SetFaults("G1", "");
+        EXPECT_TRUE(opened == cam::kOk || opened == KZ_CC_E_DEVICE_LOST) << std::hex << opened;
+        KZSim_Plug("G1");
+        // Found lost, or refused and tried again on request: it comes back by itself.
+        ASSERT_TRUE(ImageComes(host));
+        EXPECT_LE(KZSim_OpenHandles(), 1U);
+    }
+    host.Destroy();
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+// A camera gone before the module could hear of it is found by reading the list.
+TEST_F(Reconnection, FindsAnOrphanThroughTheCameraList) {
+    KZSim_SetFaults("G1", "fail=KZ_CC_RegisterExceptionCallBack:0x80000004");
+    host.Set("CameraName", "G1");
+    EXPECT_EQ(host.LogCount("(G1)RegisterExceptionCallBack failed"), 1U);
+    KZSim_SetFaults("G1", "");
+    host.ClearReports();
+    KZSim_Unplug("G1");
+    host.Set("EnumCamera", "");
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
+    host.Get("CameraName", 8192);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    ASSERT_TRUE(host.WaitForLog("Try connect to camera(G1)..."));
+    KZSim_Plug("G1");
+    ASSERT_TRUE(host.WaitForReport(kBack));
+    EXPECT_TRUE(ImageComes(host));
+}
+
+TEST_F(Reconnection, LetsARequestGoThatWaitsForAnImage) {
+    host.Set("SoftTriggerWaitTime", "60");
+    KZSim_SetFaults("G1", "slow=KZ_CC_SetCommandValue:100");
+    std::thread pull([] {
+        std::this_thread::sleep_for(20ms);
+        KZSim_Unplug("G1");
+    });
+    EXPECT_FALSE(host.Image());  // within the time of the test, not of the trigger
+    pull.join();
+    KZSim_SetFaults("G1", "");
+    KZSim_Plug("G1");
+    EXPECT_TRUE(ImageComes(host));
+}
+
+TEST_F(Reconnection, SurvivesALossWhileItLoadsSavesStopsAndEnds) {
+    const auto record = SavedCamera(host);
+    const auto loseWhile = [&](const char* faults, auto&& action) {
+        ASSERT_TRUE(ImageComes(host));
+        KZSim_SetFaults("G1", faults);
+        std::thread pull([] {
+            std::this_thread::sleep_for(15ms);
+            KZSim_Unplug("G1");
+        });
+        action();
+        pull.join();
+        KZSim_SetFaults("G1", "");
+        KZSim_Plug("G1");
+    };
+    loseWhile("slow=KZ_CC_OpenDevice:40", [&] { host.Module()->LoadModuleData(record.get()); });
+    loseWhile("slow=KZ_CC_EnumDevices:10", [&] {
+        for (int i = 0; i < 30; ++i) {
+            host.Module()->SaveModuleData(record.get());
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+    loseWhile("slow=KZ_CC_StopGrabbing:40", [&] { host.Set("Width", "32"); });
+    loseWhile("slow=KZ_CC_DestroyHandle:40", [&] { host.Set("CameraName", "G1"); });
+    ASSERT_TRUE(Eventually([&] {
+        host.Set("CheckCameraOpened", "");
+        return host.Image().has_value();
+    }));
+    loseWhile("slow=KZ_CC_StopGrabbing:40 slow=KZ_CC_CloseDevice:40", [&] { host.Destroy(); });
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+TEST_F(Reconnection, EndsWithTheModule) {
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    host.Module()->DeInit();
+    const std::size_t attempts = Attempts(host);
+    KZSim_Plug("G1");
+    std::this_thread::sleep_for(700ms);
+    EXPECT_EQ(Attempts(host), attempts);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    // Slow attempts are waited for, and what they opened is closed again.
+    host.Destroy();
+    for (int round = 0; round < 8; ++round) {
+        ModuleHost another(kCamera);
+        another.Set("CameraName", "G1");
+        KZSim_Unplug("G1");
+        ASSERT_TRUE(another.WaitForReport(kLost));
+        KZSim_SetFaults("G1", "slow=KZ_CC_SetEnumValue:5");
+        KZSim_Plug("G1");
+        std::this_thread::sleep_for(round * 12ms + 30ms);
+        another.Destroy();
+        EXPECT_EQ(KZSim_OpenHandles(), 0U);
+        const std::size_t reports = another.Reports().size();
+        KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
+        KZSim_RaiseEvent("G1", "FrameStart");
+        EXPECT_EQ(another.Reports().size(), reports);
+    }
+}
+
+TEST(ReconnectionByAddress, ComesBackOnlyWhenItIsWanted) {
+    ModuleHost host(kCamera);
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Set("SoftTriggerWaitTime", "1");
+    host.Relate(1);
+    host.Set("Type", "1");
+    host.Set("CameraIP", "10.0.0.2");
+    host.Set("LocalIP", "10.0.0.1");
+    ASSERT_EQ(host.Set("ConnectIP", "True"), cam::kOk);
+    EXPECT_EQ(host.Get("ConnectIP"), "True");
+    ASSERT_TRUE(ImageComes(host));
+
+    host.Set("AutoConnect", "True");
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    EXPECT_EQ(host.Get("ConnectIP"), "False");
+    KZSim_Plug("G1");
+    ASSERT_TRUE(host.WaitForLog("Camera reconnect success"));
+    EXPECT_TRUE(ImageComes(host));
+    EXPECT_EQ(host.Get("ConnectIP"), "True");
+    // Nothing but the loss is reported on this way.
+    EXPECT_EQ(StateReports(host), (Reports{{kReportCameraState, "1-0-"}, kLost}));
+
+    host.Set("AutoConnect", "False");
+    host.ClearLog();
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(Eventually([&] { return KZSim_OpenHandles() == 0; }));
+    KZSim_Plug("G1");
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(host.LogCount("Try connect to camera"), 0U);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+TEST(ReconnectionEvents, ReportTheStartOfAFrame) {
+    ModuleHost host("gige serial=S1 width=64 height=32 events=1", 3);
+    host.OpenForRequests("S1");
+    KZSim_RaiseEvent("S1", "FrameEnd");
+    KZSim_RaiseEvent("S1", "FrameStart");
+    ASSERT_TRUE(host.WaitForReport({kReportFrameStarted, "3-0-0-S1"}));
+    EXPECT_EQ(host.LogCount("Receive FrameStart event from CamSDK."), 1U);
+    EXPECT_EQ(host.LogCount("CQ_M_ReportData  405 3-0-0-S1"), 1U);
+    ModuleFrame_FailCalls("CQ_M_ReportData", 0xE1000002, 1);
+    KZSim_RaiseEvent("S1", "FrameStart");
+    EXPECT_TRUE(host.WaitForLog("CQ_M_ReportData return [e1000002]"));
+}
+
+TEST_F(Reconnection, GoesOnWhenTheFrameworkRefusesItsNotices) {
+    ModuleFrame_FailCalls("CQ_M_ReportData", 0xE1000002, 2);
+    ModuleFrame_FailCalls("CQ_M_SetBinayData", 0xE1000002, 1);
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForLog("Try connect to camera(G1)..."));
+    EXPECT_EQ(host.LogCount("Send CameraOffline error.nRet:[e1000002]"), 1U);
+    EXPECT_EQ(host.LogCount("CQ_M_ReportData Camera Off return [e1000002]"), 1U);
+    EXPECT_EQ(host.LogCount("CQ_M_ReportData return [e1000002]"), 1U);
+    KZSim_Plug("G1");
+    EXPECT_TRUE(host.WaitForReport(kBack));
+}
+
+// The host calls back in from inside every report, on whatever thread it comes.
+TEST_F(Reconnection, LetsTheHostCallBackInFromItsReports) {
+    const auto record = SavedCamera(host);
+    std::atomic<int> depth{0};
+    host.onReport = [&](const Report& report) {
+        if (depth++ == 0) {
+            if (report == kOn) {
+                EXPECT_EQ(host.Set("ExposureTime", "1234"), cam::kOk);
+                EXPECT_EQ(host.Set("Width", "32"), cam::kOk);
+                host.Get("CameraName", 8192);
+                host.Set("EnumCamera", "");
+                host.Module()->LoadModuleData(record.get());
+            } else if (report == kOff) {
+                EXPECT_EQ(host.Get("SerialNumber"), "G1");
+                host.Get("CameraPreviewInfo");
+                host.Get("ExposureTime");
+                host.Set("ImageCacheNum", "5");
+            } else if (report.code == kReportCameraSource) {
+                host.Module()->LoadModuleData(record.get());
+                host.Module()->SaveModuleData(record.get());
+                host.Set("TriggerProcessRunStatus", "True");
+                host.Set("TriggerProcessRunStatus", "False");
+            }
+        }
+        --depth;
+    };
+    for (int round = 0; round < 3; ++round) {
+        KZSim_Unplug("G1");
+        ASSERT_TRUE(Eventually([] { return KZSim_OpenHandles() == 0; }));
+        KZSim_Plug("G1");
+        ASSERT_TRUE(ImageComes(host)) << round;
+    }
+    host.Set("CameraName", "0");
+    EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+    EXPECT_TRUE(ImageComes(host));
+    host.Destroy();
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+// Several hosts' threads, two cameras and a cable that comes and goes.
+TEST(ReconnectionUnderLoad, NeitherStopsNorLeaks) {
+    ModuleHost host(std::string(kCamera) + "; usb3 serial=U1 width=64 height=32 rate=200");
+    host.OpenForRequests("G1");
+    host.Set("SoftTriggerWaitTime", "0");
+    host.Set("WaitForConnectingTime", "20");
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    const auto repeat = [&](auto action) {
+        threads.emplace_back([&done, action] {
+            for (int i = 0; !done; ++i) {
+                action(i);
+            }
+        });
+    };
+    repeat([&](int) {
+        if (const auto image = host.Image()) {
+            host.Free(*image);
+        }
+    });
+    repeat([&](int i) {
+        host.Set("CameraName", i % 2 == 0 ? "G1" : "U1");
+        std::this_thread::sleep_for(5ms);
+    });
+    repeat([&](int i) {
+        host.Set("Width", i % 2 == 0 ? "32" : "64");
+        host.Get("CameraPreviewInfo");
+        host.Get("CameraName", 8192);
+        std::this_thread::sleep_for(1ms);
+    });
+    repeat([&](int) {
+        const auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
+        host.Module()->SaveModuleData(record.get());
+        host.Module()->LoadModuleData(record.get());
+    });
+    repeat([&](int i) {
+        host.Set("TriggerProcessRunStatus", i % 2 == 0 ? "True" : "False");
+        std::this_thread::sleep_for(3ms);
+    });
+    for (int i = 0; i < 40; ++i) {
+        const char* serial = i % 3 == 0 ? "U1" : "G1";
+        KZSim_Unplug(serial);
+        std::this_thread::sleep_for(20ms);
+        KZSim_Plug(serial);
+        std::this_thread::sleep_for(20ms);
+    }
+    done = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Set("SoftTriggerWaitTime", "1");
+    EXPECT_TRUE(Eventually([&] {
+        host.Set("EnumCamera", "");
+        return host.Set("CameraName", "G1") == cam::kOk;
+    }));
+    EXPECT_TRUE(ImageComes(host));
+    host.Destroy();
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+}  // namespace
