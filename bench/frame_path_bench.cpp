@@ -16,16 +16,12 @@
 #include "bench/bare_sdk.h"
 #include "camera/sdk/pixel_format.h"
 #include "imaging/buffer_node.h"
+#include "module/exports.h"
 #include "module/framework/module_frame.h"
 #include "module/framework/status_codes.h"
 #include "module/log/xalog.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "standins/xalog/xalog_host.h"
-
-extern "C" {
-CAbstractUserModule* CreateModule(void* handle);
-void DestroyModule(void* handle, CAbstractUserModule* module);
-}
 
 namespace {
 

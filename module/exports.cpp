@@ -1,4 +1,6 @@
-// The two functions the host finds by name; nothing else leaves the library.
+// Nothing but these two functions leaves the library.
+#include "module/exports.h"
+
 #include <memory>
 #include <new>
 
@@ -27,8 +29,6 @@ std::unique_ptr<cam::CCameraModule> NewModule() {
 
 extern "C" {
 
-// Makes one camera tool's module for the framework's `handle`; null on failure, with the reason
-// left by CQ_M_SetLastError. The host gives it back with DestroyModule.
 CAbstractUserModule* CreateModule(void* handle) {
     if (handle == nullptr) {
         return nullptr;
@@ -56,7 +56,6 @@ CAbstractUserModule* CreateModule(void* handle) {
     return module.release();
 }
 
-// Ends the module's threads, closes its camera and frees it; a null `module` does nothing.
 void DestroyModule(void* handle, CAbstractUserModule* module) {
     if (module == nullptr) {
         return;

@@ -1,4 +1,4 @@
-// The host of one module, for tests: creates it through its exports on the stand-ins, with
+// The host of one module, for tests: creates it through its exports on the stand-ins, mostly with
 // simulated cameras, and remembers what it reports and logs.
 #pragma once
 
@@ -14,13 +14,9 @@
 #include <vector>
 
 #include "imaging/buffer_node.h"
+#include "module/exports.h"
 #include "module/framework/module_frame.h"
 #include "module/framework/status_codes.h"
-
-extern "C" {
-CAbstractUserModule* CreateModule(void* handle);
-void DestroyModule(void* handle, CAbstractUserModule* module);
-}
 
 namespace tests {
 
@@ -36,12 +32,19 @@ struct Report {
     }
 };
 
-// One at a time in a process: the stand-ins have one observer and one log sink.
+// The cameras of the machine, and no simulated one.
+struct RealCameras {};
+
+// One at a time in a process, as the stand-ins have one observer and one log sink; further modules
+// stand beside it.
 class ModuleHost {
   public:
     // `cameras`: a description for KZSim_Configure. Real cameras stay out.
     explicit ModuleHost(const std::string& cameras = "", std::int32_t moduleId = 1,
                         std::int32_t createCause = 0);
+    explicit ModuleHost(RealCameras cameras, std::int32_t moduleId = 1);
+    // One more module, which `first` outlives: that one gets the reports and log lines of both.
+    ModuleHost(ModuleHost& first, std::int32_t moduleId);
     ~ModuleHost();
     ModuleHost(const ModuleHost&) = delete;
     ModuleHost& operator=(const ModuleHost&) = delete;
@@ -85,6 +88,9 @@ class ModuleHost {
     [[nodiscard]] std::vector<std::string> Published() const;
 
   private:
+    void Watch();
+    void Create(std::int32_t moduleId, std::int32_t createCause);
+
     static void OnReport(void* user, void* handle, std::uint32_t code, const char* text,
                          std::uint32_t length);
     static void OnBinaryData(void* user, std::int32_t kind, const char* key, const char* data,
@@ -105,6 +111,7 @@ class ModuleHost {
     std::vector<std::string> m_log;
     std::vector<std::string> m_published;
 
+    bool m_watches = false;  // is the stand-ins' observer and sink
     void* m_handle = nullptr;
     CAbstractUserModule* m_module = nullptr;
 };
@@ -114,9 +121,10 @@ std::string MessageOf(const std::string& line);
 // The messages that one function of the module logged, oldest first.
 std::vector<std::string> MessagesOf(const std::vector<std::string>& log, std::string_view function);
 
-// Threads of this process and its open image regions. 0 and none where the system does not show
-// them in its files (anywhere but on Linux).
+// Threads of this process, its open files and its open image regions. 0 and none where the system
+// does not show them in its files (anywhere but on Linux).
 std::size_t ThreadCount();
+std::size_t OpenFileCount();
 std::vector<std::string> OpenRegions();
 
 // Waits, looking every few milliseconds, until `condition` holds; false after `timeout`.

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Makes the packages an integrator installs: dist/camera-module-<version>-win64.zip and the .tar.gz for
+# Linux, each with library, headers, stand-ins, camera_host and pages.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+scripts/setup.sh test
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+for preset in windows linux; do
+    build=build/package-$preset
+    echo "Packing $preset ..."
+    if ! { cmake --preset "$preset" -B "$build" -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE=Release &&
+        cmake --build "$build" &&
+        (cd "$build" && cpack -B package); } >"$log" 2>&1; then
+        cat "$log" >&2
+        exit 1
+    fi
+    mkdir -p dist
+    cp "$build"/package/camera-module-*.{zip,tar.gz} dist/ 2>/dev/null || true
+done
+ls -l dist
