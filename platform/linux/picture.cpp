@@ -5,7 +5,16 @@
 namespace platform {
 
 DecodedImage DecodePicture(const PictureFile& file) {
-    return file.kind == PictureKind::Tiff ? DecodeTiff(file) : DecodeBmpJpegPng(file);
+    switch (file.kind) {
+        case PictureKind::Jpeg:
+            return DecodeJpeg(file);
+        case PictureKind::Tiff:
+            return DecodeTiff(file);
+        case PictureKind::Bmp:
+        case PictureKind::Png:
+            break;
+    }
+    return DecodeBmpOrPng(file);
 }
 
 }  // namespace platform

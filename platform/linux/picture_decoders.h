@@ -6,6 +6,7 @@
 namespace platform {
 
 [[nodiscard]] DecodedImage DecodeTiff(const PictureFile& file);
-[[nodiscard]] DecodedImage DecodeBmpJpegPng(const PictureFile& file);
+[[nodiscard]] DecodedImage DecodeBmpOrPng(const PictureFile& file);
+[[nodiscard]] DecodedImage DecodeJpeg(const PictureFile& file);
 
 }  // namespace platform

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -31,7 +30,6 @@ void* Reallocate(void* block, std::size_t size) {
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_STATIC
 #define STBI_ONLY_BMP
-#define STBI_ONLY_JPEG
 #define STBI_ONLY_PNG
 #define STBI_NO_STDIO
 #include <stb/stb_image.h>
@@ -169,24 +167,21 @@ std::vector<Colour> ReadPngPalette(Source& source) {
 
 std::vector<Colour> ReadPalette(const PictureFile& file) {
     Source source(file.path);
-    switch (file.kind) {
-        case PictureKind::Bmp:
-            return ReadBmpPalette(source);
-        case PictureKind::Png:
-            return ReadPngPalette(source);
-        default:
-            return {};
-    }
+    return file.kind == PictureKind::Bmp ? ReadBmpPalette(source) : ReadPngPalette(source);
 }
 
+// The library may quote the bytes that it stumbles over; only plain text is passed on.
 [[noreturn]] void Fail() {
-    const char* const reason = stbi_failure_reason();
-    throw std::runtime_error(reason != nullptr ? reason : "the picture is broken");
+    const char* const told = stbi_failure_reason();
+    const std::string reason = told != nullptr ? told : "";
+    const bool isText =
+        std::all_of(reason.begin(), reason.end(), [](char c) { return c >= ' ' && c <= '~'; });
+    throw std::runtime_error(!reason.empty() && isText ? reason : "the picture is broken");
 }
 
 }  // namespace
 
-DecodedImage DecodeBmpJpegPng(const PictureFile& file) {
+DecodedImage DecodeBmpOrPng(const PictureFile& file) {
     constexpr std::size_t kTables = 1U << 20;
     const std::uint64_t fileSize = std::filesystem::file_size(file.path);
     constexpr stbi_io_callbacks kCallbacks = Source::Callbacks();
@@ -209,12 +204,10 @@ DecodedImage DecodeBmpJpegPng(const PictureFile& file) {
     const std::uint32_t channels = isGrey ? 1 : 3;
     DecodedImage image = MakeImage(columns, rows, channels, file.maxBytes);
 
-    // At most 8 bytes a pixel, in buffers that grow by doubling, and blocks of 64 pixels in a JPEG
-    // file that stand out over the edges; the compressed bytes are gathered in one block too.
+    // At most 8 bytes a pixel and a little more a row, in buffers that grow by doubling; the
+    // compressed bytes are gathered in such a block too.
     constexpr std::uint64_t kBytesPerPixel = 16;
-    constexpr std::uint64_t kOverTheEdge = 64;
-    t_largestBlock =
-        kBytesPerPixel * (columns + kOverTheEdge) * (rows + kOverTheEdge) + 2 * fileSize + kTables;
+    t_largestBlock = kBytesPerPixel * (columns + 1) * (rows + 1) + 2 * fileSize + kTables;
     Source source(file.path);
     const std::unique_ptr<stbi_uc, decltype(&stbi_image_free)> pixels(
         stbi_load_from_callbacks(&kCallbacks, &source, &width, &height, &stored,

@@ -1,4 +1,5 @@
-// TIFF layouts that the decoder of Wine does not take, and damage that it does not survive.
+// TIFF layouts that the decoder of Wine does not take, and damage that it does not survive or
+// passes over.
 
 #include <string>
 #include <vector>
@@ -52,6 +53,12 @@ TEST_F(ImageDecoderOnLinux, RefusesTiffThatLies) {
     strips.rowsPerStrip = 4;
     strips.blocks = {std::string(64, '\1')};
     ExpectRefusal(Tiff(strips));
+}
+
+TEST_F(ImageDecoderOnLinux, RefusesJpegCutShort) {
+    const std::string whole = test::Jpeg({200});
+    ExpectRefusal(whole.substr(0, whole.size() - 4));  // two bytes of pixels, two that end the file
+    ExpectRefusal(whole.substr(0, whole.size() / 2));
 }
 
 TEST_F(ImageDecoderOnLinux, SurvivesDamagedTiff) {
