@@ -3,8 +3,10 @@
 # `setup.sh test` (the default) what building, testing and checking on both systems needs.
 set -euo pipefail
 
-demo=(g++ cmake ninja-build pkg-config libaravis-dev aravis-tools libstb-dev libtiff-dev)
-test=("${demo[@]}" googletest g++-mingw-w64-x86-64-posix wine wine64
+# libusb and libxml2 are asked for by the pkg-config files of libaravis-dev, which does not bring them all.
+demo=(g++ cmake ninja-build pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev zlib1g-dev
+    aravis-tools libstb-dev libtiff-dev libjpeg-dev)
+test=("${demo[@]}" binutils googletest g++-mingw-w64-x86-64-posix wine wine64
     clang clang-format clang-tidy libclang-rt-14-dev ccache)
 
 case "${1:-test}" in
