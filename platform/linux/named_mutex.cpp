@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 
 // The mutex is a lock on an empty shared-memory object: the kernel releases it with its holder,
@@ -17,6 +18,10 @@ namespace {
 
 constexpr int kNone = -1;
 constexpr mode_t kEverybody = 0666;
+
+// The kernel's lock orders the holders, but to the memory model - and to ThreadSanitizer - it means
+// nothing; for those within this process the counter does.
+std::atomic<unsigned> g_turns{0};
 
 int OpenOrCreate(const std::string& path) {
     for (;;) {
@@ -62,6 +67,7 @@ NamedMutexHold::NamedMutexHold(const std::string& name) : m_name("/" + name) {
         const bool locked = Lock(object);
         if (locked && StillNamed(object)) {
             m_handle = object;
+            g_turns.fetch_add(1, std::memory_order_acq_rel);
             return;
         }
         close(object);
@@ -76,6 +82,7 @@ NamedMutexHold::~NamedMutexHold() {
         return;
     }
     const int object = static_cast<int>(m_handle);
+    g_turns.fetch_add(1, std::memory_order_acq_rel);
     shm_unlink(m_name.c_str());
     flock(object, LOCK_UN);  // a child process may have inherited the descriptor
     close(object);
