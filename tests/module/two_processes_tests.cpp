@@ -1,0 +1,70 @@
+// What the module shares with other processes of the machine.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <future>
+#include <string>
+
+#include "imaging/shared_memory_base.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
+#include "tests/platform/support.h"
+#include "tests/support/module_host.h"
+
+namespace tests {
+namespace {
+
+using platform::test::RunHelper;
+using platform::test::WaitUntil;
+
+TEST(TwoProcesses, EnumerateOneAfterTheOtherEvenWhenTheFirstDies) {
+    ModuleHost host("gige serial=A");
+    const platform::test::TemporaryFolder folder;
+    const std::filesystem::path sign = folder.Path() / "held";
+    auto other = std::async(std::launch::async, [&] {
+        return RunHelper({"hold-mutex", "Corvane_EnumCamera_Mutex", sign.string()});
+    });
+    ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(sign); }));
+
+    auto enumeration = std::async(std::launch::async, [&] { return host.Set("EnumCamera", ""); });
+    EXPECT_EQ(enumeration.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout)
+        << "enumerated while another process did";
+
+    // The other process dies with the mutex in its hands.
+    EXPECT_TRUE(WaitUntil([&] {
+        std::error_code error;
+        return std::filesystem::remove(sign, error);
+    }));
+    ASSERT_EQ(enumeration.wait_for(kHang), std::future_status::ready);
+    EXPECT_EQ(enumeration.get(), cam::kOk);
+    EXPECT_EQ(other.get(), 0);
+}
+
+TEST(TwoProcesses, SeeTheSameFrameByTheNameOfItsRegion) {
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.OpenForRequests("A");
+    const auto image = host.Image();
+    ASSERT_TRUE(image.has_value());
+
+    const platform::test::TemporaryFolder folder;
+    const std::filesystem::path copy = folder.Path() / "region";
+    ASSERT_EQ(RunHelper({"copy-mapping", image->sharedName, copy.string()}), 0);
+    const std::string bytes = platform::test::ReadFile(copy);
+
+    cam::SharedRegionHeader header{};
+    ASSERT_GE(bytes.size(), sizeof header + image->dataLength);
+    std::memcpy(&header, bytes.data(), sizeof header);
+    EXPECT_EQ(header.dataSize, image->dataLength);
+    EXPECT_EQ(header.headerLength, sizeof header);
+    EXPECT_STREQ(header.name, image->sharedName);
+    EXPECT_EQ(std::memcmp(bytes.data() + header.headerLength, image->data, image->dataLength), 0);
+    EXPECT_EQ(KZSim_FrameNumberIn(
+                  reinterpret_cast<const std::uint8_t*>(bytes.data()) + header.headerLength,
+                  image->pixelType),
+              image->frameNumber);
+    host.Free(*image);
+}
+
+}  // namespace
+}  // namespace tests
