@@ -363,6 +363,10 @@ const ParamCatalogue::Row* ParamCatalogue::Find(std::string_view key) {
     return FindRow(kRows, key);
 }
 
+std::vector<TableKey> CatalogueKeys() {
+    return KeysOf(ParamCatalogue::kRows);
+}
+
 std::uint32_t CCameraModule::GetParam(const char* key, char* value, std::int32_t size,
                                       std::uint32_t* length) try {
     if (key == nullptr || value == nullptr || length == nullptr) {

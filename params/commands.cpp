@@ -347,6 +347,10 @@ const ParamCommands::Row* ParamCommands::Find(std::string_view key) {
     return FindRow(kRows, key);
 }
 
+std::vector<TableKey> CommandKeys() {
+    return KeysOf(ParamCommands::kRows);
+}
+
 Status ParamCommands::Feature(CCameraModule& module, std::string_view key, const Value& value) {
     if (!module.m_camera.IsOpen()) {
         return kNoCamera;

@@ -3,10 +3,20 @@
 
 #include <iterator>
 #include <string_view>
+#include <vector>
 
 namespace cam {
 
 enum class KeyMatch { Exact, Contained };
+
+struct TableKey {
+    std::string_view key;
+    KeyMatch match;
+};
+
+// The keys the module answers and takes itself, in the order they are tried.
+[[nodiscard]] std::vector<TableKey> CatalogueKeys();
+[[nodiscard]] std::vector<TableKey> CommandKeys();
 
 [[nodiscard]] constexpr bool Matches(std::string_view rowKey, KeyMatch match,
                                      std::string_view key) {
@@ -22,6 +32,15 @@ template <typename Row, std::size_t Count>
         }
     }
     return nullptr;
+}
+
+template <typename Row, std::size_t Count>
+[[nodiscard]] std::vector<TableKey> KeysOf(const Row (&rows)[Count]) {
+    std::vector<TableKey> keys;
+    for (const Row& row : rows) {
+        keys.push_back({row.key, row.match});
+    }
+    return keys;
 }
 
 }  // namespace cam

@@ -1,0 +1,95 @@
+#include "tests/support/parameter_text.h"
+
+#include "params/parameter_info.h"
+
+namespace tests {
+
+namespace {
+
+constexpr std::string_view kHead = R"(# Keys of the module
+
+What the host reads with `GetParam` and writes with `SetParam`. This page is made from
+`params/parameter_info.cpp` by the target `update_parameter_page`; change that file, not this one.
+
+A value is text. Where a value comes with its range, the fields are separated by `$`; writers use
+what stands before the first one, so that an answer may be written back as it is. A boolean is False
+exactly when it begins with `False`. A number that cannot be read leaves the setting as it was. Keys
+marked * stand for every key that contains them; all others match as a whole.
+
+Status codes: 0 for success, 0xE0000001 for a missing key, value, buffer or length; others stand at
+their keys.
+
+| Key | Access | Value | Initially | Meaning |
+|---|---|---|---|---|
+)";
+
+std::string_view AccessText(cam::KeyAccess access) {
+    switch (access) {
+        case cam::KeyAccess::Read:
+            return "read";
+        case cam::KeyAccess::Write:
+            return "write";
+        case cam::KeyAccess::ReadWrite:
+            return "read, write";
+        case cam::KeyAccess::Command:
+            return "command";
+    }
+    return "";
+}
+
+std::string_view FormText(cam::ValueForm form) {
+    switch (form) {
+        case cam::ValueForm::None:
+            return "-";
+        case cam::ValueForm::Text:
+            return "text";
+        case cam::ValueForm::Integer:
+            return "integer";
+        case cam::ValueForm::IntegerRange:
+            return "`value$minimum$maximum$increment$`";
+        case cam::ValueForm::Switch:
+            return "`True$$$$$` or `False$$$$$`";
+        case cam::ValueForm::Plain:
+            return "`True` or `False`";
+        case cam::ValueForm::Fields:
+            return "fields separated by `$`";
+        case cam::ValueForm::Record:
+            return "64-byte `BufferNode`";
+    }
+    return "";
+}
+
+std::string ValueText(const cam::ParameterInfo& info) {
+    std::string text(FormText(info.form));
+    if (!info.unit.empty()) {
+        text.append(", ").append(info.unit);
+    }
+    if (!info.range.empty()) {
+        text.append("; ").append(info.range);
+    }
+    return text;
+}
+
+std::string InitialText(const cam::ParameterInfo& info) {
+    if (!info.initial) {
+        return "";
+    }
+    return info.initial->empty() ? "empty" : '`' + std::string(*info.initial) + '`';
+}
+
+}  // namespace
+
+std::string ParameterPage() {
+    std::string page(kHead);
+    for (const cam::ParameterInfo& info : cam::AllParameterInfo()) {
+        page.append("| `").append(info.key).append(info.contained ? "` * | " : "` | ");
+        page.append(AccessText(info.access)).append(" | ");
+        page.append(ValueText(info)).append(" | ");
+        page.append(InitialText(info)).append(" | ");
+        page.append(info.effect).append(" |\n");
+    }
+    page.append("\n## Camera features\n\n").append(cam::CameraFeatureNote());
+    return page;
+}
+
+}  // namespace tests
