@@ -1,6 +1,10 @@
 // What the module tells the host through the framework.
-#include <cstdio>
-#include <cstring>
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <limits>
+#include <string_view>
+#include <type_traits>
 
 #include "module/camera_module.h"
 #include "module/log/log.h"
@@ -13,12 +17,14 @@ constexpr std::size_t kNoticeSize = 128;
 constexpr unsigned kOnline = 1;
 constexpr unsigned kOffline = 0;
 
-// A report's text: the module id, then what is told, then the camera.
+// What is told as one text, its fields joined by '-'. Made for each frame, so without a formatter;
+// what does not fit is cut.
 class Notice {
   public:
-    template <typename... Args>
-    explicit Notice(const char* format, Args... args) {
-        std::snprintf(m_text, sizeof m_text, format, args...);
+    template <typename... Fields>
+    explicit Notice(const Fields&... fields) {
+        (AppendField(fields), ...);
+        *m_end = '\0';
     }
 
     [[nodiscard]] Status Report(void* handle, std::uint32_t code) const {
@@ -30,18 +36,38 @@ class Notice {
     [[nodiscard]] const char* c_str() const { return m_text; }
 
   private:
+    template <typename Field>
+    void AppendField(const Field& field) {
+        if (m_end != m_text) {
+            Append("-");
+        }
+        if constexpr (std::is_integral_v<Field>) {
+            char digits[std::numeric_limits<Field>::digits10 + 2];
+            const auto end = std::to_chars(std::begin(digits), std::end(digits), field).ptr;
+            Append({digits, static_cast<std::size_t>(end - digits)});
+        } else {
+            Append(field);
+        }
+    }
+
+    void Append(std::string_view text) {
+        const auto room = static_cast<std::size_t>(std::end(m_text) - 1 - m_end);
+        m_end = std::copy_n(text.data(), std::min(text.size(), room), m_end);
+    }
+
     [[nodiscard]] std::uint32_t Length() const {
-        return static_cast<std::uint32_t>(std::strlen(m_text));
+        return static_cast<std::uint32_t>(m_end - m_text);
     }
 
     char m_text[kNoticeSize];
+    char* m_end = m_text;
 };
 
 }  // namespace
 
 void CCameraModule::ReportFrame(std::uint32_t frameNumber) {
-    const Notice notice("%u-%u-%u-%s", static_cast<unsigned>(ModuleId()), 1U, frameNumber,
-                        m_camera.Key().c_str());
+    const CameraText key = m_camera.Key();
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), 1U, frameNumber, key.view());
     if (const Status status = notice.Report(m_hModule, kReportFrameArrived); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), "CCameraModule::DoImageCallBack",
                 "CQ_M_ReportData return [%x]", status);
@@ -50,8 +76,8 @@ void CCameraModule::ReportFrame(std::uint32_t frameNumber) {
 
 void CCameraModule::ReportFrameStarted() {
     static constexpr char kFunction[] = "EventCallBack";
-    const Notice notice("%u-%u-%u-%s", static_cast<unsigned>(ModuleId()), 0U, 0U,
-                        m_serial.Get().c_str());
+    const CameraText serial = m_serial.Get();
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), 0U, 0U, serial.view());
     CAM_LOG(kLogError, ModuleId(), kFunction, "CQ_M_ReportData  405 %s", notice.c_str());
     if (const Status status = notice.Report(m_hModule, kReportFrameStarted); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "CQ_M_ReportData return [%x]", status);
@@ -59,36 +85,36 @@ void CCameraModule::ReportFrameStarted() {
 }
 
 void CCameraModule::ReportCameraOn(const char* function) {
-    const Notice notice("%u-%u-%s", static_cast<unsigned>(ModuleId()), kOnline,
-                        m_serial.Get().c_str());
+    const CameraText serial = m_serial.Get();
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), kOnline, serial.view());
     if (const Status status = notice.Report(m_hModule, kReportCameraState); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "CQ_M_ReportData Camera On return [%x]", status);
     }
 }
 
 void CCameraModule::ReportCameraOff(const char* function, const CameraText& serial) {
-    const Notice notice("%u-%u-%s", static_cast<unsigned>(ModuleId()), kOffline, serial.c_str());
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), kOffline, serial.view());
     if (const Status status = notice.Report(m_hModule, kReportCameraState); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "CQ_M_ReportData Camera Off return [%x]", status);
     }
 }
 
 void CCameraModule::ReportCameraSource(const char* function, const char* text) {
-    const Notice notice("%s", text);
+    const Notice notice(std::string_view{text});
     if (const Status status = notice.Report(m_hModule, kReportCameraSource); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "CQ_M_ReportData return [%x]", status);
     }
 }
 
 void CCameraModule::PublishCameraOnline(const char* function) {
-    const Notice notice("%d", ModuleId());
+    const Notice notice(ModuleId());
     if (const Status status = notice.Publish("CameraOnline"); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "Send CameraOnline error.nRet:[%x]", status);
     }
 }
 
 void CCameraModule::PublishCameraOffline(const char* function) {
-    const Notice notice("%d", ModuleId());
+    const Notice notice(ModuleId());
     if (const Status status = notice.Publish("CameraOffline"); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "Send CameraOffline error.nRet:[%x]", status);
     }
