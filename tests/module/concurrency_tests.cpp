@@ -166,7 +166,6 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
             host.Get("Width");
         }
     };
-    host.Set("SoftTriggerWaitTime", "1");
     host.Set("ImageCacheNum", "8");
     host.Set("ReconnectTime", "2");
     host.Relate(1);
@@ -189,8 +188,8 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
     const auto loadedA = Solution("A");
     const auto loadedB = Solution("B");
     Crew crew;
-    crew.Add("first puller", pull);
-    crew.Add("second puller", pull);
+    crew.Add("first puller", pull, milliseconds(2));
+    crew.Add("second puller", pull, milliseconds(15));
     crew.Add(
         "first selector",
         [&, choice = alternate("A", "0", "1$B$", "A")]() mutable {
@@ -228,8 +227,10 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
             host.Get("CameraName");
         },
         milliseconds(3));
-    crew.Add("setter", [&, level = alternate("5", "6")]() mutable {
+    // A wait for a frame that does not come holds the other images up.
+    crew.Add("setter", [&, level = alternate("5", "6"), wait = alternate("0", "0", "1")]() mutable {
         host.Set("LogLevel", level());
+        host.Set("SoftTriggerWaitTime", wait());
         host.Set("ImageCacheNum", "6");
         host.Set("SynTriggerSoftware", "");
         host.Set("IOEnableElectricalLevel", "1");
@@ -296,6 +297,7 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
         host.Set("RealTimeImgAcq", "False");
         EXPECT_TRUE(Eventually([&] {
             host.Set("CameraName", "0");
+            host.Set("EnumCamera", "");  // the last one may have missed an unplugged camera
             host.Set("ClearCacheImage", "");
             host.Set("TriggerProcessRunStatus", "False");
             host.Set("SoftTriggerWaitTime", "2");

@@ -1,10 +1,10 @@
 // A module from CreateModule to DestroyModule, as the host sees it.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <regex>
 
 #include "camera/sdk/kz_camera_control.h"
 #include "module/log/xalog.h"
@@ -19,7 +19,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::IsSupersetOf;
 
 constexpr std::int32_t kTraceLevel = 1;
 constexpr std::uint32_t kFrameworkFault = 0xE1234567;
@@ -35,6 +34,19 @@ std::vector<std::uint64_t> FrameworkCalls() {
         calls.push_back(ModuleFrame_CallCount(function));
     }
     return calls;
+}
+
+// "[library] [ModuId:id] [function@number] message", the library without its ending.
+bool HasForm(std::string line, const std::string& id, const std::string& function,
+             const std::string& message) {
+    const std::size_t number = line.find('@') + 1;
+    const std::size_t end = std::min(line.find_first_not_of("0123456789", number), line.size());
+    if (end == number) {
+        return false;
+    }
+    line.replace(number, end - number, "N");
+    const std::string form = "CameraModule] [ModuId:" + id + "] [" + function + "@N] " + message;
+    return line == "[" + form || line == "[lib" + form;
 }
 
 class Lifecycle : public ::testing::Test {
@@ -72,13 +84,12 @@ TEST_F(Lifecycle, CreationIsToldStepByStepAndCounted) {
     EXPECT_THAT(MessagesOf(log, "CCameraModule::EnumDevices"),
                 ElementsAre("Enum return 1 devices"));
 
-    const std::regex unknownModule(
-        R"(\[(lib)?CameraModule\] \[ModuId:-1\] \[CreateModule@\d+\] CameraModuleDebug:NEW CREAT)");
-    const std::regex knownModule(
-        R"(\[(lib)?CameraModule\] \[ModuId:7\] \[CCameraModule::Init@\d+\] Init end)");
-    EXPECT_TRUE(std::regex_match(log.front(), unknownModule)) << log.front();
+    EXPECT_TRUE(HasForm(log.front(), "-1", "CreateModule", "CameraModuleDebug:NEW CREAT"))
+        << log.front();
     EXPECT_EQ(std::count_if(log.begin(), log.end(),
-                            [&](const auto& line) { return std::regex_match(line, knownModule); }),
+                            [](const std::string& line) {
+                                return HasForm(line, "7", "CCameraModule::Init", "Init end");
+                            }),
               1);
 
     host.Destroy();
