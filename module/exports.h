@@ -5,8 +5,8 @@ class CAbstractUserModule;
 
 extern "C" {
 
-// Makes one camera tool's module for the framework's `handle`; null on failure, with the reason left
-// by CQ_M_SetLastError. The host gives it back with DestroyModule.
+// Makes one camera tool's module for the framework's `handle`; null on failure, with the reason
+// left by CQ_M_SetLastError. The host gives it back with DestroyModule.
 CAbstractUserModule* CreateModule(void* handle);
 
 // Ends the module's threads, closes its camera and frees it; a null `module` does nothing.

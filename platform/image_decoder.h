@@ -11,8 +11,8 @@ namespace platform {
 struct DecodedImage {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
-    std::uint32_t channels = 0;         // 1: grey, 8 bit; 3: RGB, 8 bit each
-    std::vector<std::uint8_t> pixels;   // rows top to bottom, no padding
+    std::uint32_t channels = 0;        // 1: grey, 8 bit; 3: RGB, 8 bit each
+    std::vector<std::uint8_t> pixels;  // rows top to bottom, no padding
 };
 
 // Grey pictures (also palettes of greys and 16-bit greys) give one channel, all others three;

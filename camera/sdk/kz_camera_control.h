@@ -1,5 +1,5 @@
-// The camera SDK `KZCameraControl` as the module uses it. Little-endian, 64-bit; texts are NUL-ended
-// in the system's single-byte code page unless said otherwise.
+// The camera SDK `KZCameraControl` as the module uses it. Little-endian, 64-bit; texts are
+// NUL-ended in the system's single-byte code page unless said otherwise.
 //
 // Every function returns 0 or an error code. Any thread may call any function; the SDK serialises
 // the calls of one handle. Callbacks come on threads of the SDK: frames one at a time per camera.
@@ -20,12 +20,12 @@ inline constexpr std::uint32_t KZ_CC_E_CALL_ORDER = 0x80000003;     // not in th
 inline constexpr std::uint32_t KZ_CC_E_RESOURCE = 0x80000004;       // out of memory or buffer room
 inline constexpr std::uint32_t KZ_CC_E_NOT_SUPPORTED = 0x80000005;  // not by this camera or format
 inline constexpr std::uint32_t KZ_CC_E_NO_DATA = 0x80000006;
-inline constexpr std::uint32_t KZ_CC_E_NODE_MISSING = 0x80000101;   // no such feature
-inline constexpr std::uint32_t KZ_CC_E_NODE_RANGE = 0x80000102;     // value outside the range
-inline constexpr std::uint32_t KZ_CC_E_NODE_ACCESS = 0x80000103;    // not writable or readable now
-inline constexpr std::uint32_t KZ_CC_E_NODE_TYPE = 0x80000104;      // feature is of another type
-inline constexpr std::uint32_t KZ_CC_E_OPEN_REFUSED = 0x80000201;   // another user has control
-inline constexpr std::uint32_t KZ_CC_E_DEVICE_LOST = 0x80000206;    // the camera does not answer
+inline constexpr std::uint32_t KZ_CC_E_NODE_MISSING = 0x80000101;  // no such feature
+inline constexpr std::uint32_t KZ_CC_E_NODE_RANGE = 0x80000102;    // value outside the range
+inline constexpr std::uint32_t KZ_CC_E_NODE_ACCESS = 0x80000103;   // not writable or readable now
+inline constexpr std::uint32_t KZ_CC_E_NODE_TYPE = 0x80000104;     // feature is of another type
+inline constexpr std::uint32_t KZ_CC_E_OPEN_REFUSED = 0x80000201;  // another user has control
+inline constexpr std::uint32_t KZ_CC_E_DEVICE_LOST = 0x80000206;   // the camera does not answer
 
 inline constexpr std::uint32_t KZ_TRANSPORT_GIGE = 1;
 inline constexpr std::uint32_t KZ_TRANSPORT_USB3 = 4;

@@ -56,7 +56,9 @@ std::string Text(const char* text) {
 std::string Text(std::uint32_t number) {
     return std::to_string(number);
 }
-std::string Text(bool value) { return value ? "1" : "0"; }
+std::string Text(bool value) {
+    return value ? "1" : "0";
+}
 std::string Text(float number) {
     char text[32];
     std::snprintf(text, sizeof text, "%g", static_cast<double>(number));

@@ -10,7 +10,6 @@ namespace {
 using Access = Feature::Access;
 constexpr bool kInUserSet = true;
 
-constexpr std::uint32_t kLines = 5;
 constexpr std::size_t kLongestText = 255;
 
 struct Row {

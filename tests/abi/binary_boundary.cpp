@@ -1,6 +1,6 @@
 // What crosses the boundary to the host and to the SDK, compiled for MSVC's binary interface by a
-// compiler that knows it. The headers' own static_asserts say sizes and offsets; this file makes the
-// virtual-function table for check_msvc_layout.cmake to read, and repeats no number of it.
+// compiler that knows it. The headers' own static_asserts say sizes and offsets; this file makes
+// the virtual-function table for check_msvc_layout.cmake to read, and repeats no number of it.
 #include "camera/sdk/kz_camera_control.h"
 #include "camera/sdk/pixel_format.h"
 #include "imaging/buffer_node.h"
