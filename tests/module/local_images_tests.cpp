@@ -303,8 +303,9 @@ TEST_F(LocalImages, ScanAnewWhilePicturesAreTaken) {
 }
 
 TEST_F(LocalImages, EndWhilePicturesAreDecoded) {
-    const std::string large =
-        Bmp({.width = 2000, .rows = std::vector<std::string>(1000, std::string(6000, 'p'))});
+    constexpr std::uint32_t kWidth = 100'000;
+    const std::vector<std::string> rows(20, std::string(std::size_t{kWidth} * 3, 'p'));
+    const std::string large = Bmp({.width = kWidth, .rows = rows});
     for (int i = 0; i < 4; ++i) {
         folder.Write(std::to_string(i) + ".bmp", large);
     }
