@@ -24,20 +24,42 @@ ModuleHost::ModuleHost(const std::string& cameras, std::int32_t moduleId,
                        std::int32_t createCause) {
     KZSim_UseRealCameras(false);
     KZSim_Configure(cameras.c_str());
-    XalogHost_SetStandardError(false);
-    XalogHost_SetSink(&OnLogLine, this);
-    const ModuleFrameObserver observer{this, &OnReport, &OnBinaryData, &OnTryRunProcedure};
-    ModuleFrame_SetObserver(&observer);
-    m_handle = ModuleFrame_CreateHandle(moduleId, createCause);
-    m_module = CreateModule(m_handle);
+    Watch();
+    Create(moduleId, createCause);
+}
+
+ModuleHost::ModuleHost(RealCameras, std::int32_t moduleId) {
+    KZSim_UseRealCameras(true);
+    KZSim_Configure("");
+    Watch();
+    Create(moduleId, 0);
+}
+
+ModuleHost::ModuleHost(ModuleHost&, std::int32_t moduleId) {
+    Create(moduleId, 0);
 }
 
 ModuleHost::~ModuleHost() {
     Destroy();
     ModuleFrame_DestroyHandle(m_handle);
-    ModuleFrame_SetObserver(nullptr);
-    XalogHost_SetSink(nullptr, nullptr);
-    KZSim_Configure("");
+    if (m_watches) {
+        ModuleFrame_SetObserver(nullptr);
+        XalogHost_SetSink(nullptr, nullptr);
+        KZSim_Configure("");
+    }
+}
+
+void ModuleHost::Watch() {
+    XalogHost_SetStandardError(false);
+    XalogHost_SetSink(&OnLogLine, this);
+    const ModuleFrameObserver observer{this, &OnReport, &OnBinaryData, &OnTryRunProcedure};
+    ModuleFrame_SetObserver(&observer);
+    m_watches = true;
+}
+
+void ModuleHost::Create(std::int32_t moduleId, std::int32_t createCause) {
+    m_handle = ModuleFrame_CreateHandle(moduleId, createCause);
+    m_module = CreateModule(m_handle);
 }
 
 void ModuleHost::Destroy() {
@@ -225,6 +247,10 @@ std::vector<std::string> MessagesOf(const std::vector<std::string>& log,
 
 std::size_t ThreadCount() {
     return NamesIn("/proc/self/task").size();
+}
+
+std::size_t OpenFileCount() {
+    return NamesIn("/proc/self/fd").size();
 }
 
 std::vector<std::string> OpenRegions() {
