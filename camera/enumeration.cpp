@@ -1,7 +1,5 @@
 // Finding the cameras of the machine and offering them to the host's user.
 #include <algorithm>
-#include <cstring>
-#include <memory>
 
 #include "camera/camera_list.h"
 #include "module/camera_module.h"
@@ -133,7 +131,7 @@ Status CCameraModule::GetCameraList(char* buffer, std::int32_t capacity, std::ui
     }
     *length = static_cast<std::uint32_t>(list.text.size());
     const std::size_t room = capacity > 0 ? static_cast<std::size_t>(capacity) : 0;
-    std::memcpy(buffer, list.text.data(), std::min(room, list.text.size()));
+    std::copy_n(list.text.data(), std::min(room, list.text.size()), buffer);
     return kOk;
 }
 

@@ -27,6 +27,7 @@
 // set Default.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "camera/sdk/pixel_format.h"
@@ -37,9 +38,9 @@
 // by keeping the upper eight bits.
 [[nodiscard]] inline std::uint32_t KZSim_FrameNumberIn(const std::uint8_t* pixels,
                                                        std::uint32_t pixelType) {
-    const unsigned stride = pixelType == pixel_format::kRGB8 ? 3 : 1;
+    const std::size_t stride = pixelType == pixel_format::kRGB8 ? 3 : 1;
     std::uint32_t number = 0;
-    for (unsigned i = 0; i < sizeof number; ++i) {
+    for (std::size_t i = 0; i < sizeof number; ++i) {
         number |= std::uint32_t{pixels[i * stride]} << (8 * i);
     }
     return number;
