@@ -25,6 +25,7 @@ using ::testing::IsEmpty;
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::int32_t kTraceLevel = 1;
 constexpr std::int32_t kErrorLevel = 4;
 constexpr std::chrono::seconds kStorm{4};
 
@@ -307,6 +308,20 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
     WithinTime("destruction", [&] { host.Destroy(); });
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
     EXPECT_THAT(OpenRegions(), IsEmpty());
+}
+
+// The frame arrives after its trigger and before the wait for it begins.
+TEST(Trigger, FrameThatIsFasterThanTheWaitEndsIt) {
+    Xalog_ResetLevel(kTraceLevel);
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.onLog = [&](const std::string& line) {
+        if (MessageOf(line).starts_with("Soft trigger camera: A")) {
+            EXPECT_TRUE(host.WaitForLog("CameraModule:Image callback end"));
+        }
+    };
+    host.OpenForRequests("A");
+    host.Set("SoftTriggerWaitTime", "1000");
+    WithinTime("image", [&] { EXPECT_TRUE(host.Image().has_value()); });
 }
 
 // A frame is in the module's hands, on its way to be converted, while its camera is taken away.

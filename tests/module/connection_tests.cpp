@@ -83,6 +83,17 @@ TEST_F(Connection, GigECameraIsBroughtIntoTheModulesConfigurationStepByStep) {
     EXPECT_EQ(host.Get("SerialNumber"), "A");  // who it was survives closing
 }
 
+TEST_F(Connection, HostIsToldBetweenTheStepsOfTheSetUp) {
+    ModuleHost host("gige serial=A");
+    std::string beforeReport;
+    std::string beforePublication;
+    host.onReport = [&](const Report&) { beforeReport = Journal("A").back(); };
+    host.onPublished = [&](const std::string&) { beforePublication = Journal("A").back(); };
+    EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
+    EXPECT_EQ(beforeReport, "KZ_CC_SetIntValue GevSCPSPacketSize 1500");
+    EXPECT_EQ(beforePublication, "KZ_CC_SetIntValue GevHeartbeatTimeout 3000");
+}
+
 TEST_F(Connection, Usb3CameraHasNeitherPacketSizeNorHeartbeat) {
     ModuleHost host("usb3 serial=U events=0");
     EXPECT_EQ(host.Set("CameraName", "U"), cam::kOk);

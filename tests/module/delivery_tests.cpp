@@ -234,6 +234,9 @@ TEST_F(Delivery, FramesThatLieAreRefusedAndTheNextOneArrives) {
         {"huge grey", 65535, 65535, kMono8, kSize, "node error, frame number:9"},
         {"huge colour", 65535, 65535, kRGB8, kSize, "node error, frame number:9"},
         {"just beyond a region", 65535, 32767, kMono8, kSize, "node error, frame number:9"},
+        // In 32 bits its three colours take 65534 bytes.
+        {"huge by a little more than 32 bits", 65535, 21846, kBayerRG8, kSize,
+         "node error, frame number:9"},
         {"huge compressed", 65535, 65535, kMono16 | kCompressedBit, kSize,
          "node error, frame number:9"},
         {"short to convert", kWidth, kHeight, kMono12, kSize, "KZS SDK Convert Failed, Ret:"},

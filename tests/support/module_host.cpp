@@ -180,8 +180,14 @@ void ModuleHost::OnReport(void* user, void*, std::uint32_t code, const char* tex
 void ModuleHost::OnBinaryData(void* user, std::int32_t, const char* key, const char* data,
                               std::uint32_t length) {
     auto& host = *static_cast<ModuleHost*>(user);
-    const std::lock_guard hold(host.m_lock);
-    host.m_published.push_back(std::string(key) + '=' + std::string(data, length));
+    const std::string published = std::string(key) + '=' + std::string(data, length);
+    {
+        const std::lock_guard hold(host.m_lock);
+        host.m_published.push_back(published);
+    }
+    if (host.onPublished) {
+        host.onPublished(published);
+    }
 }
 
 std::uint32_t ModuleHost::OnTryRunProcedure(void* user, std::int32_t procedureId, const char* text,
@@ -200,6 +206,9 @@ void ModuleHost::OnLogLine(std::int32_t, const char* line, void* user) {
         host.m_log.emplace_back(line);
     }
     host.m_changed.notify_all();
+    if (host.onLog) {
+        host.onLog(line);
+    }
 }
 
 namespace {

@@ -73,6 +73,10 @@ class ModuleHost {
     // 0 accepts; without one every procedure refuses. Runs on the module's processing thread.
     std::function<std::uint32_t(std::int32_t procedure, std::uint32_t frameNumber)> onProcedure;
 
+    // On the thread that publishes or logs, likewise.
+    std::function<void(const std::string& published)> onPublished;
+    std::function<void(const std::string& line)> onLog;
+
     [[nodiscard]] std::vector<Report> Reports() const;
     // Reports other than those of arriving frames.
     [[nodiscard]] std::vector<Report> StateReports() const;
