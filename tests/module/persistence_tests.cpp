@@ -265,6 +265,16 @@ TEST(Persistence, WaitsWithinItsBoundAndLetsTheThreadGoOn) {
     EXPECT_TRUE(host.WaitForReport({kReportCameraState, "1-1-G1"}));
 }
 
+TEST(Persistence, LooksForTheLoadedCameraInPlaceOfTheLostOne) {
+    ModuleHost host(kCamera);
+    host.Set("CameraName", "G1");
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForLog("Try connect to camera(G1)..."));
+    const Record record = RecordOf({{"SerialNumber", "OTHER"}, {"WaitForConnectingTime", "1"}});
+    ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
+    EXPECT_TRUE(host.WaitForLog("Try connect to camera(OTHER)..."));
+}
+
 TEST(Persistence, LooksAtTheFirstBinaryItemsNameOnly) {
     const CameraDeviceInfo device = DeviceOf("G1");
     const auto restored = [&](auto&& fill) {

@@ -168,6 +168,23 @@ TEST_F(Reconnection, StartsAnewWhenTheCameraIsLostAgainMeanwhile) {
     EXPECT_EQ(KZSim_OpenHandles(), 1U);
 }
 
+// The thread that brought it back is still busy telling so.
+TEST_F(Reconnection, StartsAnewWhenTheCameraIsLostWhileTheHostHearsOfItsReturn) {
+    std::atomic<int> returns{0};
+    host.onReport = [&](const Report& report) {
+        if (report == kBack && ++returns == 1) {
+            KZSim_Unplug("G1");
+            std::this_thread::sleep_for(100ms);
+            KZSim_Plug("G1");
+        }
+    };
+    KZSim_Unplug("G1");
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    KZSim_Plug("G1");
+    EXPECT_TRUE(Eventually([&] { return returns == 2; }));
+    EXPECT_TRUE(ImageComes(host));
+}
+
 TEST_F(Reconnection, TakesALossThatIsReportedTwice) {
     KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
     KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
