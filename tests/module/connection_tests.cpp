@@ -84,9 +84,9 @@ TEST_F(Connection, GigECameraIsBroughtIntoTheModulesConfigurationStepByStep) {
 }
 
 TEST_F(Connection, HostIsToldBetweenTheStepsOfTheSetUp) {
-    ModuleHost host("gige serial=A");
     std::string beforeReport;
     std::string beforePublication;
+    ModuleHost host("gige serial=A");
     host.onReport = [&](const Report&) { beforeReport = Journal("A").back(); };
     host.onPublished = [&](const std::string&) { beforePublication = Journal("A").back(); };
     EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
