@@ -330,7 +330,7 @@ class FrameInHands : public ::testing::Test {
     FrameInHands() {
         Xalog_ResetLevel(kErrorLevel);
         host.onReport = [this](const Report& report) {
-            if (report.code == kReportFrameArrived && !m_arrived.exchange(true)) {
+            if (report.code == kReportFrameArrived && !arrived.exchange(true)) {
                 // Until the camera is being stopped, under the camera lock.
                 stopSeen = Eventually([this] { return StopUnderWay(); });
             }
@@ -338,7 +338,7 @@ class FrameInHands : public ::testing::Test {
         host.OpenForRequests("A");
         KZSim_ClearJournal("A");
         host.Set("TriggerSoftware", "");
-        EXPECT_TRUE(Eventually([this] { return m_arrived.load(); }));
+        EXPECT_TRUE(Eventually([this] { return arrived.load(); }));
     }
 
     static bool StopUnderWay() {
@@ -354,11 +354,9 @@ class FrameInHands : public ::testing::Test {
         EXPECT_EQ(host.LogCount("KZS SDK Convert Failed"), 1U);
     }
 
+    std::atomic<bool> arrived{false};
     std::atomic<bool> stopSeen{false};
     ModuleHost host{"gige serial=A width=64 height=48 format=BayerRG8"};
-
-  private:
-    std::atomic<bool> m_arrived{false};
 };
 
 TEST_F(FrameInHands, GivesWayToAFeatureThatNeedsAStop) {

@@ -614,6 +614,7 @@ TEST_F(RunByCamera, FrameIsOfferedUntilItIsTakenAndStaysQueued) {
         EXPECT_TRUE(Holds(*image, number));
         host.Free(*image);
     }
+    host.Destroy();  // ahead of what its calls use
 }
 
 TEST_F(RunByCamera, BurstIsSpreadOverTheProceduresLowestFirst) {
@@ -629,6 +630,7 @@ TEST_F(RunByCamera, BurstIsSpreadOverTheProceduresLowestFirst) {
     begin = true;
     ASSERT_TRUE(Eventually([&] { return HandedOver().size() == 4; }));
     EXPECT_THAT(HandedOver(), ElementsAre(Line(9, 31), Line(9, 32), Line(10, 33), Line(10, 34)));
+    host.Destroy();  // ahead of what its calls use
 }
 
 TEST_F(RunByCamera, WithoutProceduresTheQueueIsEmptied) {
@@ -670,6 +672,7 @@ TEST_F(RunByCamera, ProcedureMayTakeItsFrameAndSetParametersFromInsideTheCall) {
     const std::lock_guard hold(lock);
     EXPECT_THAT(offered, ElementsAre(41, 42, 43, 44, 45));
     EXPECT_THAT(taken, ElementsAre(41, 42, 43, 44, 45));
+    host.Destroy();  // ahead of what its calls use
 }
 
 TEST_F(RunByCamera, SwitchedTwiceItRunsOnceAndOffItOffersNothing) {
@@ -703,6 +706,7 @@ TEST_F(RunByCamera, SwitchedTwiceItRunsOnceAndOffItOffersNothing) {
     EXPECT_EQ(host.LogCount("freeimage"), 2U);
     ASSERT_TRUE(Deliver(3));
     EXPECT_TRUE(Eventually([&] { return offers > whenOff; }));
+    host.Destroy();  // ahead of what its calls use
 }
 
 TEST_F(RunByCamera, MayBeSwitchedFromInsideTheCall) {
@@ -727,6 +731,7 @@ TEST_F(RunByCamera, MayBeSwitchedFromInsideTheCall) {
     host.Set("TriggerProcessRunStatus", "True");
     ASSERT_TRUE(Deliver(4));
     EXPECT_TRUE(Eventually([&] { return offers == 3; }));
+    host.Destroy();  // ahead of what its calls use
 }
 
 }  // namespace
