@@ -74,7 +74,8 @@ void CCameraModule::ReConnectDevice() {
         ReconnectStopEvent.WaitFor(kFirstPause);
         const CameraText sought(m_serial.Get().view().substr(0, kSoughtSerialLength));
         const Clock::time_point start = Clock::now();
-        while (ReconnectWanted(sought.view())) {
+        // A stop during the first pause is one by a module that has just closed the camera.
+        while (!m_thReconnect.StopRequested() && ReconnectWanted(sought.view())) {
             CAM_LOG(kLogError, ModuleId(), kReconnect, "Try connect to camera(%s)...",
                     sought.c_str());
             if (ReconnectOnce(sought)) {
@@ -84,7 +85,7 @@ void CCameraModule::ReConnectDevice() {
                 ReconnectStopEvent.Reset();
             }
             const std::chrono::seconds limit(m_settings.reconnectTime.Get());
-            if (Clock::now() - start >= limit || m_thReconnect.StopRequested()) {
+            if (Clock::now() - start >= limit) {
                 return;
             }
         }
