@@ -271,6 +271,7 @@ TEST_F(RealCamera, OffersItsFramesToAProcedure) {
     };
     host.Relate(kProcedure);
     EXPECT_EQ(host.Set("CameraName", camera.Serial()), cam::kOk);
+    EXPECT_EQ(host.Set("AcquisitionFrameRate", "100"), cam::kOk);
     EXPECT_EQ(host.Set("TriggerOff", ""), cam::kOk);
     EXPECT_TRUE(Eventually([&] { return enough.load(); }));
     host.Set("TriggerProcessRunStatus", "False");
@@ -339,11 +340,11 @@ TEST_F(RealCamera, HasOneControllerAtATime) {
     Open();
     ModuleHost second(host, 2);
     second.Set("TriggerProcessRunStatus", "False");
+    second.Set("SoftTriggerWaitTime", "0");
     second.Relate(2);
     EXPECT_EQ(second.Set("CameraName", camera.Serial()), KZ_CC_E_OPEN_REFUSED);
     EXPECT_EQ(host.LogCount('(' + camera.Serial() + ")Open failed, error code:"), 1U);
     EXPECT_EQ(second.Get("SmartCameraType"), "-1");
-    EXPECT_FALSE(second.Image());
     EXPECT_THAT(host.StateReports(), IsEmpty());
     EXPECT_TRUE(RightPictureComes(host));
 
@@ -355,27 +356,74 @@ TEST_F(RealCamera, HasOneControllerAtATime) {
     EXPECT_TRUE(RightPictureComes(second));
 }
 
+// Takes a module's frames on a thread of its own, and checks them.
+class Watcher {
+  public:
+    explicit Watcher(ModuleHost& host) : m_host(host) {}
+    ~Watcher() {
+        m_done = true;
+        m_thread.join();
+    }
+
+    [[nodiscard]] bool SeesMore() {
+        constexpr std::size_t kMore = 5;
+        const std::size_t before = m_pictures;
+        return Eventually([&] { return m_pictures >= before + kMore; });
+    }
+
+  private:
+    void Run() {
+        std::uint32_t last = 0;
+        while (!m_done) {
+            if (const auto image = m_host.Image()) {
+                EXPECT_TRUE(IsRightPicture(*image));
+                EXPECT_TRUE(IsLater(last, image->frameNumber))
+                    << image->frameNumber << " after " << last;
+                last = image->frameNumber;
+                m_host.Free(*image);
+                ++m_pictures;
+            }
+        }
+    }
+
+    ModuleHost& m_host;
+    std::atomic<bool> m_done{false};
+    std::atomic<std::size_t> m_pictures{0};
+    std::thread m_thread{[this] { Run(); }};
+};
+
+// And another module's camera never hears of it.
 TEST_F(RealCamera, ComesBackFromEveryLoss) {
     constexpr int kRounds = 5;
+    const FakeGigECamera otherCamera(Address(2), Serial(2));
+    ModuleHost otherModule(host, 2);
+    otherModule.OpenForRequests(otherCamera.Serial());
+    EXPECT_EQ(otherModule.Set("TriggerOff", ""), cam::kOk);
+    host.ClearReports();
     Open();
     ASSERT_TRUE(RightPictureComes(host));
+
+    Watcher other(otherModule);
     std::vector<std::string> published = host.Published();
     std::size_t threads = 0;
     std::size_t files = 0;
     for (int round = 0; round < kRounds; ++round) {
         SCOPED_TRACE(round);
         camera.Kill();
+        EXPECT_TRUE(other.SeesMore());
         ASSERT_TRUE(host.WaitForReport(kLost));
         EXPECT_THAT(host.StateReports(), ElementsAre(Off(camera), kLost));
         published.emplace_back("CameraOffline=1");
         EXPECT_EQ(host.Published(), published);
 
         camera.Start();
+        EXPECT_TRUE(other.SeesMore());
         ASSERT_TRUE(host.WaitForReport(kBack));
         EXPECT_THAT(host.StateReports(), ElementsAre(Off(camera), kLost, On(camera), kBack));
         published.emplace_back("CameraOnline=1");
         EXPECT_EQ(host.Published(), published);
         ASSERT_TRUE(RightPictureComes(host));
+        EXPECT_TRUE(other.SeesMore());
         EXPECT_EQ(host.LogCount("Camera reconnect success"), static_cast<std::size_t>(round) + 1);
         host.ClearReports();
         if (round == 0) {
@@ -387,7 +435,8 @@ TEST_F(RealCamera, ComesBackFromEveryLoss) {
     }
     EXPECT_TRUE(Eventually([&] { return ThreadCount() <= threads; })) << ThreadCount();
     EXPECT_TRUE(Eventually([&] { return OpenFileCount() <= files; })) << OpenFileCount();
-    EXPECT_LE(OpenRegions().size(), 50U);
+    // Frames that wait, of either module, and those under way.
+    EXPECT_LE(OpenRegions().size(), 2 * 52U);
 }
 
 TEST_F(RealCamera, IsOpenedAndComesBackByItsAddress) {
@@ -509,7 +558,6 @@ TEST_F(RealCamera, MayGoBeforeItIsOpened) {
     camera.Kill();
     EXPECT_EQ(host.Set("CameraName", camera.Serial()), KZ_CC_E_DEVICE_LOST);
     EXPECT_THAT(host.StateReports(), IsEmpty());
-    EXPECT_FALSE(host.Image());
     camera.Start();
     EXPECT_TRUE(IsOpenedOnRequest(host));
     EXPECT_THAT(host.StateReports(), ElementsAre(On(camera)));
@@ -526,7 +574,7 @@ TEST_F(RealCamera, MayComeAfterItsSolution) {
 
 TEST_F(RealCamera, MayGoWhileItIsOpened) {
     Open();
-    for (const auto moment : {5ms, 30ms, 120ms}) {
+    for (const auto moment : {5ms, 25ms}) {
         SCOPED_TRACE(moment.count());
         std::thread pull([&] {
             std::this_thread::sleep_for(moment);
@@ -537,47 +585,6 @@ TEST_F(RealCamera, MayGoWhileItIsOpened) {
         camera.Start();
         EXPECT_TRUE(RightPictureComes(host)) << "with no help of the host";
     }
-}
-
-TEST_F(RealCamera, LeavesAnotherModulesCameraAlone) {
-    const FakeGigECamera other(Address(2), Serial(2));
-    Open();
-    ModuleHost second(host, 2);
-    second.OpenForRequests(other.Serial());
-    EXPECT_EQ(second.Set("TriggerOff", ""), cam::kOk);
-    host.ClearReports();
-
-    std::atomic<bool> done{false};
-    std::atomic<std::size_t> pictures{0};
-    std::thread watch([&] {
-        std::uint32_t last = 0;
-        while (!done) {
-            if (const auto image = second.Image()) {
-                EXPECT_TRUE(IsRightPicture(*image));
-                EXPECT_TRUE(IsLater(last, image->frameNumber))
-                    << image->frameNumber << " after " << last;
-                last = image->frameNumber;
-                second.Free(*image);
-                ++pictures;
-            }
-        }
-    });
-    const auto goesOn = [&] {
-        const std::size_t before = pictures;
-        return Eventually([&] { return pictures >= before + 5; });
-    };
-    EXPECT_TRUE(goesOn());
-    camera.Kill();
-    EXPECT_TRUE(goesOn());
-    EXPECT_TRUE(host.WaitForReport(kLost));
-    EXPECT_TRUE(goesOn());
-    camera.Start();
-    EXPECT_TRUE(host.WaitForReport(kBack));
-    EXPECT_TRUE(RightPictureComes(host));
-    EXPECT_TRUE(goesOn());
-    done = true;
-    watch.join();
-    EXPECT_THAT(host.StateReports(), ElementsAre(Off(camera), kLost, On(camera), kBack));
 }
 
 }  // namespace
