@@ -151,7 +151,7 @@ CMyCamera::Configuration::~Configuration() {
 
 Status CMyCamera::ResumeGrabbing() {
     const platform::LockGuard hold(m_lock);
-    return m_configurations == 0 ? StartGrabbing() : kOk;
+    return m_configurations == 0 && !m_grabbing.Get() ? StartGrabbing() : kOk;
 }
 
 Status CMyCamera::StopGrabbing() {

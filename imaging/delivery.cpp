@@ -124,19 +124,19 @@ void CCameraModule::StartImageProcessingThread() {
 }
 
 void CCameraModule::DispatchFrames() try {
-    {
-        const platform::LockGuard holdReceivers(m_receivers.m_lock);
-        m_offeredTo = m_receivers.RelatedProcedures();
-        if (m_offeredTo.empty()) {
-            ClearImageQueue();
-            return;
-        }
-    }
     // The host may take frames off the queue, change its registrations and open a camera while it
-    // is asked, so the scan holds on to nothing but a sequence number and a copy.
-    const auto& procedures = m_offeredTo;
+    // is asked, so the scan holds on to nothing but a sequence number and, for one frame, a copy.
     std::uint64_t from = 0;
     for (;;) {
+        {
+            const platform::LockGuard holdReceivers(m_receivers.m_lock);
+            m_offeredTo = m_receivers.RelatedProcedures();
+            if (m_offeredTo.empty()) {
+                ClearImageQueue();
+                return;
+            }
+        }
+        const auto& procedures = m_offeredTo;
         std::optional<ImageQueue::Offer> offer;
         {
             const platform::LockGuard holdList(m_imageQueue.m_lock);

@@ -215,7 +215,7 @@ class CCameraModule final : public CAbstractUserModule {
     ReceiverRegistry m_receivers;
     LocalImages m_localImages;
     platform::RecursiveLock m_getImageLock;  // one GetImage, or one dispatch pass, at a time
-    // What the pass under way offers to; kept to reuse its room.
+    // Whom the frame under way is offered to; kept to reuse its room.
     std::vector<std::int32_t> m_offeredTo GUARDED_BY(m_getImageLock);
 
     // Opened by Init, closed by DeInit.
