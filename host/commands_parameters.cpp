@@ -11,6 +11,9 @@
 namespace host {
 namespace {
 
+// A camera's list of pixel formats would push the meaning off the screen.
+constexpr std::size_t kRangeColumns = 24;
+
 void Print(const Table& table) {
     std::fputs(table.Text(OutputIsTerminal()).c_str(), Output());
 }
@@ -33,7 +36,8 @@ Table ParameterTable(ModuleSession& session) {
         if (const auto shown = Read(session, parameter)) {
             const bool command = parameter.kind == ValueKind::Command;
             table.Add({std::string(parameter.key), command ? "(command)" : shown->value,
-                       shown->range, std::string(parameter.meaning)});
+                       OutputIsTerminal() ? Shortened(shown->range, kRangeColumns) : shown->range,
+                       std::string(parameter.meaning)});
         }
     }
     return table;

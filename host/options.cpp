@@ -60,10 +60,10 @@ constexpr CommandRow kCommands[] = {
      "long as the program runs; a camera keeps features until it is opened again, which loads its\n"
      "user set 1, so write SaveParams last to keep them.\n\n"
      "  camera_host set --camera SIM0001 ExposureTime 5000 SaveParams 1\n"},
-    {Command::Params, "params", "", 0, 0, "show all keys with value, range and meaning",
-     "Shows every key of the module and the common camera features: value, range, meaning. "
-     "Without\n"
-     "--camera the features of a camera are left out.\n\n"
+    {Command::Params, "params", "", 0, 0, "show the keys with value, range and meaning",
+     "Shows the keys of the module that have an effect and the common camera features: value,\n"
+     "range, meaning. Without --camera the features of a camera are left out. On a terminal, long\n"
+     "ranges are cut off.\n\n"
      "  camera_host params --camera SIM0001\n"},
     {Command::Watch, "watch", "", 0, 0, "show the live state of a camera",
      "Opens the camera, lets it run freely, takes its frames, and shows once a second: "

@@ -1,9 +1,9 @@
-// What the module's keys mean, for people.
+// The keys of the module and the common features of cameras, for people.
 #pragma once
 
-#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace host {
 
@@ -13,22 +13,22 @@ enum class ValueKind {
     Float,        // value$minimum$maximum$...
     Switch,       // True or False
     Enumeration,  // value$first$second$...: the camera's numbers
+    Choice,       // the list of cameras to choose from
     Command,      // written only
 };
 
 struct ParameterHelp {
     std::string_view key;
     ValueKind kind;
-    bool ofCamera;  // a feature of the open camera
     std::string_view meaning;
 };
 
-// Every key of the module that a person may read or write, then the camera features most used.
-[[nodiscard]] std::span<const ParameterHelp> AllParameters();
+// The keys of the module that a person has use for, then the camera features most used.
+[[nodiscard]] std::vector<ParameterHelp> AllParameters();
 
 struct ShownValue {
     std::string value;
-    std::string range;  // "1 to 64, step 1"; "0, 1, 7"; empty where there is none
+    std::string range;  // "1 to 64, step 1"; "0, 1, 7"; empty where the value tells none
 };
 
 // A value text as the module answers it, taken apart.

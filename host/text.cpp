@@ -52,6 +52,14 @@ std::string StatusText(std::uint32_t status) {
     return meaning == nullptr ? code : std::string(code) + " (" + meaning + ")";
 }
 
+std::string Shortened(std::string_view text, std::size_t length) {
+    constexpr std::string_view kCut = "...";
+    if (text.size() <= length) {
+        return std::string(text);
+    }
+    return std::string(text.substr(0, length - kCut.size())).append(kCut);
+}
+
 std::string Table::Text(bool forTerminal) const {
     std::string text;
     std::vector<std::size_t> widths(m_heading.size(), 0);

@@ -13,6 +13,10 @@ namespace host {
 // "0xE0000409 (no image to deliver)"; the code alone when it is none of the module's own.
 [[nodiscard]] std::string StatusText(std::uint32_t status);
 
+// The text in at most so many characters (3 or more), the last ones "..." where it is longer. For
+// texts without characters beyond ASCII.
+[[nodiscard]] std::string Shortened(std::string_view text, std::size_t length);
+
 // Rows of cells. For a terminal: a heading, columns lined up. For another program: no heading, one
 // tab between two cells, so that `cut -f` finds its way.
 class Table {

@@ -13,125 +13,134 @@ using enum ValueForm;
 constexpr bool kContained = true;
 constexpr bool kExact = false;
 constexpr std::nullopt_t kNotFixed = std::nullopt;
+constexpr bool kNotForPeople = false;
 
 constexpr ParameterInfo kInfo[] = {
     // Choosing a camera
-    {"EnumCamera", kExact, Command, None, "", "", kNotFixed,
-     "Looks for cameras. The answer is the camera SDK's when that fails."},
-    {"CameraName", kExact, ReadWrite, Fields, "", "a serial number, 0, or an entry's text",
-     kNotFixed,
-     "Reads the list of cameras to choose from; nothing (length 12) while Type is 1. Writing opens "
-     "the camera of that serial number - the second field where the value has one - and 0 closes "
-     "the open one. 0xE0000403: no such camera."},
+    {"EnumCamera", kExact, Command, None, "", "", kNotFixed, "looks for cameras",
+     "The answer is the camera SDK's when that fails."},
+    {"CameraName", kExact, ReadWrite, Choices, "", "a serial number, 0, or an entry's text",
+     kNotFixed, "opens the camera of this serial number; 0 closes it",
+     "A value of several fields counts by its second one. Reads the list of cameras to choose "
+     "from; nothing (length 12) while Type is 1. 0xE0000403: no such camera."},
     {"CheckCameraOpened", kExact, Command, None, "", "", kNotFixed,
-     "Tries the choice again whose open failed, unless a camera is open."},
+     "opens the chosen camera if it is not open", "It is the choice whose open failed before."},
     {"Type", kExact, ReadWrite, Integer, "", "0, 1", "0",
-     "How the camera is chosen: 0 by serial number, 1 by IP address. Any other number keeps a lost "
-     "camera from being opened again."},
+     "how a camera is chosen: 0 by serial number, 1 by IP address",
+     "Any other number keeps a lost camera from being opened again."},
     {"CameraIP", kExact, ReadWrite, Text, "", "a.b.c.d, up to 16 characters", "",
-     "Address of the camera, for Type 1."},
+     "address of the camera, for Type 1", ""},
     {"LocalIP", kExact, ReadWrite, Text, "", "a.b.c.d, up to 16 characters", "",
-     "Address of the network card that reaches it, for Type 1."},
+     "address of the network card that reaches it, for Type 1", ""},
     {"ConnectIP", kExact, ReadWrite, Plain, "", "", "False",
-     "With Type 1: True opens the camera at CameraIP, False closes it. Reads True while a camera "
-     "opened so is open."},
+     "opens the camera at CameraIP; False closes it",
+     "Acts while Type is 1. Reads True while a camera opened so is open."},
     {"AutoConnect", kExact, ReadWrite, Plain, "", "", "False",
-     "A camera opened by address is opened again after a loss."},
+     "whether a camera opened by address is opened again after a loss", ""},
     {"ReconnectTime", kExact, ReadWrite, Integer, "s", "0: one attempt", "100",
-     "How long a lost camera is looked for."},
+     "how long a lost camera is looked for, in seconds", ""},
     {"WaitForConnectingTime", kExact, ReadWrite, Integer, "ms", "0 or more", "1000",
-     "How long loading a solution waits for its camera. The default configuration file may name "
-     "another value."},
+     "how long loading waits for the camera, in ms",
+     "The default configuration file may name another value."},
     {"UseGenTL", kExact, ReadWrite, Switch, "", "", "False$$$$$",
-     "Cameras come through GenTL producers in place of GigE Vision and USB3 Vision. A change "
-     "closes "
-     "the camera and is reported."},
+     "cameras come through GenTL producers in place of GigE and USB3",
+     "A change closes the camera and is reported."},
     {"GenTLPath", kExact, ReadWrite, Text, "", "an existing path, up to 259 characters", "",
-     "Where the GenTL producers are. A path that does not exist leaves the old one."},
+     "where the GenTL producers are", "A path that does not exist leaves the old one."},
 
     // Who the camera is
     {"SerialNumber", kExact, ReadWrite, Text, "", "up to 63 characters", "",
-     "Serial number of the camera opened last, which a lost camera is looked for by. Writing "
-     "another one closes the open camera."},
-    {"ModelName", kExact, Read, Text, "", "", "", "Model of the camera opened last."},
-    {"ManufacturerName", kExact, Read, Text, "", "", "", "Maker of the camera opened last."},
-    {"VendorName", kExact, Read, Text, "", "", "",
-     "Maker as the open camera itself tells it; nothing is written while none is open."},
-    {"CameraType", kExact, Read, Text, "", "", "",
-     "The first 5 characters of the model, or 10 of a KZ-HX310-4, without a terminator."},
+     "serial number of the camera opened last",
+     "A lost camera is looked for by it. Writing another one closes the open camera."},
+    {"ModelName", kExact, Read, Text, "", "", "", "model of the camera opened last", ""},
+    {"ManufacturerName", kExact, Read, Text, "", "", "", "maker of the camera opened last", ""},
+    {"VendorName", kExact, Read, Text, "", "", "", "maker as the open camera itself tells it",
+     "Nothing is written while none is open."},
+    {"CameraType", kExact, Read, Text, "", "", "", "first characters of the model",
+     "5 of them, or 10 of a KZ-HX310-4, without a terminator."},
     {"SmartCameraType", kExact, Read, Integer, "", "-1, 1, 2", "-1",
-     "-1 while no camera is open, 2 for KZ-QS models, 1 for others."},
+     "kind: -1 no camera open, 2 a smart camera, 1 any other",
+     "Smart cameras are the KZ-QS models."},
     {"CameraMold", kContained, ReadWrite, Integer, "", "1, 2, 3", "1",
-     "Series of the camera, which is its set of I/O lines: 1 lines 1 and 2, 2 (KZ-RT) lines 0 to "
-     "2, 3 (KZ-LN, line scan) lines 1 to 4. Set by every open."},
+     "series: 2 KZ-RT, 3 KZ-LN (line scan), 1 any other",
+     "It is the set of I/O lines: 1 has lines 1 and 2, 2 has lines 0 to 2, 3 has lines 1 to 4. Set "
+     "by every open."},
     {"IOEnableElectricalLevel", kContained, ReadWrite, Integer, "", "1: inverted", "2",
-     "Inversion of those lines; applied at once and by every open."},
+     "inversion of the I/O lines", "Those of CameraMold; applied at once and by every open."},
 
     // Images
     {"CameraImage", kExact, Read, Record, "", "", kNotFixed,
-     "The oldest image that waits. Where none does, the camera is triggered and the frame waited "
-     "for. The host owns the image until FreeBuf. 0xE0000409: no image."},
-    {"FreeBuf", kExact, Write, Record, "", "size 64", kNotFixed,
-     "Gives an image back. A record that was not given out, or was returned already, is ignored."},
+     "the oldest frame that waits, or one triggered and waited for",
+     "The host owns the image until FreeBuf. 0xE0000409: no image.", kNotForPeople},
+    {"FreeBuf", kExact, Write, Record, "", "size 64", kNotFixed, "gives a frame back",
+     "A record that was not given out, or was returned already, is ignored.", kNotForPeople},
     {"ImageCacheNum", kExact, ReadWrite, Integer, "frames", "0 or less: none is kept", "50",
-     "Most frames that wait for the host; further ones are dropped."},
-    {"ClearCacheImage", kExact, Command, None, "", "", kNotFixed, "Drops the frames that wait."},
+     "frames that may wait; further ones are dropped", ""},
+    {"ClearCacheImage", kExact, Command, None, "", "", kNotFixed, "drops the frames that wait", ""},
     {"SoftTriggerWaitTime", kExact, ReadWrite, Integer, "s", "0 to 1000, others become 2", "2",
-     "How long CameraImage waits for the frame it triggered."},
+     "how long a request waits for its frame, in seconds",
+     "The request is a CameraImage that triggers the camera."},
     {"SynTriggerSoftware", kExact, Command, None, "", "", kNotFixed,
-     "Triggers the camera and waits up to 1 s for a frame. 0xE0000001: not triggered."},
-    {"TriggerOn", kExact, Command, None, "", "", kNotFixed,
-     "The camera waits for triggers, as after every open. 0xE0000410: no camera."},
-    {"TriggerOff", kExact, Command, None, "", "", kNotFixed,
-     "The camera runs freely. 0xE0000410: no camera."},
+     "triggers and waits up to 1 s for the frame", "0xE0000001: not triggered."},
+    {"TriggerOn", kExact, Command, None, "", "", kNotFixed, "the camera waits for triggers",
+     "So it does after every open. 0xE0000410: no camera."},
+    {"TriggerOff", kExact, Command, None, "", "", kNotFixed, "the camera runs freely",
+     "0xE0000410: no camera."},
     {"RealTimeImgAcq", kExact, Write, Plain, "", "", kNotFixed,
-     "Live view: the camera runs freely to a multicast group and its frames bypass the module."},
+     "live view: frames bypass the module; False ends it",
+     "The camera runs freely to a multicast group."},
     {"TriggerStringEnable", kExact, ReadWrite, Switch, "", "", "False$$$$$",
-     "Kept for the host; without effect."},
+     "kept for the host; without effect", "", kNotForPeople},
     {"DropImageWhenTriggerFail", kExact, ReadWrite, Plain, "", "", "False",
-     "Kept for the host; without effect."},
+     "kept for the host; without effect", "", kNotForPeople},
 
     // Run by camera
     {"TriggerProcessRunStatus", kExact, ReadWrite, Plain, "", "", "True",
-     "Every frame is offered to the related procedures. A change drops the frames that wait."},
+     "frames are offered to procedures (run by camera)", "A change drops the frames that wait."},
     {"AddRelateProc", kExact, Write, Text, "", "a procedure's number", kNotFixed,
-     "Relates a procedure. Frames are taken in once the host has announced the relation."},
+     "adds a procedure that frames are offered to",
+     "Frames are taken in once the host has announced the relation."},
     {"DelRelateProc", kExact, Write, Text, "", "a procedure's number", kNotFixed,
-     "Ends the relation."},
+     "removes a procedure that frames are offered to", ""},
 
     // The camera's own memory
     {"SaveParams", kExact, Command, None, "", "", kNotFixed,
-     "The camera saves its features in its user set, which every open loads. 0xE0000410: not "
-     "saved."},
+     "saves the camera's features in its user set",
+     "Every open loads that set. 0xE0000410: not saved."},
 
     // Pictures from a folder
     {"DebugMode", kExact, ReadWrite, Switch, "", "", "False$$$$$",
-     "CameraImage answers the folder's pictures in place of the camera's frames."},
+     "pictures of a folder are delivered in place of the camera's", ""},
     {"FileFolderName", kExact, ReadWrite, Text, "", "no blanks, up to 259 characters", "",
-     "The folder: its files with .bmp, .jpg, .png, .jpeg or .tif in their names. Ends at the first "
-     "blank. 0xE0000203: missing or not to be listed."},
+     "folder of the pictures that DebugMode delivers",
+     "They are its files with .bmp, .jpg, .png, .jpeg or .tif in their names. The path ends at the "
+     "first blank. 0xE0000203: missing or not to be listed."},
     {"AutoSwitch", kExact, ReadWrite, Switch, "", "", "True$$$$$",
-     "Each image is the folder's next picture, the first one its second."},
+     "each request delivers the next picture of the folder",
+     "The first one delivers the second picture."},
     {"DebugImageSource", kExact, ReadWrite, Integer, "", "", "1",
-     "Kept for the host; without effect."},
+     "kept for the host; without effect", "", kNotForPeople},
     {"DebugImageBufferCount", kExact, ReadWrite, IntegerRange, "", "0 to 100, not enforced",
-     "0$0$100$1$", "Kept for the host; without effect."},
+     "0$0$100$1$", "kept for the host; without effect", "", kNotForPeople},
     {"ExecuteInterval", kExact, ReadWrite, IntegerRange, "", "0 to 10000, not enforced",
-     "0$0$10000$1$", "Kept for the host; without effect."},
+     "0$0$10000$1$", "kept for the host; without effect", "", kNotForPeople},
     {"useLocalPic", kExact, Write, Text, "", "up to 259 characters", kNotFixed,
-     "Kept; without effect."},
-    {"useCamPic", kExact, Command, None, "", "", kNotFixed, "Clears what useLocalPic set."},
+     "kept; without effect", "", kNotForPeople},
+    {"useCamPic", kExact, Command, None, "", "", kNotFixed, "clears useLocalPic", "",
+     kNotForPeople},
 
     // Statistics and diagnosis
     {"CameraErrorInfo", kExact, Read, Fields, "", "", "0$0$0",
-     "Error frames (USB3 Vision), lost frames and lost packets (GigE Vision)."},
+     "error frames (USB3) $ lost frames (GigE) $ lost packets (GigE)", ""},
     {"CameraPreviewInfo", kExact, Read, Fields, "", "", "0$0$0$0$600$450$",
-     "Error frames, 0, lost frames, lost packets, width and height of a preview within 600 x 450, "
-     "serial number."},
+     "counts as in CameraErrorInfo, preview size, serial number",
+     "In this order: error frames, 0, lost frames, lost packets, width and height of a preview "
+     "within 600 x 450, serial number."},
     {"LogLevel", kExact, Write, Integer, "", "1 debug, 2 information, 3 warning, 4 error",
-     kNotFixed, "Level of the log; a text that is no number makes it 0."},
-    {"DynamicInData", kExact, Read, Text, "", "", "", "Nothing is written."},
-    {"DynamicOutData", kExact, Read, Text, "", "", "", "Nothing is written."},
+     kNotFixed, "level of the module's log: 1 debug to 4 error",
+     "A text that is no number makes it 0."},
+    {"DynamicInData", kExact, Read, Text, "", "", "", "answers nothing", "", kNotForPeople},
+    {"DynamicOutData", kExact, Read, Text, "", "", "", "answers nothing", "", kNotForPeople},
 };
 
 constexpr std::string_view kFeatureNote =

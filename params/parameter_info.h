@@ -23,6 +23,7 @@ enum class ValueForm : std::uint8_t {
     Switch,        // "True$$$$$" or "False$$$$$"
     Plain,         // "True" or "False"
     Fields,        // several, separated by '$'
+    Choices,       // fields, then after each carriage return a camera to choose
     Record,        // 64 bytes: one BufferNode
 };
 
@@ -36,7 +37,10 @@ struct ParameterInfo {
     // What a module that was just made answers; nothing where that depends on the machine, or the
     // key is not read.
     std::optional<std::string_view> initial;
-    std::string_view effect;
+    std::string_view summary;  // a phrase that fits a line of a table
+    std::string_view details;  // sentences that go on from it; empty: nothing more to tell
+    // False where only programs have use for the key: it is exchanged as bytes, or has no effect.
+    bool forPeople = true;
 };
 
 // One entry a key, by subject.

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <map>
+
 #include "host/choice_list.h"
 #include "host/parameter_help.h"
 #include "host/progress.h"
@@ -11,6 +13,8 @@ namespace {
 using testing::ElementsAre;
 using testing::FieldsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::Pair;
 
 TEST(ChoiceList, GivesTheCamerasAndTheConnectedOne) {
     const ChoiceList list =
@@ -40,6 +44,23 @@ TEST(ChoiceList, TextThatIsNoListGivesNoCameras) {
     }
 }
 
+TEST(Parameters, AreTheModulesKeysForPeopleAndThenCameraFeatures) {
+    std::map<std::string_view, ValueKind> kinds;
+    for (const ParameterHelp& parameter : AllParameters()) {
+        EXPECT_TRUE(kinds.emplace(parameter.key, parameter.kind).second) << parameter.key;
+    }
+    EXPECT_THAT(
+        kinds,
+        IsSupersetOf(
+            {Pair("CameraName", ValueKind::Choice), Pair("ImageCacheNum", ValueKind::Integer),
+             Pair("DebugMode", ValueKind::Switch), Pair("AutoConnect", ValueKind::Switch),
+             Pair("CameraErrorInfo", ValueKind::Text), Pair("LogLevel", ValueKind::Command),
+             Pair("TriggerOn", ValueKind::Command), Pair("ExposureTime", ValueKind::Float)}));
+    // An image is no text to print, and reading one would trigger the camera.
+    EXPECT_FALSE(kinds.contains("CameraImage"));
+    EXPECT_EQ(AllParameters().back().key, "DeviceModelName");
+}
+
 TEST(ShownValue, TakesValueAndRangeApart) {
     const auto expect = [](ValueKind kind, const char* text, const char* value, const char* range) {
         EXPECT_THAT(ShowValue(kind, text), FieldsAre(value, range)) << text;
@@ -54,6 +75,9 @@ TEST(ShownValue, TakesValueAndRangeApart) {
            (std::string(252, '2') + ", ...").c_str());
     expect(ValueKind::Switch, "False$$$$$", "False", "True, False");
     expect(ValueKind::Text, "a$b", "a$b", "");
+    expect(ValueKind::Choice, "2$SN0002$$$$Close\rCam A (SN0001)\rMaker Model (SN0002)", "SN0002",
+           "SN0001, SN0002");
+    expect(ValueKind::Choice, "0$0$$$$Close", "", "");
 }
 
 TEST(Table, LinesUpForATerminalAndSeparatesByTabsForPrograms) {
@@ -62,6 +86,11 @@ TEST(Table, LinesUpForATerminalAndSeparatesByTabsForPrograms) {
     table.Add({"X", "22"});
     EXPECT_EQ(table.Text(true), "KEY    VALUE\nLänge  1\nX      22\n");
     EXPECT_EQ(table.Text(false), "Länge\t1\nX\t22\n");
+}
+
+TEST(Shortened, CutsOnlyWhatIsTooLong) {
+    EXPECT_EQ(Shortened("0, 1, 7", 7), "0, 1, 7");
+    EXPECT_EQ(Shortened("0, 1, 7, 8", 7), "0, 1...");
 }
 
 TEST(ProgressLine, FitsALineWhateverTheNumbers) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -46,6 +47,18 @@ TEST(ParameterInfo, StatesWhatAFreshModuleAnswers) {
                         info.access == KeyAccess::Write || info.access == KeyAccess::Command)
                 << info.key;
         }
+    }
+}
+
+TEST(ParameterInfo, SumsUpEveryKeyInAPhraseForOneLine) {
+    constexpr std::size_t kLongest = 64;
+    for (const ParameterInfo& info : AllParameterInfo()) {
+        ASSERT_FALSE(info.summary.empty()) << info.key;
+        EXPECT_TRUE(std::islower(static_cast<unsigned char>(info.summary.front()))) << info.key;
+        EXPECT_NE(info.summary.back(), '.') << info.key;
+        EXPECT_LE(info.summary.size(), kLongest) << info.key;
+        // A record is no text that a person could read or type.
+        EXPECT_FALSE(info.form == ValueForm::Record && info.forPeople) << info.key;
     }
 }
 

@@ -1,5 +1,7 @@
 #include "tests/support/parameter_text.h"
 
+#include <cctype>
+
 #include "params/parameter_info.h"
 
 namespace tests {
@@ -53,6 +55,8 @@ std::string_view FormText(cam::ValueForm form) {
             return "`True` or `False`";
         case cam::ValueForm::Fields:
             return "fields separated by `$`";
+        case cam::ValueForm::Choices:
+            return "list of cameras";
         case cam::ValueForm::Record:
             return "64-byte `BufferNode`";
     }
@@ -68,6 +72,14 @@ std::string ValueText(const cam::ParameterInfo& info) {
         text.append("; ").append(info.range);
     }
     return text;
+}
+
+// The summary as a sentence, and the ones that go on from it.
+std::string MeaningText(const cam::ParameterInfo& info) {
+    std::string text(info.summary);
+    text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
+    text += '.';
+    return info.details.empty() ? text : text.append(" ").append(info.details);
 }
 
 std::string InitialText(const cam::ParameterInfo& info) {
@@ -86,7 +98,7 @@ std::string ParameterPage() {
         page.append(AccessText(info.access)).append(" | ");
         page.append(ValueText(info)).append(" | ");
         page.append(InitialText(info)).append(" | ");
-        page.append(info.effect).append(" |\n");
+        page.append(MeaningText(info)).append(" |\n");
     }
     page.append("\n## Camera features\n\n").append(cam::CameraFeatureNote());
     return page;
