@@ -33,7 +33,8 @@ build_and_test() {
         start_wine || return 1
         trap stop_wine EXIT
     fi
-    ctest --preset "$preset" --progress --no-tests=error || status=1
+    # Most tests wait more than they work: for a camera, a time-out, another process.
+    ctest --preset "$preset" --parallel 4 --no-tests=error || status=1
     if [[ "$preset" == windows ]]; then
         stop_wine
         trap - EXIT

@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "standins/kz_camera_control/linux/remains.h"
+
 namespace kz {
 namespace {
 
@@ -26,9 +28,8 @@ Code CopyRecord(const Record& record, KZMatchInfo& info) {
 
 }  // namespace
 
-RealCamera::RealCamera(GObjectPtr<ArvDevice> device, DeviceSink sink, RemainsCollector& remains)
+RealCamera::RealCamera(GObjectPtr<ArvDevice> device, DeviceSink sink)
     : m_sink(std::move(sink)),
-      m_remains(remains),
       m_device(std::move(device)),
       m_features(m_device.get()),
       m_watch(m_device.get(), [this] { m_sink.exception(KZ_EXCEPTION_DISCONNECTED); }) {}
@@ -39,7 +40,7 @@ RealCamera::~RealCamera() {
     remains.watch = m_watch.End();
     remains.device = std::move(m_device);
     if (m_watch.Lost()) {
-        m_remains.Take(std::move(remains));
+        GiveBack(std::move(remains));
     }
 }
 
@@ -110,7 +111,7 @@ Code RealCamera::Stop() {
     if (code == KZ_CC_E_DEVICE_LOST) {
         Remains remains;
         remains.stream = m_frames->TakeStream();
-        m_remains.Take(std::move(remains));
+        GiveBack(std::move(remains));
     }
     m_frames.reset();
     return code;

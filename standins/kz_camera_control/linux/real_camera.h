@@ -7,15 +7,14 @@
 #include "standins/kz_camera_control/linux/camera_features.h"
 #include "standins/kz_camera_control/linux/frame_stream.h"
 #include "standins/kz_camera_control/linux/loss_watch.h"
-#include "standins/kz_camera_control/linux/remains.h"
 
 namespace kz {
 
 // Frames come on a thread per acquisition, the exception on a thread per camera.
 class RealCamera final : public Device {
   public:
-    // `device` is open and controlled by us; `remains` outlives the camera.
-    RealCamera(GObjectPtr<ArvDevice> device, DeviceSink sink, RemainsCollector& remains);
+    // `device` is open and controlled by us.
+    RealCamera(GObjectPtr<ArvDevice> device, DeviceSink sink);
     ~RealCamera() override;
 
     Code Start() override;
@@ -49,7 +48,6 @@ class RealCamera final : public Device {
     [[nodiscard]] bool IsGigE() const { return ARV_IS_GV_DEVICE(m_device.get()); }
 
     const DeviceSink m_sink;
-    RemainsCollector& m_remains;
     GObjectPtr<ArvDevice> m_device;
 
     CameraFeatures m_features;

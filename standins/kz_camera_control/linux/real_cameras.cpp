@@ -137,7 +137,7 @@ Code RealCameraSource::Open(const CameraDeviceInfo& record, std::uint32_t /*acce
     const Code code = record.transportType == KZ_TRANSPORT_USB3 ? OpenUsb3(record, opened)
                                                                 : OpenGigE(record, opened);
     if (code == KZ_CC_OK) {
-        device = std::make_unique<RealCamera>(std::move(opened), std::move(sink), m_remains);
+        device = std::make_unique<RealCamera>(std::move(opened), std::move(sink));
     }
     return code;
 }

@@ -6,7 +6,6 @@
 
 #include "standins/kz_camera_control/camera.h"
 #include "standins/kz_camera_control/linux/glib_ptr.h"
-#include "standins/kz_camera_control/linux/remains.h"
 
 namespace kz {
 
@@ -27,8 +26,6 @@ class RealCameraSource final : public DeviceSource {
     // Aravis's device list is one for the process, and its texts live until the next look.
     std::mutex m_mutex;
     std::vector<CameraDeviceInfo> m_seen;  // guarded by m_mutex; by the last look
-
-    RemainsCollector m_remains;
 };
 
 }  // namespace kz

@@ -1,6 +1,7 @@
 #include "standins/kz_camera_control/linux/remains.h"
 
-#include <chrono>
+#include <exception>
+#include <memory>
 #include <utility>
 
 namespace kz {
@@ -13,15 +14,12 @@ Remains::~Remains() {
     device.reset();
 }
 
-void RemainsCollector::Take(Remains remains) {
-    const std::lock_guard lock(m_mutex);
-    std::erase_if(m_underWay, [](const std::future<void>& each) {
-        return each.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    });
-    // Given back within the thread: what a task has captured lives as long as its future.
-    m_underWay.push_back(std::async(std::launch::async, [taken = std::move(remains)]() mutable {
-        const Remains released = std::move(taken);
-    }));
+void GiveBack(Remains remains) noexcept {
+    try {
+        std::thread([taken = std::make_unique<Remains>(std::move(remains))] {}).detach();
+    } catch (const std::exception&) {
+        // Released with what was to be the thread's.
+    }
 }
 
 }  // namespace kz

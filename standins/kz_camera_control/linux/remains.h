@@ -3,10 +3,7 @@
 // should have to wait for that.
 #pragma once
 
-#include <future>
-#include <mutex>
 #include <thread>
-#include <vector>
 
 #include "standins/kz_camera_control/linux/glib_ptr.h"
 
@@ -24,15 +21,9 @@ struct Remains {
     GObjectPtr<ArvDevice> device;
 };
 
-// Gives remains back, each on a thread of its own, because a camera that comes and goes leaves new
-// ones sooner than the old are gone. The destructor waits for those under way.
-class RemainsCollector {
-  public:
-    void Take(Remains remains);
-
-  private:
-    std::mutex m_mutex;
-    std::vector<std::future<void>> m_underWay;  // guarded by m_mutex; a future waits for its thread
-};
+// Gives remains back on a thread of their own, because a camera that comes and goes leaves new ones
+// sooner than the old are gone. Nobody waits for it; the library is never unloaded under it. Where
+// no thread can be had it happens here.
+void GiveBack(Remains remains) noexcept;
 
 }  // namespace kz
