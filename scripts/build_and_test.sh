@@ -16,7 +16,7 @@ run_quietly() {
 # A Wine of the project's own, so that the user's is left alone; ended with its programs.
 start_wine() {
     export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
-    mkdir -p build
+    mkdir -p "$WINEPREFIX"
     # One server for all tests: starting it costs more than most of them.
     wineserver -p
     run_quietly wineboot --init
