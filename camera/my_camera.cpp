@@ -30,27 +30,24 @@ CMyCamera::~CMyCamera() {
 }
 
 Status CMyCamera::Open(const CameraDeviceInfo* record) {
-    if (record == nullptr || InFrameCallback()) {
-        return kInvalid;
-    }
-    const StopAnnouncement stop(*this);
     const platform::LockGuard hold(m_lock);
-    Close();
-    KZHandle handle = nullptr;
-    const Status created = KZ_CC_CreateHandle(&handle, record);
-    if (created != kOk) {
-        CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::Open",
-                "KZ_CC_CreateHandle failed, nRet %#x.", created);
-        return created;
-    }
-    const Status opened = OpenCreated(handle, KZ_ACCESS_CONTROL);
+    const Status opened =
+        OpenAs(&KZ_CC_CreateHandle, "KZ_CC_CreateHandle", record, KZ_ACCESS_CONTROL);
     if (opened == kOk && record->transportType == KZ_TRANSPORT_GIGE) {
-        SetOptimalPacketSize(handle);
+        SetOptimalPacketSize(m_handle.load());
     }
     return opened;
 }
 
 Status CMyCamera::Open(const GenTLDeviceInfo* record) {
+    return OpenAs(&KZ_CC_CreateHandleByGenTL, "KZ_CC_CreateHandleByGenTL", record,
+                  KZ_ACCESS_EXCLUSIVE);
+}
+
+template <typename Record>
+Status CMyCamera::OpenAs(std::uint32_t (*create)(KZHandle*, const Record*), const char* createName,
+                         const Record* record, std::uint32_t accessMode) {
+    static constexpr char kFunction[] = "CMyCamera::Open";
     if (record == nullptr || InFrameCallback()) {
         return kInvalid;
     }
@@ -58,22 +55,17 @@ Status CMyCamera::Open(const GenTLDeviceInfo* record) {
     const platform::LockGuard hold(m_lock);
     Close();
     KZHandle handle = nullptr;
-    const Status created = KZ_CC_CreateHandleByGenTL(&handle, record);
-    if (created != kOk) {
-        CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::Open",
-                "KZ_CC_CreateHandleByGenTL failed, nRet %#x.", created);
+    if (const Status created = create(&handle, record); created != kOk) {
+        CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "%s failed, nRet %#x.", createName,
+                created);
         return created;
     }
-    return OpenCreated(handle, KZ_ACCESS_EXCLUSIVE);
-}
-
-Status CMyCamera::OpenCreated(KZHandle handle, std::uint32_t accessMode) {
     m_handle = handle;
     ++m_openCount;
     const Status opened = KZ_CC_OpenDevice(handle, accessMode, kNoSwitchoverKey);
     if (opened != kOk) {
-        CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::Open",
-                "KZ_CC_OpenDevice failed, nRet %#x.", opened);
+        CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "KZ_CC_OpenDevice failed, nRet %#x.",
+                opened);
         Close();
     }
     return opened;

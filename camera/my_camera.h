@@ -176,7 +176,10 @@ class CMyCamera {
         }
     }
 
-    [[nodiscard]] Status OpenCreated(KZHandle handle, std::uint32_t accessMode) REQUIRES(m_lock);
+    template <typename Record>
+    [[nodiscard]] Status OpenAs(std::uint32_t (*create)(KZHandle*, const Record*),
+                                const char* createName, const Record* record,
+                                std::uint32_t accessMode);
     void SetOptimalPacketSize(KZHandle handle) REQUIRES(m_lock);
     [[nodiscard]] Status SetTriggerMode(bool on);
     [[nodiscard]] bool TryLockWhileStreaming() TRY_ACQUIRE(true, m_lock);
