@@ -1,75 +1,91 @@
 #include "camera/callback_gate.h"
 
-#include <algorithm>
-#include <condition_variable>
+#include <chrono>
 #include <mutex>
-#include <thread>
-#include <vector>
 
 namespace cam {
 
 namespace {
 
-struct Stay {
-    const void* module;
-    std::thread::id thread;
-};
+// Neither needs a destructor, so a callback during the process's end finds them in order.
+constinit std::mutex gatesLock;
+constinit CallbackGate* firstOpen = nullptr;  // under gatesLock
 
-struct Gates {
-    std::mutex lock;
-    std::condition_variable left;
-    std::vector<const void*> open;  // under `lock`, like the next
-    std::vector<Stay> inside;
-};
-
-// Leaked on purpose: callbacks may come while the library's statics are being destroyed.
-Gates& AllGates() {
-    static Gates* const gates = new Gates;
-    return *gates;
-}
+// The event ends the wait; this bounds one look.
+constexpr std::chrono::milliseconds kLeftLook{100};
 
 }  // namespace
 
 void CallbackGate::Open(const void* module) {
-    Gates& gates = AllGates();
-    const std::lock_guard hold(gates.lock);
-    if (std::find(gates.open.begin(), gates.open.end(), module) == gates.open.end()) {
-        gates.open.push_back(module);
+    const std::lock_guard hold(gatesLock);
+    if (m_module != nullptr) {
+        return;
+    }
+    static_cast<void>(m_left.Create());
+    m_module = module;
+    m_nextOpen = firstOpen;
+    firstOpen = this;
+}
+
+void CallbackGate::CloseAndWait() {
+    for (;;) {
+        {
+            const std::lock_guard hold(gatesLock);
+            Unlist();
+            if (!OtherInside()) {
+                return;
+            }
+            m_left.Reset();
+        }
+        m_left.WaitFor(kLeftLook);
     }
 }
 
-void CallbackGate::CloseAndWait(const void* module) {
-    Gates& gates = AllGates();
-    std::unique_lock hold(gates.lock);
-    std::erase(gates.open, module);
-    gates.left.wait(hold, [&] {
-        return std::none_of(gates.inside.begin(), gates.inside.end(), [&](const Stay& stay) {
-            return stay.module == module && stay.thread != std::this_thread::get_id();
-        });
-    });
+void CallbackGate::Unlist() {
+    if (m_module == nullptr) {
+        return;
+    }
+    CallbackGate** link = &firstOpen;
+    while (*link != this) {
+        link = &(*link)->m_nextOpen;
+    }
+    *link = m_nextOpen;
+    m_module = nullptr;
 }
 
-CallbackGate::Entry::Entry(const void* module) : m_module(nullptr) {
-    Gates& gates = AllGates();
-    const std::lock_guard hold(gates.lock);
-    if (std::find(gates.open.begin(), gates.open.end(), module) != gates.open.end()) {
-        gates.inside.push_back({module, std::this_thread::get_id()});
-        m_module = module;
+bool CallbackGate::OtherInside() const {
+    for (const Entry* entry = m_inside; entry != nullptr; entry = entry->m_next) {
+        if (entry->m_thread != std::this_thread::get_id()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+CallbackGate::Entry::Entry(const void* module) {
+    const std::lock_guard hold(gatesLock);
+    for (CallbackGate* gate = firstOpen; gate != nullptr; gate = gate->m_nextOpen) {
+        if (gate->m_module == module) {
+            m_gate = gate;
+            m_next = gate->m_inside;
+            gate->m_inside = this;
+            return;
+        }
     }
 }
 
 CallbackGate::Entry::~Entry() {
-    if (m_module == nullptr) {
+    if (m_gate == nullptr) {
         return;
     }
-    Gates& gates = AllGates();
-    const std::lock_guard hold(gates.lock);
-    const auto stay =
-        std::find_if(gates.inside.begin(), gates.inside.end(), [&](const Stay& candidate) {
-            return candidate.module == m_module && candidate.thread == std::this_thread::get_id();
-        });
-    gates.inside.erase(stay);
-    gates.left.notify_all();
+    const std::lock_guard hold(gatesLock);
+    Entry** link = &m_gate->m_inside;
+    while (*link != this) {
+        link = &(*link)->m_next;
+    }
+    *link = m_next;
+    // Under the lock: the gate may be gone behind it.
+    m_gate->m_left.Set();
 }
 
 }  // namespace cam

@@ -1,19 +1,28 @@
 // Keeps the SDK's callbacks out of a module that is gone. The SDK waits for a frame callback when a
 // handle is closed, but not for an exception or event callback: one of those may be about to enter
-// just when the host destroys the module. They enter through this gate, which knows by address the
-// modules that still let them in.
+// just when the host destroys the module. They enter through this gate, which tells by its address
+// whether a module still lets them in.
 #pragma once
+
+#include <thread>
+
+#include "platform/event.h"
 
 namespace cam {
 
 class CallbackGate {
   public:
-    // From now on callbacks with `module` as their user pointer may enter.
-    static void Open(const void* module);
+    CallbackGate() = default;
+    ~CallbackGate() { CloseAndWait(); }
+    CallbackGate(const CallbackGate&) = delete;
+    CallbackGate& operator=(const CallbackGate&) = delete;
+
+    // From now on callbacks with `module` as their user pointer may enter; harmless when repeated.
+    void Open(const void* module);
 
     // Lets no more in and waits until those inside have left; harmless on a closed gate. Called
     // from within one of them it does not wait for that one.
-    static void CloseAndWait(const void* module);
+    void CloseAndWait();
 
     // One callback's stay: the module lives as long as an entry that was let in.
     class Entry {
@@ -23,11 +32,26 @@ class CallbackGate {
         Entry(const Entry&) = delete;
         Entry& operator=(const Entry&) = delete;
 
-        [[nodiscard]] explicit operator bool() const { return m_module != nullptr; }
+        [[nodiscard]] explicit operator bool() const { return m_gate != nullptr; }
 
       private:
-        const void* m_module;
+        friend class CallbackGate;
+
+        CallbackGate* m_gate = nullptr;
+        Entry* m_next = nullptr;
+        const std::thread::id m_thread = std::this_thread::get_id();
     };
+
+  private:
+    [[nodiscard]] bool OtherInside() const;
+    void Unlist();
+
+    // All under the one lock of all gates, which are linked without allocation: the library may be
+    // unloaded, or the process end, with a callback on its way.
+    const void* m_module = nullptr;  // null: closed
+    CallbackGate* m_nextOpen = nullptr;
+    Entry* m_inside = nullptr;
+    platform::Event m_left;
 };
 
 }  // namespace cam

@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 
-#include "camera/callback_gate.h"
 #include "module/framework/param_list.h"
 #include "module/log/log.h"
 #include "platform/shared_mapping.h"
@@ -99,7 +98,7 @@ Status CCameraModule::CreateEvents() {
 }
 
 Status CCameraModule::StartWorkers() {
-    CallbackGate::Open(this);
+    m_callbackGate.Open(this);
     m_thImageProcessing.Allow();
     m_thReconnect.Allow();
     return m_thGrabbing.Start() && m_thImageProcessing.Start() ? kOk : kNoResources;
@@ -200,7 +199,7 @@ std::uint32_t CCameraModule::DeInit() {
     m_thReconnect.Forbid();
     StopLastReconnect();
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "StopLastReconnect finish");
-    CallbackGate::CloseAndWait(this);
+    m_callbackGate.CloseAndWait();
     if (m_camera.IsOpen()) {
         // A reconnect attempt was faster than its stop.
         CloseCurCamera();

@@ -29,6 +29,7 @@
 #include <string_view>
 #include <vector>
 
+#include "camera/callback_gate.h"
 #include "camera/device_tables.h"
 #include "camera/my_camera.h"
 #include "imaging/buf_manager.h"
@@ -224,6 +225,8 @@ class CCameraModule final : public CAbstractUserModule {
     platform::Event GrabStartedEvent;    // reset whenever grabbing is stopped on purpose
     platform::Event WakeEvent;           // the workers' pause
     platform::Event EventDeinit;         // set while no frame is in the module's hands
+
+    CallbackGate m_callbackGate;  // for exception and event callbacks; open from Init to DeInit
 
     WorkerThread m_thGrabbing;
     WorkerThread m_thImageProcessing;

@@ -1,10 +1,16 @@
 #include "module/log/log.h"
 
-#include <string>
-
+#include "module/shared_values.h"
 #include "platform/system.h"
 
 namespace cam {
+
+namespace {
+
+// In UTF-8 three bytes a character of the longest file name.
+constexpr std::size_t kModuleNameSize = 3 * 260;
+
+}  // namespace
 
 std::string_view ModuleNameOfPath(std::string_view path, char separator) {
     const auto folderEnd = path.rfind(separator);
@@ -16,11 +22,11 @@ std::string_view ModuleNameOfPath(std::string_view path, char separator) {
 }
 
 const char* LogModuleName() {
-    // Leaked on purpose: a thread may log while the library's statics are being destroyed.
-    static const std::string* const name = new std::string(
+    // Without a destructor, because a thread may log while the process ends.
+    static const FixedText<kModuleNameSize> name(
         ModuleNameOfPath(platform::ModuleFilePath(reinterpret_cast<const void*>(&LogModuleName)),
                          platform::kPathSeparator));
-    return name->c_str();
+    return name.c_str();
 }
 
 }  // namespace cam

@@ -150,7 +150,8 @@ TEST(WorkerThread, GoesOnWhenStartedAfterItAskedItselfToStop) {
 
 TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
     const int module = 0;
-    CallbackGate::Open(&module);
+    CallbackGate gate;
+    gate.Open(&module);
     std::atomic<bool> entered{false};
     std::atomic<bool> leave{false};
     std::atomic<bool> closed{false};
@@ -167,7 +168,7 @@ TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
         std::this_thread::yield();
     }
     std::thread closer([&] {
-        CallbackGate::CloseAndWait(&module);
+        gate.CloseAndWait();
         closed = true;
     });
     // Once the gate refuses, the closer is waiting for the callback inside.
@@ -178,14 +179,15 @@ TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
     leave = true;
     callback.join();
     closer.join();
-    CallbackGate::CloseAndWait(&module);
+    gate.CloseAndWait();
 }
 
 TEST(CallbackGate, DoesNotWaitForTheCallbackThatCloses) {
     const int module = 0;
-    CallbackGate::Open(&module);
+    CallbackGate gate;
+    gate.Open(&module);
     const CallbackGate::Entry entry(&module);
-    CallbackGate::CloseAndWait(&module);
+    gate.CloseAndWait();
     EXPECT_FALSE(static_cast<bool>(CallbackGate::Entry(&module)));
 }
 
