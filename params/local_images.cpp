@@ -72,11 +72,6 @@ void LocalImages::Clear() {
     Forget();
 }
 
-std::vector<std::string> LocalImages::Paths() const {
-    const platform::LockGuard hold(m_lock);
-    return m_paths;
-}
-
 bool LocalImages::RoomAhead() const {
     // Rotation needs the present picture and the one behind it, whatever their size.
     return m_ahead.size() < 2 || (m_ahead.size() < kPicturesAhead && m_aheadBytes < kAheadBytes);

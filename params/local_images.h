@@ -52,8 +52,6 @@ class LocalImages {
     // Ends the decoding and forgets the pictures; delivered blocks stay the host's.
     void Clear();
 
-    [[nodiscard]] std::vector<std::string> Paths() const;
-
   private:
     using Picture = std::shared_ptr<const platform::DecodedImage>;
 

@@ -73,8 +73,8 @@ expect(1 "could not be created: 0xE0000002" list --module ${BROKEN_MODULE})
 # Ctrl-C, where a shell's tool can send it.
 find_program(TIMEOUT_PROGRAM timeout)
 if(TIMEOUT_PROGRAM AND NOT EMULATOR AND NOT CMAKE_HOST_WIN32)
-    # In the foreground, or it would send the signal twice, and the second one ends the program.
-    set(EMULATOR ${TIMEOUT_PROGRAM} --foreground --preserve-status -s INT 2)
+    # After seconds enough for a busy machine. In the foreground, or it would send the signal twice, and the second one ends the program.
+    set(EMULATOR ${TIMEOUT_PROGRAM} --foreground --preserve-status -s INT 5)
     expect(130 "frames taken    [1-9]" grab --run-by-camera --frames 1000000 ${first})
     expect(130 "frames/s" watch ${first})
 endif()
