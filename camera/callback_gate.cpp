@@ -1,5 +1,6 @@
 #include "camera/callback_gate.h"
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 
@@ -7,8 +8,25 @@ namespace cam {
 
 namespace {
 
-// Neither needs a destructor, so a callback during the process's end finds them in order.
-constinit std::mutex gatesLock;
+// Held for a walk along a short list. Unlike std::mutex it needs neither constructor nor destructor
+// on any system, so a callback during the process's end finds it in order.
+class StaticLock {
+  public:
+    void lock() {
+        while (m_taken.test_and_set(std::memory_order_acquire)) {
+            m_taken.wait(true, std::memory_order_relaxed);
+        }
+    }
+    void unlock() {
+        m_taken.clear(std::memory_order_release);
+        m_taken.notify_one();
+    }
+
+  private:
+    std::atomic_flag m_taken;
+};
+
+constinit StaticLock gatesLock;
 constinit CallbackGate* firstOpen = nullptr;  // under gatesLock
 
 // The event ends the wait; this bounds one look.
