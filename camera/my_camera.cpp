@@ -141,9 +141,15 @@ CMyCamera::Configuration::~Configuration() {
     --m_camera.m_configurations;
 }
 
-Status CMyCamera::ResumeGrabbing() {
+Status CMyCamera::ResumeGrabbing(platform::Event& imageArrived, platform::Event& grabStarted) {
     const platform::LockGuard hold(m_lock);
-    return m_configurations == 0 && !m_grabbing.Get() ? StartGrabbing() : kOk;
+    if (m_grabbing.Get() || m_configurations != 0) {
+        return kOk;
+    }
+    const Status started = StartGrabbing();
+    imageArrived.Set();
+    grabStarted.Set();
+    return started;
 }
 
 Status CMyCamera::StopGrabbing() {

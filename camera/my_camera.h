@@ -11,6 +11,7 @@
 #include "module/framework/status_codes.h"
 #include "module/log/log.h"
 #include "module/shared_values.h"
+#include "platform/event.h"
 #include "platform/lock.h"
 
 namespace cam {
@@ -133,8 +134,11 @@ class CMyCamera {
         return m_frameThread.Get() == std::this_thread::get_id();
     }
 
-    // The grab keeper's StartGrabbing.
-    [[nodiscard]] Status ResumeGrabbing();
+    // The grab keeper's StartGrabbing, also tried when no camera is open; nothing is done while one
+    // grabs or is being set up. Sets both events after a try, under the camera lock: a request to a
+    // camera that is opened next must not take them for its own frame's.
+    [[nodiscard]] Status ResumeGrabbing(platform::Event& imageArrived,
+                                        platform::Event& grabStarted);
 
   private:
     class StopAnnouncement {

@@ -141,9 +141,7 @@ void CCameraModule::KeepGrabbing() {
             const platform::LockGuard holdGrab(m_grabLock);
             const platform::LockGuard holdParameter(m_parameterLock);
             if (!m_camera.IsGrabbing()) {
-                resumed = m_camera.ResumeGrabbing();
-                ImageArrivedEvent.Set();
-                GrabStartedEvent.Set();
+                resumed = m_camera.ResumeGrabbing(ImageArrivedEvent, GrabStartedEvent);
             }
         }
         if (resumed == KZ_CC_E_DEVICE_LOST) {

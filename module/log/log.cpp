@@ -8,7 +8,7 @@ namespace cam {
 namespace {
 
 // In UTF-8 three bytes a character of the longest file name.
-constexpr std::size_t kModuleNameSize = 3 * 260;
+constexpr std::size_t kModuleNameSize = 780;
 
 }  // namespace
 

@@ -49,6 +49,17 @@ class Gate {
 
 // Receives the callbacks of a handle and keeps account.
 struct Receiver {
+    Receiver() = default;
+    // Waits for the frame in progress, which may come from any handle that was opened with it.
+    ~Receiver() {
+        for (const KZHandle handle : handles) {
+            KZ_CC_StopGrabbing(handle);
+        }
+    }
+    Receiver(const Receiver&) = delete;
+    Receiver& operator=(const Receiver&) = delete;
+
+    std::vector<KZHandle> handles;
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<FrameOutInfo> frames;
@@ -143,6 +154,7 @@ class KZCameraControl : public testing::Test {
     }
     KZHandle OpenWithReceiver(Receiver& receiver) {
         const KZHandle handle = Open();
+        receiver.handles.push_back(handle);
         EXPECT_EQ(KZ_CC_RegisterImageCallBackEx(handle, Receiver::Frame, &receiver), KZ_CC_OK);
         EXPECT_EQ(KZ_CC_RegisterExceptionCallBack(handle, Receiver::Exception, &receiver),
                   KZ_CC_OK);
