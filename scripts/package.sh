@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the packages an integrator installs: dist/camera-module-<version>-win64.zip and the .tar.gz for
-# Linux, each with library, headers, stand-ins, camera_host and pages.
+# Linux, of the same build type as is tested, each with library, headers, stand-ins, camera_host and pages.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -10,7 +10,7 @@ trap 'rm -f "$log"' EXIT
 for preset in windows linux; do
     build=build/package-$preset
     echo "Packing $preset ..."
-    if ! { cmake --preset "$preset" -B "$build" -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE=Release &&
+    if ! { cmake --preset "$preset" -B "$build" -DBUILD_TESTING=OFF &&
         cmake --build "$build" &&
         (cd "$build" && cpack -B package); } >"$log" 2>&1; then
         cat "$log" >&2
