@@ -190,9 +190,8 @@ void CCameraModule::Configure(const char* function) {
     m_settings.cameraMold.Set(CameraKindOf(m_model.Get()));
     m_camera.ReverseElecLevel(m_settings.cameraMold.Get(),
                               m_settings.ioEnableElectricalLevel.Get());
-    m_lastExposure.Set(kNotWritten);
-    m_lastGain.Set(kNotWritten);
     LoadUserSet(function);
+    m_setUpCount.Set(m_setUpCount.Get() + 1);
     KeepHeartbeat(function);
     PublishCameraOnline(function);
     StopForConfiguration(function);

@@ -102,6 +102,11 @@ bool CCameraModule::ReconnectWanted(std::string_view serial) const {
 }
 
 bool CCameraModule::ReconnectOnce(const CameraText& serial) {
+    // Held for the whole attempt, so that it does not open anew what the host opens meanwhile.
+    const platform::LockGuard hold(m_connectionLock);
+    if (m_camera.IsOpen()) {
+        return true;
+    }
     if (m_settings.connectionMode.Get() == kConnectByAddress) {
         static constexpr char kTrue[] = "True";
         if (SetParam("ConnectIP", kTrue, sizeof kTrue - 1) != kOk) {

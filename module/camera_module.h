@@ -173,8 +173,6 @@ class CCameraModule final : public CAbstractUserModule {
     // it.
     [[nodiscard]] Status StopGrabbingForParam(std::string_view name);
 
-    static constexpr float kNotWritten = -100.0F;
-
     Setting<std::int32_t> m_nModuleId{0};
 
     // The camera and what it last was; the texts survive closing.
@@ -207,8 +205,14 @@ class CCameraModule final : public CAbstractUserModule {
     platform::RecursiveLock m_grabLock;
     platform::RecursiveLock m_parameterLock ACQUIRED_AFTER(m_grabLock);
     // What was last written, so that the same value is not written again.
-    Setting<float> m_lastExposure{kNotWritten};
-    Setting<float> m_lastGain{kNotWritten};
+    // It counts only for the camera's set-up it was written in.
+    struct WrittenValue {
+        float value;
+        std::uint32_t setUp;
+    };
+    Setting<std::uint32_t> m_setUpCount{1};
+    Setting<WrittenValue> m_lastExposure{{}};
+    Setting<WrittenValue> m_lastGain{{}};
 
     // Frames
     CBufManager m_bufManager;
