@@ -356,9 +356,4 @@ void CMyCamera::StoreFrameInfo(const FrameOutInfo& info) {
     m_frameInfo = info;
 }
 
-FrameOutInfo CMyCamera::LastFrameInfo() const {
-    const std::lock_guard hold(m_frameInfoLock);
-    return m_frameInfo;
-}
-
 }  // namespace cam

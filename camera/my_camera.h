@@ -99,7 +99,6 @@ class CMyCamera {
 
     // The information of the last frame, whatever became of it.
     void StoreFrameInfo(const FrameOutInfo& info);
-    [[nodiscard]] FrameOutInfo LastFrameInfo() const;
 
     void SetModuleId(std::int32_t moduleId) { m_moduleId.Set(moduleId); }
 
@@ -203,7 +202,7 @@ class CMyCamera {
     SharedText<kCameraTextSize> m_key;
     Setting<std::int32_t> m_moduleId{kNoModuleId};
 
-    mutable std::mutex m_frameInfoLock;
+    std::mutex m_frameInfoLock;
     FrameOutInfo m_frameInfo{};  // under m_frameInfoLock
 };
 

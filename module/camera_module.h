@@ -204,8 +204,8 @@ class CCameraModule final : public CAbstractUserModule {
     // Features are written and grabbing is restarted one at a time.
     platform::RecursiveLock m_grabLock;
     platform::RecursiveLock m_parameterLock ACQUIRED_AFTER(m_grabLock);
-    // What was last written, so that the same value is not written again.
-    // It counts only for the camera's set-up it was written in.
+    // What was last written, so that the same value is not written again; it counts only for the
+    // set-up of the camera it was written in, because the next one loads the user set.
     struct WrittenValue {
         float value;
         std::uint32_t setUp;
