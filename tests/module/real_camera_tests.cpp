@@ -233,6 +233,8 @@ TEST_F(RealCamera, ReadsAndWritesItsFeatures) {
 TEST_F(RealCamera, DeliversAFrameForEachTrigger) {
     Open();
     TriggerBySoftware(host);
+    // A busy machine may have lost frames of the free run before.
+    const std::string errors = host.Get("CameraErrorInfo");
     std::uint32_t last = 0;
     for (std::size_t frame = 0; frame < kFrames; ++frame) {
         const auto image = host.Image();
@@ -245,7 +247,7 @@ TEST_F(RealCamera, DeliversAFrameForEachTrigger) {
         EXPECT_EQ(host.Free(*image), cam::kOk);
     }
     EXPECT_EQ(OpenRegions().size(), 1U);
-    EXPECT_EQ(host.Get("CameraErrorInfo"), "0$0$0");
+    EXPECT_EQ(host.Get("CameraErrorInfo"), errors);
 }
 
 TEST_F(RealCamera, OffersItsFramesToAProcedure) {

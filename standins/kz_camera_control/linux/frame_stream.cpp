@@ -28,11 +28,30 @@ bool HoldsImage(ArvBuffer* buffer) {
     }
 }
 
+// What can no longer become a frame, as opposed to a buffer that a stop has given back.
+bool IsSpoilt(ArvBufferStatus status) {
+    return status == ARV_BUFFER_STATUS_TIMEOUT || status == ARV_BUFFER_STATUS_MISSING_PACKETS ||
+           status == ARV_BUFFER_STATUS_WRONG_PACKET_ID || status == ARV_BUFFER_STATUS_SIZE_MISMATCH;
+}
+
 bool FitsRecord(gint pixels) {
     return pixels > 0 && pixels <= std::numeric_limits<std::uint16_t>::max();
 }
 
 }  // namespace
+
+std::uint64_t FramesBetween(std::uint64_t last, std::uint64_t next) {
+    // GigE Vision's 16-bit numbers pass over 0: no frame has it.
+    constexpr std::uint64_t kNumbers = 65535;
+    if (last == 0) {
+        return 0;
+    }
+    if (next > last) {
+        return next - last - 1;
+    }
+    const bool wrapped = last <= kNumbers && last - next > kNumbers / 2;
+    return wrapped ? next + kNumbers - last - 1 : 0;
+}
 
 StreamCounters& StreamCounters::operator+=(const StreamCounters& other) {
     receivedBytes += other.receivedBytes;
@@ -72,9 +91,8 @@ StreamCounters FrameStream::Counters() const {
     StreamCounters counters;
     counters.receivedFrames = m_received;
     counters.receivedBytes = counter("n_transferred_bytes");
-    counters.lostFrames = m_rejected + counter("n_failures") + counter("n_underruns");
+    counters.lostFrames = m_lost;
     if (ARV_IS_GV_STREAM(m_stream.get())) {
-        counters.lostFrames += counter("n_missing_frames");
         counters.lostPackets = counter("n_missing_packets");
         counters.requestedResends = counter("n_resend_requests");
         counters.resentPackets = counter("n_resent_packets");
@@ -88,12 +106,24 @@ void FrameStream::Run() {
         if (buffer == nullptr) {
             continue;
         }
-        // Incomplete frames are in Aravis's own count already.
-        if (!m_stop && arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
-            ++(Deliver(buffer) ? m_received : m_rejected);
+        if (!m_stop) {
+            Take(buffer);
         }
         arv_stream_push_buffer(m_stream.get(), buffer);
     }
+}
+
+void FrameStream::Take(ArvBuffer* buffer) {
+    const ArvBufferStatus status = arv_buffer_get_status(buffer);
+    const bool whole = status == ARV_BUFFER_STATUS_SUCCESS;
+    if (!whole && !IsSpoilt(status)) {
+        return;
+    }
+    // Counted here because Aravis counts a frame that found no buffer once for each packet.
+    const std::uint64_t number = arv_buffer_get_frame_id(buffer);
+    m_lost += FramesBetween(m_lastNumber, number);
+    m_lastNumber = number;
+    ++(whole && Deliver(buffer) ? m_received : m_lost);
 }
 
 bool FrameStream::Deliver(ArvBuffer* buffer) {

@@ -25,6 +25,9 @@ struct StreamCounters {
     StreamCounters& operator+=(const StreamCounters& other);
 };
 
+// How many frames went by unseen from one frame number to the next.
+[[nodiscard]] std::uint64_t FramesBetween(std::uint64_t last, std::uint64_t next);
+
 // Takes frames off an Aravis stream on a thread of its own and hands over the complete ones. A
 // frame that is not whole is counted and never shown.
 class FrameStream {
@@ -49,6 +52,7 @@ class FrameStream {
 
   private:
     void Run();
+    void Take(ArvBuffer* buffer);
     // False when the buffer holds no image that the SDK's record can tell of.
     [[nodiscard]] bool Deliver(ArvBuffer* buffer);
 
@@ -56,8 +60,9 @@ class FrameStream {
     const Receiver m_receiver;
     std::atomic<bool> m_stop{false};
     std::atomic<std::uint64_t> m_received{0};
-    std::atomic<std::uint64_t> m_rejected{0};
-    std::thread m_thread;  // last: it uses the members above
+    std::atomic<std::uint64_t> m_lost{0};
+    std::uint64_t m_lastNumber = 0;  // of the thread; 0: none yet
+    std::thread m_thread;            // last: it uses the members above
 };
 
 }  // namespace kz

@@ -60,6 +60,13 @@ Code RealCamera::CreateStream(GObjectPtr<ArvStream>& stream, std::size_t& frameS
         return KZ_CC_E_NO_DATA;
     }
     frameSize = static_cast<std::size_t>(payload);
+    if (IsGigE()) {
+        // Aravis's packet socket, which it takes where the user may, hears every packet of the
+        // machine until its filter stands: frames of other cameras, whose numbers then make it
+        // throw away this one's as late.
+        arv_gv_device_set_stream_options(ARV_GV_DEVICE(m_device.get()),
+                                         ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
+    }
     stream.reset(arv_device_create_stream(m_device.get(), nullptr, nullptr, error.Out()));
     if (!stream) {
         return error ? CodeOf(error) : KZ_CC_E_RESOURCE;
