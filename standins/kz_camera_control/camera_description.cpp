@@ -153,6 +153,10 @@ constexpr auto kFields = std::to_array<Field>({
          camera.events = text == "1";
          return text == "0" || text == "1";
      }},
+    {"transport",
+     [](std::string_view text, CameraDescription& camera) {
+         return ParseNumber<std::uint32_t>(text, 1, UINT32_MAX, camera.transportType);
+     }},
     {"interface",
      [](std::string_view text, CameraDescription& camera) {
          return ParseNumber<std::uint32_t>(text, 1, KZ_MAX_DEVICES, camera.interfaceNumber);
@@ -162,9 +166,11 @@ constexpr auto kFields = std::to_array<Field>({
 bool ParseKind(std::string_view word, CameraDescription& camera) {
     if (word == "gige") {
         camera.kind = CameraKind::GigE;
+        camera.transportType = KZ_TRANSPORT_GIGE;
         camera.model = "KZ-SIM-G";
     } else if (word == "usb3") {
         camera.kind = CameraKind::Usb3;
+        camera.transportType = KZ_TRANSPORT_USB3;
         camera.model = "KZ-SIM-U";
     } else if (word == "gentl") {
         camera.kind = CameraKind::GenTL;

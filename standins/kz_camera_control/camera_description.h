@@ -14,6 +14,7 @@ enum class CameraKind { GigE, Usb3, GenTL };
 
 struct CameraDescription {
     CameraKind kind = CameraKind::GigE;
+    std::uint32_t transportType = 0;  // that its record tells; GenTL records tell none
     std::string serial;
     std::string model;
     std::string maker = "Simulated";

@@ -9,8 +9,9 @@
 //        width=640 height=480 format=Mono8 rate=30
 //
 // `format` is a PFNC name, with ":compressed" behind it for the compressed variant. `events=1` lets
-// the camera send "FrameStart". `interface=N` (gentl) puts it behind the Nth interface. Unnamed
-// values have the defaults above, serials counted up, events=1.
+// the camera send "FrameStart". `interface=N` (gentl) puts it behind the Nth interface;
+// `transport=N` makes its record tell transport type N instead of its kind's. Unnamed values have
+// the defaults above, serials counted up, events=1.
 //
 // The cameras come from the environment's KZ_SIM_CAMERAS (a description, or "@" and a file) when
 // the library is first used, and from KZSim_Configure. KZ_REAL_CAMERAS=0 keeps real ones out of the

@@ -130,7 +130,7 @@ std::vector<Row> FactoryFeatures(const CameraDescription& camera) {
         rows.push_back({"EventNotification", {onOff}, "EventSelector"});
     }
     if (camera.kind == CameraKind::GigE) {
-        rows.push_back({"GevHeartbeatTimeout", {IntFeature{3000, 500, 60000}}});
+        rows.push_back({"GevHeartbeatTimeout", {IntFeature{3000, 0, 60000}}});
         rows.push_back({"GevSCPSPacketSize",
                         {IntFeature{1500, 220, 9156, 4}, Access::LockedWhileGrabbing, kInUserSet}});
         rows.push_back(

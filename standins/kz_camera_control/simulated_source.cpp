@@ -22,8 +22,8 @@ std::string_view TextOf(const char (&field)[Size]) {
 CameraDeviceInfo RecordOf(const CameraDescription& description, const std::string& userName) {
     CameraDeviceInfo record{};
     record.majorVersion = 1;
+    record.transportType = description.transportType;
     if (description.kind == CameraKind::GigE) {
-        record.transportType = KZ_TRANSPORT_GIGE;
         record.gige = {};
         record.gige.currentIp = description.ip;
         record.gige.subnetMask = 0xFFFFFF00;
@@ -33,7 +33,6 @@ CameraDeviceInfo RecordOf(const CameraDescription& description, const std::strin
         Put(record.gige.serialNumber, description.serial);
         Put(record.gige.userDefinedName, userName);
     } else {
-        record.transportType = KZ_TRANSPORT_USB3;
         record.usb3 = {};
         Put(record.usb3.vendorName, description.maker);
         Put(record.usb3.manufacturerName, description.maker);
@@ -156,12 +155,12 @@ std::shared_ptr<SimulatedCamera> SimulatedSource::FindIf(Matches&& matches) cons
 
 std::shared_ptr<SimulatedCamera> SimulatedSource::Find(const CameraDeviceInfo& record) const {
     return FindIf([&](const CameraDescription& description) {
-        if (record.transportType == KZ_TRANSPORT_USB3) {
-            return description.kind == CameraKind::Usb3 &&
-                   description.serial == TextOf(record.usb3.serialNumber);
-        }
-        if (record.transportType != KZ_TRANSPORT_GIGE || description.kind != CameraKind::GigE) {
+        if (description.kind == CameraKind::GenTL ||
+            record.transportType != description.transportType) {
             return false;
+        }
+        if (description.kind == CameraKind::Usb3) {
+            return description.serial == TextOf(record.usb3.serialNumber);
         }
         const std::string_view serial = TextOf(record.gige.serialNumber);
         if (!serial.empty()) {

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "module/log/xalog.h"
+#include "module/log/log.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "tests/support/module_host.h"
@@ -21,7 +21,6 @@ using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
 using ::testing::Not;
 
-constexpr std::int32_t kTraceLevel = 1;
 constexpr std::uint32_t kFault = 0x80000106;
 constexpr char kFaultText[] = "0x80000106";
 
@@ -42,7 +41,7 @@ std::vector<std::string> LineWrites(const std::vector<std::string>& journal) {
 
 class Connection : public ::testing::Test {
   protected:
-    Connection() { Xalog_ResetLevel(kTraceLevel); }
+    Connection() { Xalog_ResetLevel(cam::kLogDebug); }
     ~Connection() override {
         KZSim_SetFaults("", "");
         KZSim_SetEnumerationHook(nullptr, nullptr);
@@ -68,8 +67,9 @@ TEST_F(Connection, GigECameraIsBroughtIntoTheModulesConfigurationStepByStep) {
             "KZ_CC_RegisterEventCallBackEx FrameStart", "KZ_CC_StartGrabbing"));
     EXPECT_THAT(host.Reports(), ElementsAre(Report{kReportCameraState, "5-1-A"}));
     EXPECT_THAT(host.Published(), ElementsAre("CameraOnline=5"));
-    EXPECT_THAT(MessagesOf(host.Log(), kSelect),
-                ElementsAre("Set GevHeartbeatTimeout 3000.", "Open success(A)"));
+    EXPECT_THAT(MessagesOf(host.Log(cam::kLogInfo), kSelect),
+                ElementsAre("Set GevHeartbeatTimeout 3000."));
+    EXPECT_THAT(MessagesOf(host.Log(cam::kLogError), kSelect), ElementsAre("Open success(A)"));
     EXPECT_EQ(host.Get("SerialNumber"), "A");
     EXPECT_EQ(host.Get("ModelName"), "KZ-XX");
     EXPECT_EQ(host.Get("ManufacturerName"), "Simulated");
@@ -104,6 +104,18 @@ TEST_F(Connection, Usb3CameraHasNeitherPacketSizeNorHeartbeat) {
     EXPECT_THAT(MessagesOf(host.Log(), kSelect),
                 ElementsAre("KZ_CC_SetIntValue GevHeartbeatTimeout failed, nRet 0x80000101.",
                             "Open success(U)"));
+}
+
+TEST_F(Connection, HeartbeatThatIsOffStaysOff) {
+    ModuleHost host("gige serial=A events=0");
+    ASSERT_EQ(host.Set("CameraName", "A"), cam::kOk);
+    ASSERT_EQ(host.Set("GevHeartbeatTimeout", "0"), cam::kOk);
+    KZSim_ClearJournal("A");
+    host.ClearLog();
+    EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
+    EXPECT_THAT(Journal("A"), AllOf(Contains("KZ_CC_SetCommandValue UserSetLoad"),
+                                    Not(Contains(HasSubstr("GevHeartbeatTimeout")))));
+    EXPECT_THAT(MessagesOf(host.Log(), kSelect), ElementsAre("Open success(A)"));
 }
 
 TEST_F(Connection, ModelSeriesChoosesTheLines) {
@@ -164,7 +176,9 @@ TEST_F(Connection, FailingStepOfTheSetUpIsLoggedAndPassedOver) {
         ASSERT_TRUE(
             KZSim_SetFaults("A", (fault.back() == '0' ? fault : fault + kFaultText).c_str()));
         EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
-        EXPECT_THAT(MessagesOf(host.Log(), each.function), Contains(each.line));
+        // A camera sends with any packet size, only worse.
+        const int level = each.function == kOpen ? cam::kLogWarning : cam::kLogError;
+        EXPECT_THAT(MessagesOf(host.Log(level), each.function), Contains(each.line));
         EXPECT_EQ(host.LogCount("Open success(A)"), 1U);
         // The steps behind it are taken all the same.
         EXPECT_THAT(Journal("A"), Contains("KZ_CC_StartGrabbing"));
@@ -218,6 +232,16 @@ TEST_F(Connection, FailedOpenAnswersTheSdksCodeAndLeavesNothingOpen) {
         EXPECT_THAT(MessagesOf(host.Log(), kSelect),
                     Contains("(A)Open failed, error code:80000106"));
     }
+}
+
+TEST_F(Connection, CameraOfAnUnknownTransportIsRefusedAndLeftOpen) {
+    // Not a type of its own, though enumerations by either bit find it.
+    ModuleHost host("gige serial=A transport=5");
+    EXPECT_EQ(host.Set("CameraName", "A"), cam::kNoCamera);
+    EXPECT_THAT(MessagesOf(host.Log(cam::kLogError), kSelect),
+                ElementsAre("Open failed, camera protocol type not support"));
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
+    EXPECT_THAT(host.Reports(), IsEmpty());
 }
 
 TEST_F(Connection, CameraThatCouldNotBeOpenedIsOpenedWhenItsImageIsWanted) {
@@ -355,6 +379,9 @@ TEST_F(Connection, GenTLInterfaceThatFailsEndsTheWalkAndKeepsWhatWasFound) {
                 ElementsAre("EnumInterfaces begin, GenTLPath=" + path,
                             "EnumInterfaces finish, ret=0x80000106",
                             "Enum GenTL interface failed, ret=0x80000106"));
+    // Missing from the list, it is not lost: an interface that failed may still carry it.
+    EXPECT_EQ(host.Get("CameraName"), "0$T1$$$$Close");
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
     host.ClearLog();
     host.Destroy();
     EXPECT_EQ(host.LogCount("UnloadGenTLLibrary " + path), 1U);
@@ -476,6 +503,14 @@ TEST_F(ConnectionByAddress, IsOnlyForCamerasThatAreAddressed) {
     EXPECT_EQ(host.Get("SerialNumber"), "B");
 }
 
+// It has no serial number, so the list never holds it.
+TEST_F(ConnectionByAddress, IsNotTakenForLostByTheList) {
+    ASSERT_EQ(Connect("192.168.1.100", "192.168.1.1"), cam::kOk);
+    host.Set("Type", "0");
+    EXPECT_THAT(host.Get("CameraName"), HasSubstr("0$$$$$Close\r"));
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
+}
+
 TEST_F(Connection, RealTimeModeBypassesTheModuleAndIsTakenUpAgain) {
     ModuleHost host("gige serial=A width=64 height=48 rate=200 events=0\nusb3 serial=B");
     host.OpenForRequests("A");
@@ -500,7 +535,14 @@ TEST_F(Connection, RealTimeModeBypassesTheModuleAndIsTakenUpAgain) {
                 ElementsAre("KZ_CC_StopGrabbing", "KZ_GIGE_SetTransmissionType 65537",
                             "KZ_CC_SetBoolValue TriggerMode 0", "KZ_CC_SetEnumValue TriggerMode 0",
                             "KZ_CC_StartGrabbing"));
+
+    KZSim_ClearJournal("A");
     EXPECT_EQ(host.Set("RealTimeImgAcq", "False"), cam::kOk);
+    auto left = Journal("A");
+    std::erase(left, "KZ_CC_StartGrabbing");  // the grab keeper's
+    EXPECT_THAT(left,
+                ElementsAre("KZ_CC_StopGrabbing", "KZ_CC_SetBoolValue TriggerMode 1",
+                            "KZ_CC_SetEnumValue TriggerMode 1", "KZ_GIGE_SetTransmissionType 0"));
     EXPECT_TRUE(host.Image().has_value());
 }
 

@@ -7,7 +7,7 @@
 #include <random>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "module/log/xalog.h"
+#include "module/log/log.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "tests/support/module_host.h"
@@ -20,7 +20,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-constexpr std::int32_t kTraceLevel = 1;
 constexpr std::uint32_t kFrameworkFault = 0xE1234567;
 
 const char* const kFrameworkFunctions[] = {
@@ -51,7 +50,7 @@ bool HasForm(std::string line, const std::string& id, const std::string& functio
 
 class Lifecycle : public ::testing::Test {
   protected:
-    Lifecycle() { Xalog_ResetLevel(kTraceLevel); }
+    Lifecycle() { Xalog_ResetLevel(cam::kLogDebug); }
     ~Lifecycle() override {
         for (const char* function : kFrameworkFunctions) {
             ModuleFrame_FailCalls(function, 0, 0);
@@ -73,15 +72,15 @@ TEST_F(Lifecycle, CreationIsToldStepByStepAndCounted) {
     EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 1);
     const auto log = host.Log();
     EXPECT_THAT(
-        MessagesOf(log, "CreateModule"),
+        MessagesOf(host.Log(cam::kLogDebug), "CreateModule"),
         ElementsAre("CameraModuleDebug:NEW CREAT", "CameraModuleDebug: CREAT OVER",
                     "CameraModuleDebug: INIT START", "CameraModuleDebug:INIT END",
                     "CameraModuleDebug:CAMERA NUM start", "CameraModuleDebug:CAMERA NUM end",
                     "CameraModuleDebug:CQ_M_SetNotifyEventCallback start",
                     "CameraModuleDebug:CQ_M_SetNotifyEventCallback end"));
-    EXPECT_THAT(MessagesOf(log, "CCameraModule::Init"),
+    EXPECT_THAT(MessagesOf(host.Log(cam::kLogInfo), "CCameraModule::Init"),
                 ElementsAre("CreateModuleCause      succ", "strValueInfoList.nNum,0", "Init end"));
-    EXPECT_THAT(MessagesOf(log, "CCameraModule::EnumDevices"),
+    EXPECT_THAT(MessagesOf(host.Log(cam::kLogError), "CCameraModule::EnumDevices"),
                 ElementsAre("Enum return 1 devices"));
 
     EXPECT_TRUE(HasForm(log.front(), "-1", "CreateModule", "CameraModuleDebug:NEW CREAT"))
@@ -124,7 +123,7 @@ TEST_F(Lifecycle, FailingFrameworkCallFailsCreationWithItsCode) {
         EXPECT_EQ(host.Module(), nullptr);
         EXPECT_EQ(ModuleFrame_LastError(host.Handle()), kFrameworkFault);
         EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 0);
-        const auto messages = MessagesOf(host.Log(), "CCameraModule::Init");
+        const auto messages = MessagesOf(host.Log(cam::kLogError), "CCameraModule::Init");
         ASSERT_FALSE(messages.empty());
         EXPECT_EQ(messages.back(), "Init failed.nRet:[e1234567]");
         if (each.line[0] != '\0') {
@@ -175,7 +174,7 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
     host.ClearReports();
     EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
     EXPECT_THAT(
-        MessagesOf(host.Log(), "CCameraModule::DeInit"),
+        MessagesOf(host.Log(cam::kLogInfo), "CCameraModule::DeInit"),
         ElementsAre("DeInit start", "m_thImageProcessing joined", "m_thGrabbing joined",
                     "CloseCurCamera finish", "StopLastReconnect finish", "ClearImage finish",
                     "CloseHandle finish", "delete m_pLoadParamRecord finish"));
@@ -186,7 +185,7 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
     host.ClearReports();
     EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
     EXPECT_THAT(
-        MessagesOf(host.Log(), "CCameraModule::DeInit"),
+        MessagesOf(host.Log(cam::kLogInfo), "CCameraModule::DeInit"),
         ElementsAre("DeInit start", "CloseCurCamera finish", "StopLastReconnect finish",
                     "ClearImage finish", "CloseHandle finish", "delete m_pLoadParamRecord finish"));
     host.Destroy();

@@ -9,6 +9,7 @@
 #include "camera/device_tables.h"
 #include "camera/sdk/pixel_format.h"
 #include "imaging/frame_rules.h"
+#include "module/camera_module.h"
 #include "module/log/log.h"
 #include "module/shared_values.h"
 #include "params/local_images.h"
@@ -31,6 +32,15 @@ CameraDeviceInfo GigE(std::string_view serial, std::string_view userName = "") {
     Put(record.gige.modelName, "Model");
     Put(record.gige.serialNumber, serial);
     Put(record.gige.userDefinedName, userName);
+    return record;
+}
+
+CameraDeviceInfo Usb3(std::string_view serial) {
+    CameraDeviceInfo record{};
+    record.transportType = KZ_TRANSPORT_USB3;
+    Put(record.usb3.manufacturerName, "Maker");
+    Put(record.usb3.modelName, "Model");
+    Put(record.usb3.serialNumber, serial);
     return record;
 }
 
@@ -59,6 +69,29 @@ TEST(CameraListText, ListsACameraSeenThroughTwoCardsOnce) {
         tables->plain.Add(GigE(serial));
     }
     EXPECT_EQ(ListText(*tables, "B"), Nul("2$B$$$$Close\rMaker Model (A)\rMaker Model (B)"));
+}
+
+// A USB3 camera has one way to the machine: the same serial number again is another camera.
+TEST(CameraListText, ListsEveryUsb3Camera) {
+    const auto tables = std::make_unique<DeviceTables>();
+    tables->plain.Add(Usb3("A"));
+    tables->plain.Add(Usb3("A"));
+    EXPECT_EQ(ListText(*tables), Nul("0$0$$$$Close\rMaker Model (A)\rMaker Model (A)"));
+}
+
+TEST(CameraListText, NamesCamerasBehindGenTLByTheirVendor) {
+    const auto tables = std::make_unique<DeviceTables>();
+    for (const char* userName : {"", "Line 1"}) {
+        GenTLDeviceInfo record{};
+        Put(record.vendorName, "Vendor");
+        Put(record.modelName, "Model");
+        Put(record.serialNumber, "T");
+        Put(record.displayName, "not shown");
+        Put(record.userDefinedName, userName);
+        tables->genTL.Add(record);
+    }
+    EXPECT_EQ(MakeCameraList(*tables, true, nullptr).text,
+              Nul("0$0$$$$Close\rVendor Model (T)\rLine 1 (T)"));
 }
 
 TEST(CameraListText, ReadsFieldsWithoutTerminatorNoFurtherThanTheyReach) {
@@ -102,9 +135,7 @@ TEST(Selection, IsTheSecondFieldOrAllOfTheValue) {
 }
 
 TEST(DeviceRecord, IsFoundByTheSerialOfEitherTransport) {
-    CameraDeviceInfo usb{};
-    usb.transportType = KZ_TRANSPORT_USB3;
-    Put(usb.usb3.serialNumber, "USB9");
+    const CameraDeviceInfo usb = Usb3("USB9");
     EXPECT_TRUE(HasSerial(usb, "USB9"));
     EXPECT_TRUE(HasSerial(GigE("G1"), "G1"));
     EXPECT_FALSE(HasSerial(GigE("G1"), "G"));
@@ -181,6 +212,10 @@ TEST(FrameRules, GiveTheDecoderRoomByTheFirstBitThatMatches) {
     EXPECT_EQ(bytes(64), 8U);
     EXPECT_EQ(bytes(1), 3U);
     EXPECT_EQ(ImageBytes(65535, 65535, 3), 12'884'508'675ULL);
+}
+
+TEST(NotifyEvent, WithoutAModuleAnswersZero) {
+    EXPECT_EQ(CCameraModule::NotifyEvent(kNotifyRelationsChanged, nullptr, nullptr), kOk);
 }
 
 TEST(LogPrefix, NamesTheLibraryWithoutFolderAndLastEnding) {

@@ -133,21 +133,36 @@ bool ModuleHost::WaitForReport(const Report& report, std::chrono::milliseconds t
 
 std::vector<std::string> ModuleHost::Log() const {
     const std::lock_guard hold(m_lock);
-    return m_log;
+    std::vector<std::string> lines;
+    for (const LogLine& line : m_log) {
+        lines.push_back(line.text);
+    }
+    return lines;
+}
+
+std::vector<std::string> ModuleHost::Log(std::int32_t level) const {
+    const std::lock_guard hold(m_lock);
+    std::vector<std::string> lines;
+    for (const LogLine& line : m_log) {
+        if (line.level == level) {
+            lines.push_back(line.text);
+        }
+    }
+    return lines;
 }
 
 std::size_t ModuleHost::LogCount(std::string_view part) const {
     const std::lock_guard hold(m_lock);
     return static_cast<std::size_t>(std::count_if(
         m_log.begin(), m_log.end(),
-        [&](const std::string& line) { return line.find(part) != std::string::npos; }));
+        [&](const LogLine& line) { return line.text.find(part) != std::string::npos; }));
 }
 
 bool ModuleHost::WaitForLog(std::string_view part, std::chrono::milliseconds timeout) {
     return WaitUntil(
         [&] {
-            return std::any_of(m_log.begin(), m_log.end(), [&](const std::string& line) {
-                return line.find(part) != std::string::npos;
+            return std::any_of(m_log.begin(), m_log.end(), [&](const LogLine& line) {
+                return line.text.find(part) != std::string::npos;
             });
         },
         timeout);
@@ -199,11 +214,11 @@ std::uint32_t ModuleHost::OnTryRunProcedure(void* user, std::int32_t procedureId
                : kModuleFrameRefused;
 }
 
-void ModuleHost::OnLogLine(std::int32_t, const char* line, void* user) {
+void ModuleHost::OnLogLine(std::int32_t level, const char* line, void* user) {
     auto& host = *static_cast<ModuleHost*>(user);
     {
         const std::lock_guard hold(host.m_lock);
-        host.m_log.emplace_back(line);
+        host.m_log.push_back({level, line});
     }
     host.m_changed.notify_all();
     if (host.onLog) {

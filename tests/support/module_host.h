@@ -32,6 +32,11 @@ struct Report {
     }
 };
 
+struct LogLine {
+    std::int32_t level;
+    std::string text;
+};
+
 // The cameras of the machine, and no simulated one.
 struct RealCameras {};
 
@@ -84,6 +89,7 @@ class ModuleHost {
     bool WaitForReport(const Report& report, std::chrono::milliseconds timeout = kHang);
 
     [[nodiscard]] std::vector<std::string> Log() const;
+    [[nodiscard]] std::vector<std::string> Log(std::int32_t level) const;
     [[nodiscard]] std::size_t LogCount(std::string_view part) const;
     bool WaitForLog(std::string_view part, std::chrono::milliseconds timeout = kHang);
     void ClearLog();
@@ -112,7 +118,7 @@ class ModuleHost {
     mutable std::mutex m_lock;
     std::condition_variable m_changed;
     std::vector<Report> m_reports;  // under m_lock, like the next two
-    std::vector<std::string> m_log;
+    std::vector<LogLine> m_log;
     std::vector<std::string> m_published;
 
     bool m_watches = false;  // is the stand-ins' observer and sink
