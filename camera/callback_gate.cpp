@@ -2,28 +2,36 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <mutex>
+
+#include "platform/address_wait.h"
 
 namespace cam {
 
 namespace {
 
-// Held for a walk along a short list. Unlike std::mutex it needs neither constructor nor destructor
-// on any system, so a callback during the process's end finds it in order.
+// Held for a walk along a short list. Unlike std::mutex and the waits of std::atomic it needs
+// neither constructor nor destructor on any system, so a callback during the process's end finds it
+// in order.
 class StaticLock {
   public:
     void lock() {
-        while (m_taken.test_and_set(std::memory_order_acquire)) {
-            m_taken.wait(true, std::memory_order_relaxed);
+        while (m_taken.exchange(kTaken) == kTaken) {
+            platform::SleepWhileEqual(m_taken, kTaken, kLook);
         }
     }
     void unlock() {
-        m_taken.clear(std::memory_order_release);
-        m_taken.notify_one();
+        m_taken = 0;
+        platform::WakeAllOn(m_taken);
     }
 
   private:
-    std::atomic_flag m_taken;
+    static constexpr std::uint32_t kTaken = 1;
+    // The wake-up ends the wait; this bounds one look.
+    static constexpr std::chrono::milliseconds kLook{100};
+
+    std::atomic<std::uint32_t> m_taken{0};
 };
 
 constinit StaticLock gatesLock;

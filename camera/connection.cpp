@@ -1,5 +1,4 @@
 // Opening a camera, bringing it into the module's acquisition configuration, and closing it.
-#include <cctype>
 #include <cstdio>
 #include <optional>
 
@@ -60,11 +59,16 @@ std::optional<std::uint32_t> PackAddress(std::string_view text) {
 
 }  // namespace
 
-void CCameraModule::CloseCurCamera() {
-    if (m_camera.InFrameCallback()) {
-        CAM_LOG(kLogError, ModuleId(), kClose, "Camera not closed from inside a frame's notice");
-        return;
+bool CCameraModule::RefusedInFrameCallback(const char* function) const {
+    if (!m_camera.InFrameCallback()) {
+        return false;
     }
+    CAM_LOG(kLogError, ModuleId(), function,
+            "Refused from inside a frame's notice: the camera's stop would wait for it");
+    return true;
+}
+
+void CCameraModule::CloseCurCamera() {
     const platform::LockGuard hold(m_connectionLock);
     const bool wasOpen = m_camera.IsOpen();
     const CameraText serial = m_serial.Get();
@@ -119,6 +123,9 @@ void CCameraModule::TakeIdentity(const DeviceIdentity& identity) {
 }
 
 Status CCameraModule::SetDeviceValue(std::string_view value) try {
+    if (RefusedInFrameCallback(kSelect)) {
+        return kInvalid;
+    }
     const platform::LockGuard hold(m_connectionLock);
     const std::string selection(SelectionOf(value));
     if (selection == kNoSelection) {
@@ -138,6 +145,15 @@ Status CCameraModule::SetDeviceValue(std::string_view value) try {
     return kOk;
 } catch (...) {
     return kOpenFailed;
+}
+
+Status CCameraModule::RetryPendingSelection() {
+    if (!m_camera.LockUnlessStopping(m_connectionLock)) {
+        return kInvalid;
+    }
+    // Read under the lock: while this waited for it, the host may have made another choice.
+    const platform::LockGuard hold(m_connectionLock, std::adopt_lock);
+    return m_camera.IsOpen() ? kOk : SetDeviceValue(m_pendingSelection.Get().view());
 }
 
 Status CCameraModule::OpenSelected(std::string_view serial) {
@@ -191,7 +207,7 @@ void CCameraModule::Configure(const char* function) {
     m_camera.ReverseElecLevel(m_settings.cameraMold.Get(),
                               m_settings.ioEnableElectricalLevel.Get());
     LoadUserSet(function);
-    m_setUpCount.Set(m_setUpCount.Get() + 1);
+    ForgetWrittenValues();
     KeepHeartbeat(function);
     PublishCameraOnline(function);
     StopForConfiguration(function);
@@ -309,6 +325,9 @@ void CCameraModule::ReplaySavedParams() {
 }
 
 Status CCameraModule::ConnectCameraByIP() try {
+    if (RefusedInFrameCallback(kConnectByIp)) {
+        return kInvalid;
+    }
     const platform::LockGuard hold(m_connectionLock);
     const auto cameraIp = m_settings.cameraIp.Get();
     const auto localIp = m_settings.localIp.Get();
@@ -338,6 +357,7 @@ Status CCameraModule::ConnectCameraByIP() try {
                 cameraIp.c_str(), opened);
         return opened;
     }
+    ForgetWrittenValues();
     char model[kCameraTextSize] = {};
     if (const Status status = m_camera.GetStringValue("DeviceModelName", model, sizeof model);
         status != kOk) {

@@ -35,7 +35,10 @@ class FlagHold {
 }  // namespace
 
 Status CCameraModule::EnumDevices() {
-    const platform::LockGuard hold(m_connectionLock);
+    if (!m_camera.LockUnlessStopping(m_connectionLock)) {
+        return kInvalid;
+    }
+    const platform::LockGuard hold(m_connectionLock, std::adopt_lock);
     if (m_enumerating) {
         // Nested on this thread, which holds the machine-wide mutex already.
         CAM_LOG(kLogError, ModuleId(), kFunction, "Enum device is working now");
@@ -113,7 +116,10 @@ Status CCameraModule::EnumGenTLDevices() {
 }
 
 Status CCameraModule::GetCameraList(char* buffer, std::int32_t capacity, std::uint32_t* length) {
-    const platform::LockGuard hold(m_connectionLock);
+    if (!m_camera.LockUnlessStopping(m_connectionLock)) {
+        return kInvalid;
+    }
+    const platform::LockGuard hold(m_connectionLock, std::adopt_lock);
     if (m_devices.plain.Empty() && m_devices.genTL.Empty()) {
         static_cast<void>(EnumDevices());
     }

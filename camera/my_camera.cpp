@@ -11,32 +11,26 @@ namespace {
 constexpr std::uint32_t kRealTimeGroup = 0xEFC00101;  // 239.192.1.1
 constexpr std::uint16_t kRealTimePort = 1042;
 
-constexpr std::uint32_t kUnsetPixelType = 0xFFFFFFFF;
 constexpr std::uint32_t kLineModeStrobe = 8;
 constexpr std::uint16_t kNoSwitchoverKey = 0;
 
-// The camera lock is held for single SDK calls of milliseconds; a stop, the only long one, ends the
-// wait by announcing itself.
-constexpr std::chrono::microseconds kCallbackLockPause{50};
+// How often the frame thread looks whether the lock has become free or a stop been announced.
+constexpr std::chrono::microseconds kFrameThreadPause{50};
+
+void CloseAndDestroy(KZHandle handle) {
+    KZ_CC_StopGrabbing(handle);
+    KZ_CC_CloseDevice(handle);
+    KZ_CC_DestroyHandle(handle);
+}
 
 }  // namespace
-
-CMyCamera::CMyCamera() {
-    m_frameInfo.pixelType = kUnsetPixelType;
-}
 
 CMyCamera::~CMyCamera() {
     Close();
 }
 
 Status CMyCamera::Open(const CameraDeviceInfo* record) {
-    const platform::LockGuard hold(m_lock);
-    const Status opened =
-        OpenAs(&KZ_CC_CreateHandle, "KZ_CC_CreateHandle", record, KZ_ACCESS_CONTROL);
-    if (opened == kOk && record->transportType == KZ_TRANSPORT_GIGE) {
-        SetOptimalPacketSize(m_handle.load());
-    }
-    return opened;
+    return OpenAs(&KZ_CC_CreateHandle, "KZ_CC_CreateHandle", record, KZ_ACCESS_CONTROL);
 }
 
 Status CMyCamera::Open(const GenTLDeviceInfo* record) {
@@ -60,15 +54,21 @@ Status CMyCamera::OpenAs(std::uint32_t (*create)(KZHandle*, const Record*), cons
                 created);
         return created;
     }
-    m_handle = handle;
-    ++m_openCount;
-    const Status opened = KZ_CC_OpenDevice(handle, accessMode, kNoSwitchoverKey);
-    if (opened != kOk) {
+    if (const Status opened = KZ_CC_OpenDevice(handle, accessMode, kNoSwitchoverKey);
+        opened != kOk) {
         CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "KZ_CC_OpenDevice failed, nRet %#x.",
                 opened);
-        Close();
+        CloseAndDestroy(handle);
+        return opened;
     }
-    return opened;
+    ++m_openCount;
+    m_handle = handle;
+    if constexpr (std::is_same_v<Record, CameraDeviceInfo>) {
+        if (record->transportType == KZ_TRANSPORT_GIGE) {
+            SetOptimalPacketSize(handle);
+        }
+    }
+    return kOk;
 }
 
 void CMyCamera::SetOptimalPacketSize(KZHandle handle) {
@@ -93,14 +93,10 @@ void CMyCamera::Close() {
     const platform::LockGuard hold(m_lock);
     m_key.Set("");
     if (const KZHandle handle = m_handle.load(); handle != nullptr) {
-        KZ_CC_StopGrabbing(handle);
-        KZ_CC_CloseDevice(handle);
-        KZ_CC_DestroyHandle(handle);
+        CloseAndDestroy(handle);
         m_handle = nullptr;
     }
     m_grabbing.Set(false);
-    const std::lock_guard holdInfo(m_frameInfoLock);
-    m_frameInfo.frameNumber = 0;
 }
 
 void CMyCamera::DropLost(std::uint32_t openCount) {
@@ -295,11 +291,10 @@ Status CMyCamera::ReverseElecLevel(std::int32_t lineSet, std::int32_t invert) {
     return result;
 }
 
-Status CMyCamera::SetTriggerMode(bool on) {
+void CMyCamera::SetTriggerMode(bool on) {
     // Cameras offer the feature as a boolean or as an enumeration; the one that does not fit fails.
-    const Status asBool = SetBoolValue("TriggerMode", on);
-    const Status asEnum = SetEnumValue("TriggerMode", on ? 1 : 0);
-    return asBool == kOk ? asBool : asEnum;
+    static_cast<void>(SetBoolValue("TriggerMode", on));
+    static_cast<void>(SetEnumValue("TriggerMode", on ? 1 : 0));
 }
 
 void CMyCamera::EnterRealTimeMode() {
@@ -310,7 +305,7 @@ void CMyCamera::EnterRealTimeMode() {
     if (const Status set = SetTransmissionType(KZ_TRANSMISSION_UNICAST_AND_MULTICAST); set != kOk) {
         CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "SetTransmission Error:%#x", set);
     }
-    static_cast<void>(SetTriggerMode(false));
+    SetTriggerMode(false);
     m_realTime.Set(true);
 }
 
@@ -322,7 +317,7 @@ void CMyCamera::ExitRealTimeMode() {
         CAM_LOG(kLogError, m_moduleId.Get(), "CMyCamera::ExitRealTimeMode",
                 "StopGrabbing Error:%#x", stopped);
     }
-    static_cast<void>(SetTriggerMode(true));
+    SetTriggerMode(true);
     static_cast<void>(SetTransmissionType(KZ_TRANSMISSION_UNICAST));
     m_realTime.Set(false);
 }
@@ -331,29 +326,22 @@ Status CMyCamera::DecodeFrame(HbDecodeParam* param) {
     return KZ_CC_HB_Decode(m_handle.load(), param);
 }
 
-bool CMyCamera::TryLockWhileStreaming() {
-    while (!m_lock.try_lock()) {
+bool CMyCamera::LockUnlessStopping(platform::RecursiveLock& lock) {
+    if (!InFrameCallback()) {
+        lock.lock();
+        return true;
+    }
+    while (!lock.try_lock()) {
         if (m_stopsUnderWay > 0) {
             return false;
         }
-        std::this_thread::sleep_for(kCallbackLockPause);
+        std::this_thread::sleep_for(kFrameThreadPause);
     }
     return true;
 }
 
 Status CMyCamera::ConvertPixelType(PixelConvertParam* param) {
-    if (!TryLockWhileStreaming()) {
-        return kInvalid;
-    }
-    const KZHandle handle = m_handle.load();
-    const Status converted = handle != nullptr ? KZ_CC_ConvertPixelType(handle, param) : kInvalid;
-    m_lock.unlock();
-    return converted;
-}
-
-void CMyCamera::StoreFrameInfo(const FrameOutInfo& info) {
-    const std::lock_guard hold(m_frameInfoLock);
-    m_frameInfo = info;
+    return Call(KZ_CC_ConvertPixelType, param);
 }
 
 }  // namespace cam

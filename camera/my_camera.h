@@ -24,11 +24,12 @@ using CameraText = FixedText<kCameraTextSize>;
 // open, or a null pointer. The lock is the module's innermost: under it only the SDK is called.
 //
 // The SDK's stop, close and destroy calls wait for a frame callback in progress, and the callback
-// wants the camera lock for pixel conversion. Every such call therefore announces itself before it
-// takes the lock, and the callback (TryLockWhileStreaming) does not wait behind an announced one.
+// wants the camera lock: for pixel conversion, and for whatever the host asks from inside a frame's
+// notice. Every such call therefore announces itself before it takes the lock, and the frame thread
+// (LockUnlessStopping) does not wait behind an announced one.
 class CMyCamera {
   public:
-    CMyCamera();
+    CMyCamera() = default;
     ~CMyCamera();
     CMyCamera(const CMyCamera&) = delete;
     CMyCamera& operator=(const CMyCamera&) = delete;
@@ -88,17 +89,16 @@ class CMyCamera {
     // For the frame callback: gives up with kInvalid while a stop or close is under way.
     [[nodiscard]] Status ConvertPixelType(PixelConvertParam* param);
 
+    // Not before the SDK has opened the device.
     [[nodiscard]] bool IsOpen() const { return m_handle.load() != nullptr; }
     [[nodiscard]] bool IsGrabbing() const { return m_grabbing.Get(); }
     [[nodiscard]] bool InRealTimeMode() const { return m_realTime.Get(); }
     [[nodiscard]] std::uint32_t OpenCount() const { return m_openCount.load(); }
 
-    // Identifies the open camera in reports and log lines; empty while none is open.
+    // Identifies the camera in reports and log lines; empty after Close, and for one that was
+    // opened by its address.
     [[nodiscard]] CameraText Key() const { return m_key.Get(); }
     void SetKey(std::string_view key) { m_key.Set(key); }
-
-    // The information of the last frame, whatever became of it.
-    void StoreFrameInfo(const FrameOutInfo& info);
 
     void SetModuleId(std::int32_t moduleId) { m_moduleId.Set(moduleId); }
 
@@ -133,6 +133,11 @@ class CMyCamera {
         return m_frameThread.Get() == std::this_thread::get_id();
     }
 
+    // Takes a lock whose holder may stop, close or open the camera and so wait for the frame
+    // callback. On the frame thread it is therefore given up (false) once such a call is under way;
+    // every other thread waits for it.
+    [[nodiscard]] bool LockUnlessStopping(platform::RecursiveLock& lock) TRY_ACQUIRE(true, lock);
+
     // The grab keeper's StartGrabbing, also tried when no camera is open; nothing is done while one
     // grabs or is being set up. Sets both events after a try, under the camera lock: a request to a
     // camera that is opened next must not take them for its own frame's.
@@ -156,7 +161,10 @@ class CMyCamera {
     // Runs `call` with the open handle under the camera lock.
     template <typename Call>
     [[nodiscard]] Status WithHandle(Call&& call) {
-        const platform::LockGuard hold(m_lock);
+        if (!LockUnlessStopping(m_lock)) {
+            return kInvalid;
+        }
+        const platform::LockGuard hold(m_lock, std::adopt_lock);
         const KZHandle handle = m_handle.load();
         return handle != nullptr ? call(handle) : kInvalid;
     }
@@ -184,11 +192,10 @@ class CMyCamera {
                                 const char* createName, const Record* record,
                                 std::uint32_t accessMode);
     void SetOptimalPacketSize(KZHandle handle) REQUIRES(m_lock);
-    [[nodiscard]] Status SetTriggerMode(bool on);
-    [[nodiscard]] bool TryLockWhileStreaming() TRY_ACQUIRE(true, m_lock);
+    void SetTriggerMode(bool on);
 
-    // The camera lock. Taken after the connection lock or the parameter lock, and tried by the
-    // frame callback under the image-list lock.
+    // The camera lock. Taken after the connection lock or the parameter lock, and by the frame
+    // callback under the image-list lock.
     platform::RecursiveLock m_lock;
     int m_configurations GUARDED_BY(m_lock) = 0;
     // Written under the lock; read without it by the frame callback and for hints.
@@ -201,9 +208,6 @@ class CMyCamera {
 
     SharedText<kCameraTextSize> m_key;
     Setting<std::int32_t> m_moduleId{kNoModuleId};
-
-    std::mutex m_frameInfoLock;
-    FrameOutInfo m_frameInfo{};  // under m_frameInfoLock
 };
 
 }  // namespace cam

@@ -1,6 +1,5 @@
 // What happens when the SDK reports a camera lost, and how it comes back.
 #include <chrono>
-#include <cstring>
 
 #include "camera/callback_gate.h"
 #include "module/camera_module.h"
@@ -32,15 +31,20 @@ void CCameraModule::cbException(std::uint32_t messageType, void* user) {
         return;
     }
     auto& module = *static_cast<CCameraModule*>(user);
+    // Before anything that takes time: by then the host may have opened another camera.
+    const std::uint32_t openCount = module.m_camera.OpenCount();
     CAM_LOG(kLogError, module.ModuleId(), kException, "(%s)Camera callback exception:(%x)",
             module.m_serial.Get().c_str(), messageType);
     if (messageType == KZ_EXCEPTION_DISCONNECTED) {
-        module.HandleDisconnect();
+        module.HandleDisconnect(openCount);
     }
 }
 
-void CCameraModule::HandleDisconnect() {
-    const std::uint32_t openCount = m_camera.OpenCount();
+void CCameraModule::HandleDisconnect(std::uint32_t openCount) {
+    if (openCount != m_camera.OpenCount()) {
+        // The host has opened another camera since, and was told that this one is closed.
+        return;
+    }
     m_lossSeen.Set(openCount);
     PublishCameraOffline(kException);
     ReportCameraOff(kException, m_serial.Get());
@@ -58,9 +62,10 @@ void CCameraModule::StartReconnect() {
 }
 
 void CCameraModule::StopLastReconnect() {
-    if (m_connectionLock.HeldByThisThread()) {
-        // The host called back in from inside an open. The thread may be waiting for the connection
-        // lock, so it is only asked to end; it finds the camera open and does.
+    if (m_connectionLock.HeldByThisThread() || m_camera.InFrameCallback()) {
+        // The host called back in from inside an open, or on the frame thread, which a stop waits
+        // for. The thread may be waiting for the connection lock, so it is only asked to end; it
+        // finds the camera open and does.
         m_thReconnect.RequestStop();
         return;
     }
@@ -117,6 +122,11 @@ bool CCameraModule::ReconnectOnce(const CameraText& serial) {
     }
     const CameraDeviceInfo saved = m_savedData.GetDevice();
     if (saved.transportType != 0 && ConnectDevice(saved) == kOk) {
+        // What an earlier attempt enumerated lacks the camera. Whoever reads the list would take it
+        // for lost, and a save would not find its record.
+        if (!FindDevice(m_camera.Key().view())) {
+            static_cast<void>(EnumDevices());
+        }
         return true;
     }
     static_cast<void>(EnumDevices());

@@ -30,8 +30,8 @@ BufferNode CCameraModule::GetImage() {
         if (!m_getImageLock.try_lock()) {
             return {};
         }
-    } else {
-        m_getImageLock.lock();
+    } else if (!m_camera.LockUnlessStopping(m_getImageLock)) {
+        return {};
     }
     const BufferNode node = GetImageLocked();
     m_getImageLock.unlock();
@@ -70,11 +70,8 @@ BufferNode CCameraModule::GetImageLocked() try {
 
 // A camera whose open failed earlier is tried again when its image is wanted.
 Status CCameraModule::ConnectPending() {
-    if (m_camera.IsOpen()) {
-        return kOk;
-    }
-    if (const auto pending = m_pendingSelection.Get(); !pending.empty()) {
-        static_cast<void>(SetDeviceValue(pending.view()));
+    if (!m_camera.IsOpen() && !m_pendingSelection.Get().empty()) {
+        static_cast<void>(RetryPendingSelection());
     }
     return m_camera.IsOpen() ? kOk : kNoCamera;
 }
@@ -90,7 +87,10 @@ Status CCameraModule::WaitForTriggeredImage() {
     CAM_LOG(kLogDebug, ModuleId(), kGetImage, "soft trigger cmd send success");
     const std::chrono::milliseconds timeout =
         std::chrono::seconds(m_settings.softTriggerWaitTime.Get());
-    ImageArrivedEvent.WaitFor(timeout);
+    if (m_imageQueue.Empty()) {
+        // Behind the reset, so a frame that came ahead of it is not slept through.
+        ImageArrivedEvent.WaitFor(timeout);
+    }
     if (m_imageQueue.Empty()) {
         CAM_LOG(kLogError, ModuleId(), kGetImage, "(%s)TriggerSoftware no image: timeout %d ms",
                 m_serial.Get().c_str(), static_cast<int>(timeout.count()));
@@ -125,9 +125,16 @@ void CCameraModule::StartImageProcessingThread() {
 
 void CCameraModule::DispatchFrames() try {
     // The host may take frames off the queue, change its registrations and open a camera while it
-    // is asked, so the scan holds on to nothing but a sequence number and, for one frame, a copy.
+    // is asked, so the scan holds on to nothing but a sequence number and, for one frame, a copy. A
+    // pass is over with the frames that were there when it began, or a fast camera kept it for
+    // ever.
+    std::uint64_t end = 0;
+    {
+        const platform::LockGuard holdList(m_imageQueue.m_lock);
+        end = m_imageQueue.End();
+    }
     std::uint64_t from = 0;
-    for (;;) {
+    while (!m_thImageProcessing.StopRequested()) {
         {
             const platform::LockGuard holdReceivers(m_receivers.m_lock);
             m_offeredTo = m_receivers.RelatedProcedures();
@@ -142,7 +149,7 @@ void CCameraModule::DispatchFrames() try {
             const platform::LockGuard holdList(m_imageQueue.m_lock);
             offer = m_imageQueue.NextUndispatched(from);
         }
-        if (!offer) {
+        if (!offer || offer->sequence >= end) {
             return;
         }
         char frame[16];
@@ -186,9 +193,9 @@ void CCameraModule::SetTriggerProcessRunStatus(bool run) {
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "The TriggerProcessRunStatus has opend, Image process thread enter.");
     } else {
-        if (m_connectionLock.HeldByThisThread()) {
-            // Inside an open. The thread may stand in a procedure's run that waits for the
-            // connection, so it is only asked to end.
+        if (m_connectionLock.HeldByThisThread() || m_camera.InFrameCallback()) {
+            // Inside an open, or on the frame thread, which a stop waits for. The thread may stand
+            // in a procedure's run that waits for the connection, so it is only asked to end.
             m_thImageProcessing.RequestStop();
         } else {
             m_thImageProcessing.Stop();

@@ -18,7 +18,7 @@ void ImageQueue::Push(const BufferNode& node) {
         }
         m_ring.swap(larger);
     }
-    At(m_front + m_size) = node;
+    At(End()) = node;
     m_sizeHint.store(++m_size, std::memory_order_release);
 }
 
@@ -32,8 +32,7 @@ std::optional<BufferNode> ImageQueue::Pop() {
 }
 
 std::optional<ImageQueue::Offer> ImageQueue::NextUndispatched(std::uint64_t from) const {
-    for (std::uint64_t sequence = std::max(from, m_front); sequence < m_front + m_size;
-         ++sequence) {
+    for (std::uint64_t sequence = std::max(from, m_front); sequence < End(); ++sequence) {
         if (const BufferNode& node = At(sequence); node.handedOver != 1) {
             return Offer{sequence, node.frameNumber};
         }
@@ -42,7 +41,7 @@ std::optional<ImageQueue::Offer> ImageQueue::NextUndispatched(std::uint64_t from
 }
 
 void ImageQueue::MarkHandedOver(std::uint64_t sequence) {
-    if (sequence >= m_front && sequence < m_front + m_size) {
+    if (sequence >= m_front && sequence < End()) {
         At(sequence).handedOver = 1;
     }
 }

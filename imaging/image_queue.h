@@ -27,6 +27,9 @@ class ImageQueue {
     // A hint for those who only look whether anything waits.
     [[nodiscard]] bool Empty() const { return m_sizeHint.load(std::memory_order_acquire) == 0; }
 
+    // The sequence number that the next frame will get.
+    [[nodiscard]] std::uint64_t End() const REQUIRES(m_lock) { return m_front + m_size; }
+
     struct Offer {
         std::uint64_t sequence;
         std::uint32_t frameNumber;

@@ -41,7 +41,6 @@ void CCameraModule::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info
         return;
     }
     CAM_LOG(kLogDebug, ModuleId(), kFunction, "CameraModuleDebug:DoImageCallBack Start");
-    m_camera.StoreFrameInfo(*info);
     if (m_camera.InRealTimeMode()) {
         return;
     }

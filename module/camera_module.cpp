@@ -151,7 +151,7 @@ void CCameraModule::KeepGrabbing() {
                 CAM_LOG(kLogError, ModuleId(), "CCameraModule::KeepGrabbing",
                         "(%s)Camera lost, found when grabbing was to start",
                         m_serial.Get().c_str());
-                HandleDisconnect();
+                HandleDisconnect(openCount);
             }
             lostOpen = openCount;
         }
@@ -163,7 +163,6 @@ Status CCameraModule::StopGrabbingForParam(std::string_view name) {
     static constexpr std::string_view kStructural[] = {
         "Height", "Width", "PixelFormat", "GevSCPSPacketSize", "AcquisitionBurstFrameCount",
         "GevSCPD"};
-    const platform::LockGuard hold(m_parameterLock);
     if (!m_camera.IsGrabbing() ||
         std::find(std::begin(kStructural), std::end(kStructural), name) == std::end(kStructural)) {
         return kOk;

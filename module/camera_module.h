@@ -13,12 +13,16 @@
 //   params/persistence.cpp      SaveModuleData, LoadModuleData
 //
 // Order of the locks; whoever holds one takes only those behind it:
-//   connection -> camera, or the machine-wide enumeration mutex
-//   grab -> parameter -> camera
-//   GetImage -> node-info -> image-list -> buffer
-//   GetImage -> connection (a camera connected on demand)
-//   parameter -> image-list; image-list -> camera in the frame callback, which only tries it
-// The locks inside worker threads, local images, saved data and texts come last and alone.
+//   GetImage -> connection -> grab -> parameter -> node-info -> image-list -> camera or buffer
+// The connection lock stands ahead of so many because an open replays saved parameters, and because
+// the host may call back in from its notices; only GetImage is then tried instead of taken. The
+// machine-wide enumeration mutex comes behind the connection lock. The locks inside worker threads,
+// local images, saved data and texts come last and alone.
+//
+// The frame thread does not wait for a lock that a thread may hold while it waits for the frame
+// callback: CMyCamera::LockUnlessStopping takes the camera, parameter, connection and GetImage
+// locks.
+//
 // No framework function is called under those, the camera, parameter, image-list or buffer lock,
 // because the host may call back into the module from inside any of them; the one exception is the
 // question for the number of buffer nodes, when intake adds one.
@@ -106,13 +110,19 @@ class CCameraModule final : public CAbstractUserModule {
     // is logged and passed over.
     [[nodiscard]] Status ConnectDevice(const CameraDeviceInfo& record);
     [[nodiscard]] Status SetDeviceValue(std::string_view value);
+    // Tries the choice whose open failed once more, unless a camera is open by now.
+    [[nodiscard]] Status RetryPendingSelection();
     [[nodiscard]] Status ConnectCameraByIP();
     void CloseCurCamera();
+    // Whether this is the frame thread, for which the SDK's stop would wait: logged in the name of
+    // `function`, and nothing is opened or closed.
+    [[nodiscard]] bool RefusedInFrameCallback(const char* function) const;
     [[nodiscard]] Status OpenSelected(std::string_view serial) REQUIRES(m_connectionLock);
     [[nodiscard]] Status OpenRecord(const CameraDeviceInfo& record, const char* function)
         REQUIRES(m_connectionLock);
     void TakeIdentity(const DeviceIdentity& identity);
     void Configure(const char* function) REQUIRES(m_connectionLock);
+    void ForgetWrittenValues() { m_setUpCount.Set(m_setUpCount.Get() + 1); }
     void LoadUserSet(const char* function);
     void KeepHeartbeat(const char* function);
     void StopForConfiguration(const char* function);
@@ -123,7 +133,8 @@ class CCameraModule final : public CAbstractUserModule {
     void ReplaySavedParams() REQUIRES(m_connectionLock);
 
     // Reconnection
-    void HandleDisconnect();
+    // `openCount` is CMyCamera::OpenCount when the loss was seen.
+    void HandleDisconnect(std::uint32_t openCount);
     void StartReconnect();
     void StopLastReconnect();
     void ReConnectDevice();
@@ -143,7 +154,8 @@ class CCameraModule final : public CAbstractUserModule {
         REQUIRES(m_imageQueue.m_lock);
     [[nodiscard]] bool AddNode(std::uint64_t size, std::uint32_t frameNumber, BufferNode& node)
         REQUIRES(m_imageQueue.m_lock);
-    [[nodiscard]] bool TakeFreeNode(std::uint32_t frameNumber, BufferNode& node)
+    [[nodiscard]] bool TakeFreeNode(std::uint64_t size, CBufManager::Fit fit,
+                                    std::uint32_t frameNumber, BufferNode& node)
         REQUIRES(m_imageQueue.m_lock);
     [[nodiscard]] bool ResizeNode(std::uint64_t size, std::uint32_t frameNumber, BufferNode& node)
         REQUIRES(m_imageQueue.m_lock);
@@ -167,11 +179,12 @@ class CCameraModule final : public CAbstractUserModule {
         REQUIRES(m_receivers.m_lock);
     void TakeSavedDevice(const SAVE_MODULE_DATA_PARAM& record);
     void WaitForSavedCamera();
-    [[nodiscard]] std::optional<CameraDeviceInfo> FindDevice(std::string_view key);
+    [[nodiscard]] std::optional<CameraDeviceInfo> FindDevice(std::string_view key) const
+        REQUIRES(m_connectionLock);
 
     // Stops a stream that must not run while the named feature changes; the grab keeper restarts
     // it.
-    [[nodiscard]] Status StopGrabbingForParam(std::string_view name);
+    [[nodiscard]] Status StopGrabbingForParam(std::string_view name) REQUIRES(m_parameterLock);
 
     Setting<std::int32_t> m_nModuleId{0};
 
@@ -205,7 +218,8 @@ class CCameraModule final : public CAbstractUserModule {
     platform::RecursiveLock m_grabLock;
     platform::RecursiveLock m_parameterLock ACQUIRED_AFTER(m_grabLock);
     // What was last written, so that the same value is not written again; it counts only for the
-    // set-up of the camera it was written in, because the next one loads the user set.
+    // open camera it was written to, because the next one, or the same again, has values of its
+    // own.
     struct WrittenValue {
         float value;
         std::uint32_t setUp;

@@ -115,6 +115,9 @@ struct ParamCommands {
 
     static Status SerialNumber(CCameraModule& module, const Value& value) {
         if (module.m_camera.IsOpen() && value.Text() != module.m_serial.Get().view()) {
+            if (module.RefusedInFrameCallback(kFunction)) {
+                return kInvalid;
+            }
             module.CloseCurCamera();
         }
         module.m_serial.Set(value.Text());
@@ -122,9 +125,7 @@ struct ParamCommands {
     }
 
     static Status CheckCameraOpened(CCameraModule& module, const Value&) {
-        return module.m_camera.IsOpen()
-                   ? kOk
-                   : module.SetDeviceValue(module.m_pendingSelection.Get().view());
+        return module.m_camera.IsOpen() ? kOk : module.RetryPendingSelection();
     }
 
     static Status IOEnableElectricalLevel(CCameraModule& module, const Value& value) {
@@ -144,6 +145,9 @@ struct ParamCommands {
     }
 
     static Status RealTimeImgAcq(CCameraModule& module, const Value& value) {
+        if (module.RefusedInFrameCallback(kFunction)) {
+            return kInvalid;
+        }
         module.GrabStartedEvent.Reset();
         if (value.Bool()) {
             module.m_camera.EnterRealTimeMode();
@@ -171,6 +175,9 @@ struct ParamCommands {
         const bool use = value.Bool();
         if (use == module.m_bGenTL.Get()) {
             return kOk;
+        }
+        if (module.RefusedInFrameCallback(kFunction)) {
+            return kInvalid;
         }
         module.m_bGenTL.Set(use);
         if (module.m_camera.IsOpen()) {
@@ -259,6 +266,9 @@ struct ParamCommands {
             return kOk;
         }
         if (!value.Bool()) {
+            if (module.RefusedInFrameCallback(kFunction)) {
+                return kInvalid;
+            }
             module.CloseCurCamera();
             module.m_settings.connectedByIp.Set(false);
             return kOk;
@@ -287,7 +297,10 @@ struct ParamCommands {
         if (!module.m_camera.IsOpen()) {
             return kNoCamera;
         }
-        const platform::LockGuard hold(module.m_parameterLock);
+        if (!module.m_camera.LockUnlessStopping(module.m_parameterLock)) {
+            return kInvalid;
+        }
+        const platform::LockGuard hold(module.m_parameterLock, std::adopt_lock);
         return module.m_camera.SetEnumValue("TriggerMode", Mode);
     }
 
@@ -360,7 +373,10 @@ Status ParamCommands::Feature(CCameraModule& module, std::string_view key, const
     if (ownName && module.m_manufacturer.Get().view() != kMakerWithOwnNames) {
         return kOk;
     }
-    const platform::LockGuard hold(module.m_parameterLock);
+    if (!module.m_camera.LockUnlessStopping(module.m_parameterLock)) {
+        return kInvalid;
+    }
+    const platform::LockGuard hold(module.m_parameterLock, std::adopt_lock);
     if (module.StopGrabbingForParam(key) != kOk) {
         return kInvalid;
     }

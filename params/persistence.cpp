@@ -64,6 +64,10 @@ std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try 
 
     std::optional<CameraDeviceInfo> device;
     if (m_camera.IsOpen() && !m_bGenTL.Get()) {
+        if (!m_camera.LockUnlessStopping(m_connectionLock)) {
+            return kInvalid;
+        }
+        const platform::LockGuard holdConnection(m_connectionLock, std::adopt_lock);
         device = FindDevice(m_camera.Key().view());
     }
 
@@ -114,8 +118,7 @@ std::int32_t CCameraModule::RelationIndex(const ModuleParamList& kept, std::stri
                                   : m_savedRelationIndex;
 }
 
-std::optional<CameraDeviceInfo> CCameraModule::FindDevice(std::string_view key) {
-    const platform::LockGuard hold(m_connectionLock);
+std::optional<CameraDeviceInfo> CCameraModule::FindDevice(std::string_view key) const {
     for (const CameraDeviceInfo& record : m_devices.plain) {
         if (HasSerial(record, key)) {
             return record;

@@ -57,6 +57,8 @@ class CAPABILITY("mutex") RecursiveLock {
 class SCOPED_CAPABILITY LockGuard {
   public:
     explicit LockGuard(RecursiveLock& lock) ACQUIRE(lock) : m_lock(lock) { m_lock.lock(); }
+    // Of a lock that was taken already.
+    LockGuard(RecursiveLock& lock, std::adopt_lock_t) REQUIRES(lock) : m_lock(lock) {}
     ~LockGuard() RELEASE() { m_lock.unlock(); }
     LockGuard(const LockGuard&) = delete;
     LockGuard& operator=(const LockGuard&) = delete;

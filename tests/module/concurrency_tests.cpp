@@ -21,6 +21,7 @@
 namespace tests {
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::IsEmpty;
 
 using Clock = std::chrono::steady_clock;
@@ -324,6 +325,81 @@ TEST(Trigger, FrameThatIsFasterThanTheWaitEndsIt) {
     WithinTime("image", [&] { EXPECT_TRUE(host.Image().has_value()); });
 }
 
+// The frame arrives before the request resets its event; its own trigger's frame finds no room.
+TEST(Trigger, FrameAheadOfTheTriggerEndsTheWait) {
+    Xalog_ResetLevel(kTraceLevel);
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.onLog = [&](const std::string& line) {
+        if (MessageOf(line) == "have no pictures need soft trigger") {
+            host.Set("TriggerSoftware", "");
+            EXPECT_TRUE(host.WaitForLog("CameraModule:Image callback end"));
+        }
+    };
+    host.OpenForRequests("A");
+    host.Set("ImageCacheNum", "1");
+    host.Set("SoftTriggerWaitTime", "1000");
+    WithinTime("image", [&] { EXPECT_TRUE(host.Image().has_value()); });
+}
+
+TEST(RunByCamera, PassEndsAlthoughFramesComeFasterThanTheyAreTaken) {
+    Xalog_ResetLevel(kErrorLevel);
+    ModuleHost host("gige serial=A width=64 height=48 rate=1000");
+    std::atomic<int> offers{0};
+    host.onProcedure = [&](std::int32_t, std::uint32_t) -> std::uint32_t {
+        if (const auto image = host.Image()) {
+            host.Free(*image);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        ++offers;
+        return 0;
+    };
+    host.Relate(5);
+    host.Relate(6);
+    host.Set("CameraName", "A");
+    host.Set("TriggerOff", "");
+    ASSERT_TRUE(Eventually([&] { return offers > 20; }));
+    WithinTime("destruction", [&] { host.Destroy(); });
+}
+
+// What the host asks from inside the notice of a frame, on the thread that a stop would wait for.
+TEST(FrameNotice, ReadsAndWritesButNeitherStopsNorClosesTheCamera) {
+    Xalog_ResetLevel(kErrorLevel);
+    ModuleHost host("gige serial=A width=64 height=48 ip=10.0.0.2; gige serial=B ip=10.0.0.3");
+    host.OpenForRequests("A");
+    host.Set("CameraIP", "10.0.0.3");
+    host.Set("LocalIP", "10.0.0.1");
+    std::atomic<bool> called{false};
+    host.onReport = [&](const Report& report) {
+        if (report.code != kReportFrameArrived || called) {
+            return;
+        }
+        EXPECT_EQ(host.Set("ExposureTime", "1234"), cam::kOk);
+        EXPECT_EQ(host.Get("ExposureTime").substr(0, 5), "1234.");
+        EXPECT_EQ(host.GetStatus("CameraName"), cam::kOk);
+        EXPECT_EQ(host.Set("Width", "32"), cam::kInvalid);
+        EXPECT_EQ(host.Set("CameraName", "0"), cam::kInvalid);
+        EXPECT_EQ(host.Set("CameraName", "B"), cam::kInvalid);
+        EXPECT_EQ(host.Set("SerialNumber", "B"), cam::kInvalid);
+        EXPECT_EQ(host.Set("UseGenTL", "True"), cam::kInvalid);
+        EXPECT_EQ(host.Set("RealTimeImgAcq", "True"), cam::kInvalid);
+        host.Set("Type", "1");
+        EXPECT_EQ(host.Set("ConnectIP", "True"), cam::kInvalid);
+        EXPECT_EQ(host.Set("ConnectIP", "False"), cam::kInvalid);
+        host.Set("Type", "0");
+        called = true;
+    };
+    KZSim_ClearJournal("A");
+    WithinTime("image", [&] { EXPECT_TRUE(host.Image().has_value()); });
+    EXPECT_TRUE(called);
+    EXPECT_EQ(host.Get("SerialNumber"), "A");
+    EXPECT_EQ(host.Get("Width").substr(0, 3), "64$");
+    for (const std::string& call : Journal("A")) {
+        EXPECT_THAT(call, AnyOf("KZ_CC_SetFloatValue ExposureTime 1234",
+                                "KZ_CC_SetCommandValue TriggerSoftware"));
+    }
+    EXPECT_EQ(KZSim_OpenHandles(), 1U);
+}
+
 // A frame is in the module's hands, on its way to be converted, while its camera is taken away.
 class FrameInHands : public ::testing::Test {
   protected:
@@ -333,12 +409,28 @@ class FrameInHands : public ::testing::Test {
             if (report.code == kReportFrameArrived && !arrived.exchange(true)) {
                 // Until the camera is being stopped, under the camera lock.
                 stopSeen = Eventually([this] { return StopUnderWay(); });
+                AskForAll();
             }
         };
         host.OpenForRequests("A");
         KZSim_ClearJournal("A");
         host.Set("TriggerSoftware", "");
         EXPECT_TRUE(Eventually([this] { return arrived.load(); }));
+    }
+
+    // Whoever stops the camera holds locks that these want, and waits for this thread.
+    void AskForAll() {
+        for (const char* key : {"ExposureTime", "CameraErrorInfo", "VendorName", "CameraName"}) {
+            host.Get(key);
+        }
+        for (const char* key :
+             {"ExposureTime", "TriggerOn", "TriggerSoftware", "EnumCamera", "CheckCameraOpened",
+              "SynTriggerSoftware", "Width", "CameraName", "TriggerProcessRunStatus"}) {
+            host.Set(key, "1234");
+        }
+        const auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
+        host.Module()->SaveModuleData(record.get());
+        static_cast<void>(host.Image());
     }
 
     static bool StopUnderWay() {
@@ -386,9 +478,10 @@ TEST_F(FrameInHands, GivesWayToRealTimeMode) {
 }
 
 TEST_F(FrameInHands, GivesWayToTheEndOfTheModule) {
-    WithinTime("destruction", [&] { host.Destroy(); });
+    WithinTime("end", [&] { host.Module()->DeInit(); });
     ExpectFrameGivenUp();
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    WithinTime("destruction", [&] { host.Destroy(); });
     EXPECT_THAT(OpenRegions(), IsEmpty());
 }
 

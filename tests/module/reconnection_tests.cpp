@@ -1,6 +1,7 @@
 // Losing the camera at every moment, and getting it back.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <memory>
@@ -43,6 +44,14 @@ bool ImageComes(ModuleHost& host) {
 
 std::size_t Attempts(const ModuleHost& host) {
     return host.LogCount("Try connect to camera(G1)...");
+}
+
+// Since the journal was cleared.
+std::ptrdiff_t Opens(const std::string& serial) {
+    const auto calls = Journal(serial);
+    return std::count_if(calls.begin(), calls.end(), [](const std::string& call) {
+        return call.starts_with("KZ_CC_OpenDevice");
+    });
 }
 
 // A module that loaded a solution which names the camera's record.
@@ -101,13 +110,64 @@ TEST_F(Reconnection, OpensTheSavedRecordWithoutSayingSo) {
     host.Module()->LoadModuleData(record.get());
     ASSERT_TRUE(ImageComes(host));
     host.ClearReports();
+    KZSim_SetFaults("G1", "slow=KZ_CC_OpenDevice:50");
+    KZSim_ClearJournal("G1");
     KZSim_Unplug("G1");
     ASSERT_TRUE(host.WaitForReport(kLost));
+    ASSERT_TRUE(Eventually([] { return Opens("G1") > 0; }));
+    EXPECT_EQ(host.Get("SmartCameraType"), "-1") << "an attempt is no open camera";
+    ASSERT_TRUE(host.WaitForLog("Enum return 0 devices"));
+    KZSim_SetFaults("G1", "");
     KZSim_Plug("G1");
     ASSERT_TRUE(host.WaitForReport(kOn));
     EXPECT_TRUE(ImageComes(host));
     EXPECT_EQ(StateReports(host), (Reports{kOff, kLost, kOn}));
     EXPECT_EQ(host.LogCount("Camera reconnect success"), 0U);
+    EXPECT_EQ(SavedCamera(host)->binaryCount, 1) << "the list holds it again";
+}
+
+// What the host opens while a loss is dealt with is left alone.
+TEST(ReconnectionOfAnother, LeavesTheCameraOfTheHostAlone) {
+    for (const char* moment : {"(G1)Camera callback exception", "Try connect to camera(G1)"}) {
+        SCOPED_TRACE(moment);
+        ModuleHost host(std::string(kCamera) + "; usb3 serial=U1 width=64 height=32");
+        host.OpenForRequests("G1");
+        std::atomic<bool> opened{false};
+        host.onLog = [&](const std::string& line) {
+            if (line.find(moment) != line.npos && !opened) {
+                KZSim_Plug("G1");
+                KZSim_ClearJournal("G1");
+                EXPECT_EQ(host.Set("CameraName", "U1"), cam::kOk);
+                opened = true;
+            }
+        };
+        KZSim_Unplug("G1");
+        ASSERT_TRUE(Eventually([&] { return opened.load(); }));
+        EXPECT_TRUE(ImageComes(host));
+        std::this_thread::sleep_for(100ms);
+        EXPECT_EQ(host.Get("SerialNumber"), "U1");
+        EXPECT_EQ(KZSim_OpenHandles(), 1U);
+        EXPECT_EQ(Opens("G1"), 0);
+        host.Destroy();  // ahead of what its log line uses
+    }
+}
+
+// A request wants the camera whose open failed, while the host chooses another.
+TEST(PendingSelection, IsForgottenWhenTheHostChoosesAnother) {
+    ModuleHost host(std::string(kCamera) + "; usb3 serial=U1 width=64 height=32");
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Relate(1);
+    KZSim_SetFaults("G1", "open=0x80000201");
+    EXPECT_EQ(host.Set("CameraName", "G1"), 0x80000201);
+    KZSim_SetFaults("G1", "");
+    KZSim_ClearJournal("G1");
+    KZSim_SetFaults("U1", "slow=KZ_CC_OpenDevice:200");
+    std::thread choice([&] { EXPECT_EQ(host.Set("CameraName", "U1"), cam::kOk); });
+    ASSERT_TRUE(Eventually([] { return Opens("U1") > 0; }));
+    EXPECT_TRUE(host.Image());
+    choice.join();
+    EXPECT_EQ(host.Get("SerialNumber"), "U1");
+    EXPECT_EQ(Opens("G1"), 0);
 }
 
 TEST_F(Reconnection, FallsBackToTheSerialNumberWhenTheSavedRecordIsAnothers) {
@@ -327,6 +387,12 @@ TEST(ReconnectionByAddress, ComesBackOnlyWhenItIsWanted) {
     ASSERT_EQ(host.Set("ConnectIP", "True"), cam::kOk);
     EXPECT_EQ(host.Get("ConnectIP"), "True");
     ASSERT_TRUE(ImageComes(host));
+    // A value counts as written for one open only: the camera may have lost its power meanwhile.
+    EXPECT_EQ(host.Set("ExposureTime", "1234"), cam::kOk);
+    ASSERT_EQ(host.Set("ConnectIP", "True"), cam::kOk);
+    KZSim_ClearJournal("G1");
+    EXPECT_EQ(host.Set("ExposureTime", "1234"), cam::kOk);
+    EXPECT_EQ(Journal("G1").size(), 1U);
 
     host.Set("AutoConnect", "True");
     KZSim_Unplug("G1");
