@@ -7,6 +7,7 @@
 #include "module/camera_module.h"
 #include "module/log/log.h"
 #include "params/key_table.h"
+#include "params/smart_camera.h"
 #include "params/value_text.h"
 
 namespace cam {
@@ -26,7 +27,6 @@ constexpr std::uint32_t kListLengthByAddress = 12;
 
 constexpr std::string_view kLongModelPrefix = "KZ-HX310-4";
 constexpr std::size_t kShortModelPrefix = 5;
-constexpr std::string_view kSmartModelPrefix = "KZ-QS";
 constexpr std::int32_t kNoCameraType = -1;
 constexpr std::int32_t kPlainCameraType = 1;
 constexpr std::int32_t kSmartCameraType = 2;
@@ -205,8 +205,8 @@ struct ParamCatalogue {
         if (!module.m_camera.IsOpen()) {
             answer.Number(kNoCameraType);
         } else {
-            answer.Number(module.m_model.Get().StartsWith(kSmartModelPrefix) ? kSmartCameraType
-                                                                             : kPlainCameraType);
+            answer.Number(IsSmartModel(module.m_model.Get().view()) ? kSmartCameraType
+                                                                    : kPlainCameraType);
         }
         return kOk;
     }
@@ -239,6 +239,10 @@ struct ParamCatalogue {
         const BufferNode node = module.GetImage();
         CAM_LOG(kLogDebug, module.ModuleId(), kFunction, "CameraModuleDebug:GetImage End");
         if (node.dataLength == 0) {
+            if (node.capacity > 0) {
+                // A frame that the SDK converted to nothing; the host never sees its node.
+                module.FreeNode(node);
+            }
             return kNoImage;
         }
         static_cast<void>(answer.Bytes(&node, sizeof node));

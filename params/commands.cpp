@@ -3,11 +3,14 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "module/camera_module.h"
 #include "module/log/log.h"
 #include "params/key_table.h"
+#include "params/smart_camera.h"
 #include "params/value_text.h"
+#include "platform/code_page.h"
 #include "platform/file_system.h"
 
 namespace cam {
@@ -32,7 +35,6 @@ constexpr std::string_view kMakersOwnNames[] = {"ExposureTimeAbs", "GainRaw",
                                                 "AcquisitionFrameRateAbs", "TriggerDelayAbs"};
 
 constexpr std::string_view kSmartGamma = "Gamma_Smart";
-constexpr std::string_view kSmartModelPrefix = "KZ-QS";
 
 // A value that differs less from the last written one is not written again.
 constexpr float kSameValue = 0.01F;
@@ -83,13 +85,19 @@ struct ParamCommands {
     };
 
     // A text that is no number leaves the setting as it was.
-    template <Setting<std::int32_t> Settings::*Member>
-    static Status Number(CCameraModule& module, const Value& value) {
-        if (const auto number = value.Int()) {
-            (module.m_settings.*Member).Set(*number);
-        } else {
+    static std::optional<std::int32_t> NumberIn(CCameraModule& module, const Value& value) {
+        const auto number = value.Int();
+        if (!number) {
             CAM_LOG(kLogWarning, module.ModuleId(), kFunction, "Warning:[%s] is not a number",
                     std::string(value.Text()).c_str());
+        }
+        return number;
+    }
+
+    template <Setting<std::int32_t> Settings::*Member>
+    static Status Number(CCameraModule& module, const Value& value) {
+        if (const auto number = NumberIn(module, value)) {
+            (module.m_settings.*Member).Set(*number);
         }
         return kOk;
     }
@@ -202,7 +210,7 @@ struct ParamCommands {
 
     static Status GenTLPath(CCameraModule& module, const Value& value) {
         if (platform::PathExists(value.Text())) {
-            module.m_szGenTLPath.Set(value.Text());
+            module.m_szGenTLPath.Set(platform::AsUtf8(value.Text()));
         } else {
             CAM_LOG(kLogWarning, module.ModuleId(), kFunction, "Warning:GenTLPath [%s] not found",
                     std::string(value.Text()).c_str());
@@ -236,12 +244,12 @@ struct ParamCommands {
     }
 
     static Status SoftTriggerWaitTime(CCameraModule& module, const Value& value) {
-        const Status status = Number<&Settings::softTriggerWaitTime>(module, value);
-        const std::int32_t seconds = module.m_settings.softTriggerWaitTime.Get();
-        if (seconds < 0 || seconds > kMaxSoftTriggerWait) {
-            module.m_settings.softTriggerWaitTime.Set(kDefaultSoftTriggerWait);
+        if (const auto seconds = NumberIn(module, value)) {
+            // Set once, bounded: a request under way must not wait by the value as it was given.
+            const bool bounded = *seconds >= 0 && *seconds <= kMaxSoftTriggerWait;
+            module.m_settings.softTriggerWaitTime.Set(bounded ? *seconds : kDefaultSoftTriggerWait);
         }
-        return status;
+        return kOk;
     }
 
     static Status FreeBuf(CCameraModule& module, const Value& value) {
@@ -384,7 +392,7 @@ Status ParamCommands::Feature(CCameraModule& module, std::string_view key, const
         module.ClearImageQueue();
         CAM_LOG(kLogInfo, module.ModuleId(), kFunction, "change trigger mode , clear cache");
     }
-    if (key == kSmartGamma && !module.m_model.Get().StartsWith(kSmartModelPrefix)) {
+    if (key == kSmartGamma && !IsSmartModel(module.m_model.Get().view())) {
         return kOk;
     }
     const std::string node = NodeNameOf(key);

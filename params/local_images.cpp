@@ -8,6 +8,7 @@
 
 #include "camera/sdk/pixel_format.h"
 #include "module/log/log.h"
+#include "platform/code_page.h"
 #include "platform/file_system.h"
 
 namespace cam {
@@ -47,9 +48,11 @@ Status LocalImages::ScanFolder(std::string_view folder) {
     if (!names) {
         return kNoImageFolder;
     }
+    // The names are UTF-8 whatever the folder came in, and a path is in one of the two.
+    const std::string root = platform::AsUtf8(folder);
     for (const std::string& name : *names) {
         if (IsPictureName(name)) {
-            m_paths.push_back(platform::JoinPath(folder, name));
+            m_paths.push_back(platform::JoinPath(root, name));
         }
     }
     return kOk;
@@ -79,36 +82,47 @@ bool LocalImages::RoomAhead() const {
 
 void LocalImages::KeepDecoding() {
     while (!m_decoder.StopRequested()) {
-        std::string path;
-        std::uint64_t scan = 0;
-        {
-            const platform::LockGuard hold(m_lock);
-            if (m_brokenInARow < m_paths.size() && RoomAhead()) {
-                path = m_paths[m_next];
-                scan = m_scan;
-            } else {
-                m_room.Reset();
+        try {
+            if (DecodeNext()) {
+                continue;
             }
+        } catch (...) {
+            // The file is tried again: nothing is wrong with it.
+            m_room.Reset();
+            CAM_LOG(kLogError, m_moduleId.Get(), "LocalImages::KeepDecoding",
+                    "Local image not decoded, out of memory");
         }
-        if (path.empty()) {
-            m_room.WaitFor(kRoomLook);
-            continue;
-        }
-        const Picture picture = Decode(path);
-        const platform::LockGuard hold(m_lock);
-        if (scan != m_scan) {
-            continue;
-        }
-        m_next = (m_next + 1) % m_paths.size();
-        if (picture != nullptr) {
-            m_brokenInARow = 0;
-            m_aheadBytes += picture->pixels.size();
-            m_ahead.push_back(picture);
-        } else {
-            ++m_brokenInARow;
-        }
-        m_decoded.Set();
+        m_room.WaitFor(kRoomLook);
     }
+}
+
+bool LocalImages::DecodeNext() {
+    std::string path;
+    std::uint64_t scan = 0;
+    {
+        const platform::LockGuard hold(m_lock);
+        if (m_brokenInARow >= m_paths.size() || !RoomAhead()) {
+            m_room.Reset();
+            return false;
+        }
+        path = m_paths[m_next];
+        scan = m_scan;
+    }
+    const Picture picture = Decode(path);
+    const platform::LockGuard hold(m_lock);
+    if (scan != m_scan) {
+        return true;
+    }
+    if (picture != nullptr) {
+        m_ahead.push_back(picture);
+        m_aheadBytes += picture->pixels.size();
+        m_brokenInARow = 0;
+    } else {
+        ++m_brokenInARow;
+    }
+    m_next = (m_next + 1) % m_paths.size();
+    m_decoded.Set();
+    return true;
 }
 
 LocalImages::Picture LocalImages::Decode(const std::string& path) const {

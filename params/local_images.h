@@ -57,6 +57,8 @@ class LocalImages {
 
     void Forget() REQUIRES(m_lock);
     void KeepDecoding();
+    // Decodes one file; false when there is no room, or nothing, to decode. May run out of memory.
+    [[nodiscard]] bool DecodeNext();
     // Null when it cannot be decoded; the reason is logged.
     [[nodiscard]] Picture Decode(const std::string& path) const;
     [[nodiscard]] bool RoomAhead() const REQUIRES(m_lock);

@@ -25,7 +25,7 @@ struct Settings {
     Setting<std::int32_t> imageCacheNum{50};  // most frames that wait for the host
     Setting<std::int32_t> softTriggerWaitTime{kDefaultSoftTriggerWait};  // seconds
     Setting<bool> triggerProcessRunStatus{true};
-    Setting<bool> triggerStringEnable{false};
+    Setting<bool> triggerStringEnable{false};       // stored only
     Setting<bool> dropImageWhenTriggerFail{false};  // stored only
 
     // Connection

@@ -16,8 +16,8 @@ inline constexpr char kUnreadableFeature[] = "NULL$0$0$1$1$1";
 // What a writer reads of a value: the text before the first '$'.
 [[nodiscard]] std::string_view BeforeRange(std::string_view value);
 
-// Leading blanks and a sign, then digits; what follows them does not matter. A number beyond 32
-// bits becomes the nearest one.
+// Leading blanks and a sign, then digits; what follows them does not matter. A number beyond
+// signed 32 bits becomes the nearest one.
 [[nodiscard]] std::optional<std::int32_t> ParseInt(std::string_view text);
 [[nodiscard]] std::optional<float> ParseFloat(std::string_view text);
 // False exactly when the first five characters are "False".

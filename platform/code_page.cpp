@@ -60,4 +60,8 @@ bool IsValidUtf8(std::string_view text) noexcept {
     return true;
 }
 
+std::string AsUtf8(std::string_view text) {
+    return IsValidUtf8(text) ? std::string(text) : SystemToUtf8(text);
+}
+
 }  // namespace platform

@@ -13,4 +13,7 @@ namespace platform {
 [[nodiscard]] std::string SystemToUtf8(std::string_view text);
 [[nodiscard]] std::string Utf8ToSystem(std::string_view text);
 
+// A text that may be in either: valid UTF-8 stays, anything else comes from the code page.
+[[nodiscard]] std::string AsUtf8(std::string_view text);
+
 }  // namespace platform

@@ -7,15 +7,14 @@
 namespace platform {
 
 std::filesystem::path ToPath(std::string_view text) {
-    const std::string utf8 = IsValidUtf8(text) ? std::string(text) : SystemToUtf8(text);
+    const std::string utf8 = AsUtf8(text);
     return std::u8string(utf8.begin(), utf8.end());
 }
 
 std::optional<std::string> ToUtf8(const std::filesystem::path& path) {
     try {
         const std::u8string text = path.u8string();
-        const std::string utf8(text.begin(), text.end());
-        return IsValidUtf8(utf8) ? utf8 : SystemToUtf8(utf8);
+        return AsUtf8(std::string(text.begin(), text.end()));
     } catch (const std::system_error&) {
         return std::nullopt;
     }

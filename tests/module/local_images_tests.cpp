@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "camera/sdk/pixel_format.h"
+#include "platform/code_page.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "tests/platform/picture_files.h"
 #include "tests/support/module_host.h"
@@ -231,6 +232,18 @@ TEST_F(LocalImages, FindAFolderOfAnyName) {
     named.Write("a.bmp", GreyPicture(9));
     ASSERT_EQ(Scan(named), cam::kOk);
     EXPECT_EQ(Next(), 9);
+}
+
+TEST_F(LocalImages, FindPicturesOfAnyNameInAFolderGivenInTheSystemsCodePage) {
+    const PictureFolder named(fs::path(u8"\u00df"));
+    const std::string folderText = platform::Utf8ToSystem(named.Text());
+    named.Write(fs::path(u8"\u00df.bmp"), GreyPicture(9));
+    named.Write(fs::path(u8"\u6f22.bmp"), GreyPicture(9));  // in hardly any code page
+    ASSERT_EQ(host.Set("FileFolderName", folderText), cam::kOk);
+    EXPECT_EQ(host.Get("FileFolderName"), folderText);
+    EXPECT_EQ(Next(), 9);
+    EXPECT_EQ(Next(), 9);
+    EXPECT_EQ(host.LogCount("passed over"), 0U);
 }
 
 TEST_F(LocalImages, HaveNothingToGiveFromAFolderWithoutPictures) {

@@ -9,7 +9,10 @@
 
 #include "camera/sdk/kz_camera_control.h"
 #include "module/log/xalog.h"
+#include "platform/code_page.h"
+#include "platform/file_system.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
+#include "tests/platform/support.h"
 #include "tests/support/module_host.h"
 
 namespace {
@@ -288,6 +291,18 @@ TEST(Parameters, TakeOnlyGenTLPathsThatExist) {
     }
     host.Set("GenTLPath", detour);
     EXPECT_EQ(host.Get("GenTLPath").size(), std::filesystem::exists(detour) ? 259U : here.size());
+}
+
+TEST(Parameters, KeepAGenTLPathInUtf8WhateverItCameIn) {
+    const platform::test::TemporaryFolder folder;
+    const std::string path = platform::JoinPath(folder.Utf8(), "\xC3\x9F");
+    std::filesystem::create_directory(std::u8string(path.begin(), path.end()));
+    ModuleHost host;
+    for (const std::string& given : {platform::Utf8ToSystem(path), path}) {
+        host.Set("GenTLPath", folder.Utf8());
+        host.Set("GenTLPath", given);
+        EXPECT_EQ(host.Get("GenTLPath"), path) << given;
+    }
 }
 
 TEST(Parameters, SwitchToGenTLProducersAndBack) {
@@ -595,6 +610,41 @@ TEST_F(ParametersOfACamera, TriggerAndWaitInOneCommand) {
     KZSim_SetFaults("G1", "refuse=TriggerSoftware:0x80000103");
     EXPECT_EQ(host.Set("SynTriggerSoftware", ""), cam::kInvalid);
     KZSim_SetFaults("G1", "");
+}
+
+TEST_F(ParametersOfACamera, LogTheWayOfAnImageRequest) {
+    constexpr char kFunction[] = "CCameraModule::GetParam";
+    host.Set("LogLevel", "1");
+    host.ClearLog();
+    const auto image = host.Image();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(
+        MessagesOf(host.Log(), kFunction),
+        (Calls{"CameraModuleDebug:GetImage Start", "CameraModuleDebug:GetImage End",
+               "CameraModuleDebug:Memcpy End", std::string("CameraImage ") + image->sharedName}));
+    host.Free(*image);
+    host.Set("CameraName", "0");
+    host.ClearLog();
+    EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
+    EXPECT_EQ(MessagesOf(host.Log(), kFunction),
+              (Calls{"CameraModuleDebug:GetImage Start",
+                     "Try to wait grabbing state failed when get camera image",
+                     "CameraModuleDebug:GetImage End"}));
+    host.Set("LogLevel", "4");
+}
+
+TEST_F(ParametersOfACamera, TriggerOnlyOnceAStoppedStreamRunsAgain) {
+    for (int i = 0; i < 3; ++i) {
+        KZSim_ClearJournal("G1");
+        host.Set("Width", "64");  // stops the stream; the grab keeper starts it
+        const auto image = host.Image();
+        ASSERT_TRUE(image);
+        host.Free(*image);
+        EXPECT_EQ(Journal("G1"),
+                  (Calls{"KZ_CC_StopGrabbing", "KZ_CC_SetIntValue Width 64", "KZ_CC_StartGrabbing",
+                         "KZ_CC_SetCommandValue TriggerSoftware"}));
+    }
+    EXPECT_EQ(host.LogCount("Try to wait grabbing state failed"), 0U);
 }
 
 TEST_F(ParametersOfACamera, SwitchTheTriggerModeAndSaveTheUserSet) {

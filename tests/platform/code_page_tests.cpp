@@ -34,6 +34,8 @@ TEST(CodePage, ConvertsBothWays) {
         "e";
     EXPECT_EQ(SystemToUtf8(system), utf8);
     EXPECT_EQ(Utf8ToSystem(utf8), system);
+    EXPECT_EQ(AsUtf8(system), utf8);
+    EXPECT_EQ(AsUtf8(utf8), utf8);
     EXPECT_EQ(SystemToUtf8(""), "");
     EXPECT_EQ(Utf8ToSystem(""), "");
 
