@@ -42,7 +42,7 @@ constexpr CommandRow kCommands[] = {
      "--run-by-camera, as the free-running camera sends them. Ends with the frame rate, the data\n"
      "rate, the frames lost and why, and the time from a frame's arrival to its being in the "
      "host's\n"
-     "hands. Without --camera the first one in the list is taken.\n\n"
+     "hands. Without --camera or --ip the first one in the list is taken.\n\n"
      "  camera_host grab --frames 100 --out pictures --save-every 10\n"
      "  camera_host grab --camera SIM0001 --run-by-camera --set ExposureTime=5000\n"
      "  camera_host grab --ip 192.168.1.20 192.168.1.1\n"},
@@ -50,27 +50,32 @@ constexpr CommandRow kCommands[] = {
      "Prints the value text of a key, or of a camera's feature by its GenICam name. A value with "
      "a\n"
      "range is followed by its bounds: value$minimum$maximum$increment$. Camera features and what\n"
-     "the module knows of a camera need --camera. 'camera_host params' shows the keys.\n\n"
+     "the module knows of a camera need --camera or --ip. 'camera_host params' shows the keys.\n\n"
      "  camera_host get ImageCacheNum\n"
      "  camera_host get ExposureTime --camera SIM0001\n"},
     {Command::Set, "set", "KEY VALUE [KEY VALUE ...]", 2, kAnyNumber,
      "write values of the module or the camera",
      "Writes each value, in order, and prints what then reads back. A module's own settings last "
      "as\n"
-     "long as the program runs; a camera keeps features until it is opened again, which loads its\n"
-     "user set 1, so write SaveParams last to keep them.\n\n"
+     "long as the program runs; a camera keeps features until --camera opens it again, which "
+     "loads\n"
+     "its user set 1, so write SaveParams last to keep them. --ip loads none, and SaveParams then\n"
+     "goes to the set that the camera has selected.\n\n"
      "  camera_host set --camera SIM0001 ExposureTime 5000 SaveParams 1\n"},
     {Command::Params, "params", "", 0, 0, "show the keys with value, range and meaning",
      "Shows the keys of the module that have an effect and the common camera features: value,\n"
-     "range, meaning. Without --camera the features of a camera are left out. On a terminal, long\n"
-     "ranges are cut off.\n\n"
+     "range, meaning. Without --camera or --ip the features of a camera are left out. On a "
+     "terminal,\n"
+     "long ranges are cut off.\n\n"
      "  camera_host params --camera SIM0001\n"},
     {Command::Watch, "watch", "", 0, 0, "show the live state of a camera",
      "Opens the camera, lets it run freely, takes its frames, and shows once a second: "
      "connection,\n"
-     "frame rate, frames waiting, frames lost. Notices of the module are shown as they come. The\n"
-     "camera may be unplugged and plugged in again meanwhile. Ends with Ctrl-C or after "
-     "--seconds.\n\n"
+     "frame rate, frames waiting, frames lost. Notices of the module are shown as they come. "
+     "Without\n"
+     "--camera or --ip the first one in the list is taken. Unless --ip opened it, the camera may "
+     "be\n"
+     "unplugged and plugged in again meanwhile. Ends with Ctrl-C or after --seconds.\n\n"
      "  camera_host watch --camera SIM0001 --seconds 10\n"},
     {Command::Save, "save", "FILE", 1, 1, "save the settings as a solution",
      "Opens the camera if one is named, applies the values of --set, and saves all as a host "
@@ -115,7 +120,7 @@ const OptionRow kOptions[] = {
     {"--camera", "SERIAL", kOpening, "open the camera of this serial number",
      [](Options& o, Values v) { o.camera = v[0]; }},
     {"--ip", "CAMERA LOCAL", kOpening,
-     "open a GigE camera by its address and that of the network card",
+     "open a GigE camera by its address and the network card's; sets it to Mono8",
      [](Options& o, Values v) {
          o.address = CameraAddress{v[0], v[1]};
      }},

@@ -19,10 +19,16 @@ constexpr ParameterInfo kInfo[] = {
     // Choosing a camera
     {"EnumCamera", kExact, Command, None, "", "", kNotFixed, "looks for cameras",
      "The answer is the camera SDK's when that fails."},
-    {"CameraName", kExact, ReadWrite, Choices, "", "a serial number, 0, or an entry's text",
-     kNotFixed, "opens the camera of this serial number; 0 closes it",
-     "A value of several fields counts by its second one. Reads the list of cameras to choose "
-     "from; nothing (length 12) while Type is 1. 0xE0000403: no such camera."},
+    {"CameraName", kExact, ReadWrite, Choices, "",
+     "a serial number, 0, or a list value whose second field is one", kNotFixed,
+     "opens the camera of this serial number; 0 closes it",
+     "0xE0000403: no such camera; the camera SDK's code: not opened. Reads "
+     "`2$SN2$$$$Close\\rCam A (SN1)\\rCam B (SN2)` and a NUL: place and serial number of the open "
+     "camera (0: none), three empty fields, Close, and every camera's name and serial number, "
+     "with a carriage return (`\\r`) ahead of each. The length tells the full size with the NUL; a "
+     "smaller buffer gets as much as it holds and no NUL; 67,000 bytes hold any list. While Type "
+     "is "
+     "1 nothing is written, and the length is 12."},
     {"CheckCameraOpened", kExact, Command, None, "", "", kNotFixed,
      "opens the chosen camera if it is not open", "It is the choice whose open failed before."},
     {"Type", kExact, ReadWrite, Integer, "", "0, 1", "0",
@@ -34,7 +40,11 @@ constexpr ParameterInfo kInfo[] = {
      "address of the network card that reaches it, for Type 1", ""},
     {"ConnectIP", kExact, ReadWrite, Plain, "", "", "False",
      "opens the camera at CameraIP; False closes it",
-     "Acts while Type is 1. Reads True while a camera opened so is open."},
+     "Acts while Type is 1. PixelFormat becomes Mono8, the camera's frame and line rate are "
+     "enabled, its trigger mode is on. It loads no user set and replays no saved settings, "
+     "CameraMold stays, SerialNumber and ManufacturerName become empty, and the host gets no "
+     "1030 for on-line. Reads True while a camera opened so is open. 0xE0000001: an address is "
+     "missing or none; the camera SDK's code: not opened."},
     {"AutoConnect", kExact, ReadWrite, Plain, "", "", "False",
      "whether a camera opened by address is opened again after a loss", ""},
     {"ReconnectTime", kExact, ReadWrite, Integer, "s", "0: one attempt", "100",
@@ -44,16 +54,19 @@ constexpr ParameterInfo kInfo[] = {
      "The default configuration file may name another value."},
     {"UseGenTL", kExact, ReadWrite, Switch, "", "", "False$$$$$",
      "cameras come through GenTL producers in place of GigE and USB3",
-     "A change closes the camera and is reported."},
+     "A change closes the camera and is reported; switching off also clears SerialNumber."},
     {"GenTLPath", kExact, ReadWrite, Text, "", "an existing path, up to 259 characters", "",
-     "where the GenTL producers are", "A path that does not exist leaves the old one."},
+     "where the GenTL producers are",
+     "A path that does not exist leaves the old one. Reads as UTF-8, whatever it was written in."},
 
     // Who the camera is
     {"SerialNumber", kExact, ReadWrite, Text, "", "up to 63 characters", "",
      "serial number of the camera opened last",
-     "A lost camera is looked for by it. Writing another one closes the open camera."},
+     "Empty after an open by address. A lost camera is looked for by the first 16 characters. "
+     "Writing another one closes the open camera."},
     {"ModelName", kExact, Read, Text, "", "", "", "model of the camera opened last", ""},
-    {"ManufacturerName", kExact, Read, Text, "", "", "", "maker of the camera opened last", ""},
+    {"ManufacturerName", kExact, Read, Text, "", "", "", "maker of the camera opened last",
+     "Empty after an open by address."},
     {"VendorName", kExact, Read, Text, "", "", "", "maker as the open camera itself tells it",
      "Nothing is written while none is open."},
     {"CameraType", kExact, Read, Text, "", "", "", "first characters of the model",
@@ -64,7 +77,7 @@ constexpr ParameterInfo kInfo[] = {
     {"CameraMold", kContained, ReadWrite, Integer, "", "1, 2, 3", "1",
      "series: 2 KZ-RT, 3 KZ-LN (line scan), 1 any other",
      "It is the set of I/O lines: 1 has lines 1 and 2, 2 has lines 0 to 2, 3 has lines 1 to 4. Set "
-     "by every open."},
+     "by every open but that by address."},
     {"IOEnableElectricalLevel", kContained, ReadWrite, Integer, "", "1: inverted", "2",
      "inversion of the I/O lines", "Those of CameraMold; applied at once and by every open."},
 
@@ -81,7 +94,8 @@ constexpr ParameterInfo kInfo[] = {
      "how long a request waits for its frame, in seconds",
      "The request is a CameraImage that triggers the camera."},
     {"SynTriggerSoftware", kExact, Command, None, "", "", kNotFixed,
-     "triggers and waits up to 1 s for the frame", "0xE0000001: not triggered."},
+     "triggers and waits up to 1 s for the frame",
+     "0xE0000001: not triggered. Without a frame it is 0 too."},
     {"TriggerOn", kExact, Command, None, "", "", kNotFixed, "the camera waits for triggers",
      "So it does after every open. 0xE0000410: no camera."},
     {"TriggerOff", kExact, Command, None, "", "", kNotFixed, "the camera runs freely",
@@ -101,12 +115,14 @@ constexpr ParameterInfo kInfo[] = {
      "adds a procedure that frames are offered to",
      "Frames are taken in once the host has announced the relation."},
     {"DelRelateProc", kExact, Write, Text, "", "a procedure's number", kNotFixed,
-     "removes a procedure that frames are offered to", ""},
+     "removes a procedure that frames are offered to",
+     "Frames are taken in until the host has announced that no relation is left."},
 
     // The camera's own memory
     {"SaveParams", kExact, Command, None, "", "", kNotFixed,
      "saves the camera's features in its user set",
-     "Every open loads that set. 0xE0000410: not saved."},
+     "That is set 1, which an open by serial number selects and loads; after an open by address it "
+     "is the one that the camera has selected. 0xE0000410: not saved."},
 
     // Pictures from a folder
     {"DebugMode", kExact, ReadWrite, Switch, "", "", "False$$$$$",
@@ -159,7 +175,8 @@ of the key. How it is exchanged depends on the feature's type:
 A feature that cannot be read - no camera open, no such feature, the camera refuses - answers
 `NULL$0$0$1$1$1`, with status 0 or, when the camera does not answer any more, 0x80000206. Answers
 take 256 bytes at most. Writing without a camera is answered with 0xE0000410, a feature that the
-camera does not have with 0, everything else with the camera's own status.
+camera does not have with 0, a text that is no number where one is wanted and a stream that could
+not be stopped with 0xE0000001, everything else with the camera's own status.
 
 - Writing Width, Height, PixelFormat, GevSCPSPacketSize, AcquisitionBurstFrameCount or GevSCPD stops
   a stream that runs; it is started again within 200 ms.
