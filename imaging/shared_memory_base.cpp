@@ -23,6 +23,8 @@ static_assert(kNameBuffer < sizeof(SharedRegionHeader::name));
 // As every caller without a module id logs.
 constexpr auto kNoModule = static_cast<std::uint32_t>(kNoModuleId);
 
+constexpr char kAllocate[] = "CModuleSharedMemoryBase::AllocateSharedMemory";
+
 constexpr std::string_view kBlanks = " \t\r\n\v\f";
 
 std::optional<std::int32_t> TakeNumber(std::string_view& text) {
@@ -80,8 +82,8 @@ std::optional<RegionOwner> ParseRegionName(std::string_view name) {
 CModuleSharedMemoryBase::CModuleSharedMemoryBase() : m_guid(platform::NewGuidText()) {}
 
 CModuleSharedMemoryBase::~CModuleSharedMemoryBase() {
-    for (auto& [key, records] : m_registry) {
-        for (const auto& record : records) {
+    for (auto& [key, regions] : m_registry) {
+        for (const auto& record : regions.records) {
             static_cast<void>(CloseMapping(kNoModule, record.get()));
         }
     }
@@ -93,34 +95,36 @@ Status CModuleSharedMemoryBase::AllocateSharedMemory(std::uint32_t moduleId, std
     if (size == 0 || outData == nullptr || outName == nullptr) {
         return kInvalid;
     }
-    RecordList& records = m_registry[key];
-    RecordList taken = TakeRecord(records, moduleId, key);
+    Regions& regions = m_registry[key];
+    RecordList taken = TakeRecord(regions, moduleId, key);
     if (taken.empty()) {
         return kNoRegion;
     }
     SharedMemoryMappingInfo& record = *taken.front();
     if (record.Room() < size) {
-        // A record that cannot be opened is gone with `taken`.
-        if (const Status status = OpenForSize(moduleId, size, record); status != kOk) {
-            return status;
+        // Its name may be in use: on Windows it is as long as the host has the old region open. A
+        // record that cannot be opened is gone with `taken`.
+        if (OpenForSize(moduleId, size, record) != kOk &&
+            (!GiveNewName(regions, moduleId, key, record) ||
+             OpenForSize(moduleId, size, record) != kOk)) {
+            return kNoRegion;
         }
     }
     reinterpret_cast<SharedRegionHeader*>(record.mapping.View())->dataSize = size;
     *outData = record.Data();
     *outName = record.name;
-    records.splice(records.end(), taken);
+    regions.records.splice(regions.records.end(), taken);
     return kOk;
 } catch (...) {
-    CAM_LOG(kLogError, static_cast<int>(moduleId), "CModuleSharedMemoryBase::AllocateSharedMemory",
-            "catch exception");
+    CAM_LOG(kLogError, static_cast<int>(moduleId), kAllocate, "catch exception");
     return kNoRegion;
 }
 
 // A list of its own, so that the record moves without being allocated anew.
-CModuleSharedMemoryBase::RecordList CModuleSharedMemoryBase::TakeRecord(RecordList& records,
+CModuleSharedMemoryBase::RecordList CModuleSharedMemoryBase::TakeRecord(Regions& regions,
                                                                         std::uint32_t moduleId,
                                                                         std::int32_t key) {
-    constexpr char kFunction[] = "CModuleSharedMemoryBase::AllocateSharedMemory";
+    RecordList& records = regions.records;
     std::uint32_t globalNumber = 0;
     if (CQ_M_GetBufferNodeNum(&globalNumber) != kOk) {
         globalNumber = 0;
@@ -132,35 +136,31 @@ CModuleSharedMemoryBase::RecordList CModuleSharedMemoryBase::TakeRecord(RecordLi
         taken.splice(taken.begin(), records, records.begin());
         return taken;
     }
-    const std::string name = UnusedName(records, moduleId, key);
-    if (name.empty()) {
-        CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction, "No region name left");
-        return taken;
+    taken.push_back(std::make_shared<SharedMemoryMappingInfo>());
+    if (!GiveNewName(regions, moduleId, key, *taken.front())) {
+        taken.clear();
     }
-    auto record = std::make_shared<SharedMemoryMappingInfo>();
-    name.copy(record->name, sizeof(record->name) - 1);
-    CAM_LOG(kLogDebug, static_cast<int>(moduleId), kFunction, "Map view of file, name=%s",
-            record->name);
-    taken.push_back(std::move(record));
     return taken;
 }
 
-// The index in a name is the count of regions. Where a region that could not be opened left a gap,
-// that may be the name of an open one, and two images would share one memory: then the next index
-// is taken. Names that were cut may leave none.
-std::string CModuleSharedMemoryBase::UnusedName(const RecordList& records, std::uint32_t moduleId,
-                                                std::int32_t key) const {
-    const std::size_t count = records.size();
-    for (std::size_t index = count; index <= 2 * count; ++index) {
-        std::string name = RegionName(static_cast<std::int32_t>(moduleId), key,
-                                      static_cast<std::int32_t>(platform::CurrentProcessId()),
-                                      m_guid.c_str(), static_cast<std::int32_t>(index));
-        if (std::none_of(records.begin(), records.end(),
-                         [&name](const auto& record) { return record->name == name; })) {
-            return name;
-        }
+// The index in a name counts the names given, which is the number of regions while none was lost
+// and none got a second name: the name of a region that is gone may live on with the host. Names
+// that were cut may repeat, and two images would share one memory.
+bool CModuleSharedMemoryBase::GiveNewName(Regions& regions, std::uint32_t moduleId,
+                                          std::int32_t key, SharedMemoryMappingInfo& record) const {
+    const std::string name =
+        RegionName(static_cast<std::int32_t>(moduleId), key,
+                   static_cast<std::int32_t>(platform::CurrentProcessId()), m_guid.c_str(),
+                   static_cast<std::int32_t>(regions.namesGiven++));
+    if (std::any_of(regions.records.begin(), regions.records.end(),
+                    [&name](const auto& other) { return other->name == name; })) {
+        CAM_LOG(kLogError, static_cast<int>(moduleId), kAllocate, "No region name left");
+        return false;
     }
-    return {};
+    record.name[name.copy(record.name, sizeof(record.name) - 1)] = '\0';
+    CAM_LOG(kLogDebug, static_cast<int>(moduleId), kAllocate, "Map view of file, name=%s",
+            record.name);
+    return true;
 }
 
 Status CModuleSharedMemoryBase::OpenForSize(std::uint32_t moduleId, std::uint32_t size,
@@ -246,10 +246,10 @@ Status CModuleSharedMemoryBase::ReleaseSharedMemory(std::uint32_t moduleId, cons
         return kInvalid;
     }
     const auto found = m_registry.find(owner->key);
-    if (found == m_registry.end() || found->second.empty()) {
+    if (found == m_registry.end() || found->second.records.empty()) {
         return kOk;
     }
-    RecordList& records = found->second;
+    RecordList& records = found->second.records;
     const auto hasName = [name](const auto& record) {
         return std::strcmp(record->name, name) == 0;
     };
@@ -310,9 +310,10 @@ Status CModuleSharedMemoryBase::GetNodeNum(const char** outText, std::uint32_t* 
 
 bool CModuleSharedMemoryBase::IsOpenRegion(const std::uint8_t* data, const char* name) const {
     return std::any_of(m_registry.begin(), m_registry.end(), [&](const auto& entry) {
-        return std::any_of(entry.second.begin(), entry.second.end(), [&](const auto& record) {
-            return record->name == name && record->size != 0 && record->Data() == data;
-        });
+        return std::any_of(
+            entry.second.records.begin(), entry.second.records.end(), [&](const auto& record) {
+                return record->name == name && record->size != 0 && record->Data() == data;
+            });
     });
 }
 

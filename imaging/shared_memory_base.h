@@ -28,7 +28,8 @@ static_assert(sizeof(SharedRegionHeader) == 128);
 static_assert(offsetof(SharedRegionHeader, headerLength) == 14);
 static_assert(offsetof(SharedRegionHeader, name) == 16);
 
-// One region. Open: mapped, `size` above 0. Closed: `size` 0; the name stays, to be used again.
+// One region. Open: mapped, `size` above 0. Closed: `size` 0; the name stays, to be used again
+// where it is free.
 struct SharedMemoryMappingInfo {
     platform::SharedMapping mapping;
     std::uint32_t size = 0;  // bytes mapped, with the header
@@ -96,11 +97,17 @@ class CModuleSharedMemoryBase {
   private:
     using RecordList = std::list<std::shared_ptr<SharedMemoryMappingInfo>>;
 
+    // The regions of one key.
+    struct Regions {
+        RecordList records;
+        std::uint32_t namesGiven = 0;
+    };
+
     // A list with the one record that is to be handed out; empty when there is none.
-    [[nodiscard]] RecordList TakeRecord(RecordList& records, std::uint32_t moduleId,
-                                        std::int32_t key);
-    [[nodiscard]] std::string UnusedName(const RecordList& records, std::uint32_t moduleId,
-                                         std::int32_t key) const;
+    [[nodiscard]] RecordList TakeRecord(Regions& regions, std::uint32_t moduleId, std::int32_t key);
+    // False when no name is left for the record.
+    [[nodiscard]] bool GiveNewName(Regions& regions, std::uint32_t moduleId, std::int32_t key,
+                                   SharedMemoryMappingInfo& record) const;
     [[nodiscard]] static Status OpenForSize(std::uint32_t moduleId, std::uint32_t size,
                                             SharedMemoryMappingInfo& record);
     [[nodiscard]] static Status CreateOpenMapping(std::uint32_t moduleId,
@@ -111,7 +118,7 @@ class CModuleSharedMemoryBase {
     std::int32_t m_nodeNumber = 1;
     std::string m_guid;
     std::string m_nodeNumberText;
-    std::map<std::int32_t, RecordList> m_registry;
+    std::map<std::int32_t, Regions> m_registry;
 };
 
 }  // namespace cam

@@ -21,7 +21,7 @@ class SharedMapping {
     // Makes the named object with room for `size` bytes, all zero and backed by memory from the
     // start, so that a full machine is an error here and not a fault at the first write. Readable
     // by this user only. An object of that name left behind is replaced on Linux; on Windows one
-    // that another process still holds open is used again, as it is. An open mapping is closed
+    // that anybody still holds open is in the way, ERROR_ALREADY_EXISTS. An open mapping is closed
     // first.
     [[nodiscard]] int Create(const char* name, std::uint64_t size);
 

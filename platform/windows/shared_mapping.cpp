@@ -41,8 +41,14 @@ int SharedMapping::Create(const char* name, std::uint64_t size) {
     const HANDLE mapping =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
                            static_cast<DWORD>(size >> 32), static_cast<DWORD>(size), m_name);
+    // Set on success too: the handle is then of an older object, whose size and readers it keeps.
+    const int error = LastError();
     if (mapping == nullptr) {
-        return LastError();
+        return error;
+    }
+    if (error == ERROR_ALREADY_EXISTS) {
+        CloseHandle(mapping);
+        return error;
     }
     m_handle = reinterpret_cast<long long>(mapping);
     m_size = size;
@@ -70,8 +76,7 @@ int SharedMapping::Map() {
     if (!IsOpen()) {
         return ERROR_INVALID_HANDLE;
     }
-    // The size is asked for by number (0, the whole object, only where it is not known): an object
-    // of that name that is still open elsewhere may be smaller, which must fail here.
+    // Where the size is not known it is 0, which maps the whole object.
     void* const view = MapViewOfFile(reinterpret_cast<HANDLE>(m_handle),
                                      m_owner ? FILE_MAP_ALL_ACCESS : FILE_MAP_READ, 0, 0, m_size);
     if (view == nullptr) {

@@ -65,6 +65,30 @@ TEST(SharedMapping, IsGoneWithItsName) {
     EXPECT_EQ(mapping.View()[0], std::byte{0}) << "made again under the old name, it is new";
 }
 
+// Whether the name can be had meanwhile is the system's choice.
+TEST(SharedMapping, IsNeverTheMemoryThatAReaderStillHasOpen) {
+    const std::string name = RegionName();
+    SharedMapping reader;
+    {
+        SharedMapping before;
+        ASSERT_EQ(before.Create(name.c_str(), 100), 0);
+        ASSERT_EQ(before.Map(), 0);
+        Fill(before, "old");
+        ASSERT_EQ(reader.Open(name.c_str()), 0);
+        ASSERT_EQ(reader.Map(), 0);
+    }
+    SharedMapping mapping;
+    if (mapping.Create(name.c_str(), 100) == 0) {
+        ASSERT_EQ(mapping.Map(), 0);
+        Fill(mapping, "new");
+    } else {
+        EXPECT_FALSE(mapping.IsOpen());
+    }
+    EXPECT_EQ(reader.View()[0], std::byte('o'));
+    reader = SharedMapping();
+    EXPECT_EQ(mapping.Create(name.c_str(), 100), 0) << "a refused Create holds nothing open";
+}
+
 TEST(SharedMapping, MovesWithItsView) {
     const std::string name = RegionName();
     SharedMapping mapping;
