@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <iterator>
 
 #include "module/log/log.h"
 
@@ -16,13 +17,20 @@ constexpr std::size_t kFirstRoom = 16;
 
 }  // namespace
 
-std::optional<BufferNode> CBufManager::TakeFreeNode() {
+std::optional<BufferNode> CBufManager::TakeFreeNode(std::uint64_t size, Fit fit) {
     const platform::LockGuard hold(m_bufferLock);
     if (m_free.empty()) {
         return std::nullopt;
     }
-    const BufferNode node = m_free.back();
-    m_free.pop_back();
+    const auto fits = [&](const BufferNode& node) {
+        return fit == Fit::Exactly ? node.capacity == size : node.capacity >= size;
+    };
+    auto place = std::find_if(m_free.rbegin(), m_free.rend(), fits);
+    if (place == m_free.rend()) {
+        place = m_free.rbegin();
+    }
+    const BufferNode node = *place;
+    m_free.erase(std::next(place).base());
     m_freeCount.store(m_free.size(), std::memory_order_relaxed);
     m_issued[IndexOf(node)].isFree = false;  // every free node is an issued one
     return node;

@@ -129,7 +129,7 @@ bool CCameraModule::DecodeFrame(const FrameOutInfo& info, BufferNode& source) {
         if (!AddNode(size, info.frameNumber, decoded)) {
             return false;
         }
-    } else if (!TakeFreeNode(info.frameNumber, decoded) ||
+    } else if (!TakeFreeNode(size, CBufManager::Fit::AtLeast, info.frameNumber, decoded) ||
                (decoded.capacity < size && !ResizeNode(size, info.frameNumber, decoded))) {
         return false;
     }
@@ -162,7 +162,7 @@ bool CCameraModule::GetOutputNode(const FrameOutInfo& info, std::uint64_t length
         }
         CAM_LOG(kLogDebug, ModuleId(), kFunction, "AddOneNode %s", output.sharedName);
     } else {
-        if (!TakeFreeNode(info.frameNumber, output)) {
+        if (!TakeFreeNode(length, CBufManager::Fit::Exactly, info.frameNumber, output)) {
             return false;
         }
         CAM_LOG(kLogDebug, ModuleId(), kFunction, "GetFreeNodeCount %s", output.sharedName);
@@ -223,8 +223,9 @@ bool CCameraModule::AddNode(std::uint64_t size, std::uint32_t frameNumber, Buffe
     return true;
 }
 
-bool CCameraModule::TakeFreeNode(std::uint32_t frameNumber, BufferNode& node) {
-    const auto free = m_bufManager.TakeFreeNode();
+bool CCameraModule::TakeFreeNode(std::uint64_t size, CBufManager::Fit fit,
+                                 std::uint32_t frameNumber, BufferNode& node) {
+    const auto free = m_bufManager.TakeFreeNode(size, fit);
     if (!free) {
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "Image buffer get free node error, frame number:%d", static_cast<int>(frameNumber));

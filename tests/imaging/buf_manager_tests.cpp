@@ -20,11 +20,14 @@ namespace cam {
 namespace {
 
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr std::uint32_t kModule = 3;
+using Fit = CBufManager::Fit;
+
 constexpr std::uint32_t kTooLarge = 2'000'000'000;
 
 BufferNode Add(CBufManager& manager, std::uint32_t size) {
@@ -33,6 +36,11 @@ BufferNode Add(CBufManager& manager, std::uint32_t size) {
     EXPECT_NE(node.data, nullptr);
     EXPECT_EQ(node.capacity, size);
     return node;
+}
+
+std::vector<std::uint8_t> BytesOf(const platform::SharedMapping& region) {
+    const auto* const view = reinterpret_cast<const std::uint8_t*>(region.View());
+    return {view, view + region.Size()};
 }
 
 class BufManager : public testing::Test {
@@ -72,7 +80,7 @@ TEST_F(BufManager, NodesRaiseTheNodeNumberAndHaveRegionsOfTheirOwn) {
 }
 
 TEST_F(BufManager, TheNodeReturnedLastIsTakenFirst) {
-    EXPECT_FALSE(m_manager.TakeFreeNode().has_value());
+    EXPECT_FALSE(m_manager.TakeFreeNode(64, Fit::AtLeast).has_value());
     std::vector<BufferNode> nodes;
     for (int i = 0; i < 40; ++i) {
         nodes.push_back(Add(m_manager, 64));
@@ -84,11 +92,30 @@ TEST_F(BufManager, TheNodeReturnedLastIsTakenFirst) {
     }
     EXPECT_EQ(m_manager.GetFreeNodeCount(), 40U);
     for (auto node = nodes.rbegin(); node != nodes.rend(); ++node) {
-        const auto taken = m_manager.TakeFreeNode();
+        const auto taken = m_manager.TakeFreeNode(64, Fit::Exactly);
         ASSERT_TRUE(taken.has_value());
         EXPECT_EQ(std::memcmp(&*taken, &*node, sizeof(BufferNode)), 0);
     }
     EXPECT_EQ(m_manager.GetFreeNodeCount(), 0U);
+}
+
+TEST_F(BufManager, ANodeThatFitsIsPreferred) {
+    for (const BufferNode& node : {Add(m_manager, 100), Add(m_manager, 200), Add(m_manager, 150)}) {
+        ASSERT_EQ(m_manager.FreeBuf(node), kOk);
+    }
+    // It becomes the last one returned.
+    const auto capacityOfNext = [this](std::uint64_t size, Fit fit) {
+        const BufferNode node = m_manager.TakeFreeNode(size, fit).value();
+        EXPECT_EQ(m_manager.FreeBuf(node), kOk);
+        return node.capacity;
+    };
+    EXPECT_EQ(capacityOfNext(160, Fit::AtLeast), 200U);
+    EXPECT_EQ(capacityOfNext(100, Fit::Exactly), 100U);
+    EXPECT_EQ(capacityOfNext(120, Fit::AtLeast), 200U) << "the last one of two that fit";
+    EXPECT_EQ(capacityOfNext(150, Fit::Exactly), 150U);
+    EXPECT_EQ(capacityOfNext(201, Fit::AtLeast), 150U);
+    EXPECT_EQ(capacityOfNext(120, Fit::Exactly), 150U);
+    EXPECT_EQ(capacityOfNext((std::uint64_t{1} << 32) + 100, Fit::Exactly), 150U);
 }
 
 TEST_F(BufManager, ANodeThatCannotBeAddedHasNoMemoryAndStillCounts) {
@@ -129,7 +156,34 @@ TEST_F(BufManager, AReallocatedNodeKeepsItsNameAndItsPlaceInTheCount) {
     EXPECT_EQ(m_manager.RellocNode(kModule + 1, 300, node), kInvalid);
     EXPECT_TRUE(m_manager.OwnsNode(node));
     ASSERT_EQ(m_manager.FreeBuf(node), kOk);
-    EXPECT_TRUE(m_manager.TakeFreeNode().has_value());
+    EXPECT_TRUE(m_manager.TakeFreeNode(300, Fit::Exactly).has_value());
+}
+
+// Windows keeps the name of a region that anybody has open; Linux gives it to the new one.
+TEST_F(BufManager, ARegionThatTheHostKeepsOpenStopsNoReallocation) {
+    BufferNode node = Add(m_manager, 100);
+    std::deque<platform::SharedMapping> held;
+    const std::uint32_t sizes[] = {100'000, 300'000, 200};
+    for (const std::uint32_t size : sizes) {
+        std::memset(node.data, 0xAA, node.capacity);
+        platform::SharedMapping& host = held.emplace_back();
+        ASSERT_EQ(host.Open(node.sharedName), 0);
+        ASSERT_EQ(host.Map(), 0);
+        const std::vector<std::uint8_t> before = BytesOf(host);
+
+        ASSERT_EQ(m_manager.RellocNode(kModule, size, node), kOk);
+        EXPECT_EQ(node.capacity, size);
+        EXPECT_THAT(std::vector(node.data, node.data + size), Each(0)) << "a fresh region";
+        std::memset(node.data, 0xBB, size);
+        EXPECT_EQ(BytesOf(host), before);
+    }
+    platform::SharedMapping host;
+    ASSERT_EQ(host.Open(node.sharedName), 0);
+    ASSERT_EQ(host.Map(), 0);
+    EXPECT_STREQ(reinterpret_cast<const char*>(host.View()) + 16, node.sharedName);
+    EXPECT_EQ(std::to_integer<int>(host.View()[128 + 199]), 0xBB);
+    EXPECT_EQ(m_manager.FreeBuf(node), kOk);
+    EXPECT_EQ(m_manager.GetFreeNodeCount(), 1U);
 }
 
 TEST_F(BufManager, ForgedAndRepeatedRecordsAreIgnored) {
@@ -157,7 +211,7 @@ TEST_F(BufManager, ForgedAndRepeatedRecordsAreIgnored) {
     ASSERT_EQ(m_manager.FreeBuf(b), kOk);
     ExpectRefused(a);
     EXPECT_EQ(m_manager.GetFreeNodeCount(), 2U);
-    EXPECT_EQ(m_manager.TakeFreeNode()->data, b.data);
+    EXPECT_EQ(m_manager.TakeFreeNode(100, Fit::Exactly)->data, b.data);
     ASSERT_EQ(m_manager.FreeBuf(b), kOk);  // it is out again
     EXPECT_EQ(m_manager.GetFreeNodeCount(), 2U);
 }
@@ -259,7 +313,7 @@ TEST_F(BufManager, HostThreadsReturnNodesWhileFramesAreTakenIn) {
         if (m_manager.GetFreeNodeCount() == 0) {
             ASSERT_EQ(m_manager.AddOneNode(kModule, size, node), kOk);
         } else {
-            node = m_manager.TakeFreeNode().value();
+            node = m_manager.TakeFreeNode(size, Fit::Exactly).value();
             if (node.capacity != size) {
                 ASSERT_EQ(m_manager.RellocNode(kModule, size, node), kOk);
             }

@@ -290,28 +290,38 @@ TEST_F(Delivery, FramesWithoutDataOrInformationAreHarmless) {
     EXPECT_TRUE(host.Image().has_value());
 }
 
-TEST_F(Delivery, CompressedFrameIsDecodedAndItsNodeUsedAgain) {
+// A decoded Mono12 frame takes twice the room of the Mono8 one that is made of it.
+TEST_F(Delivery, CompressedFramesAreDecodedAndTheirNodesUsedAgainAsTheyAre) {
     ModuleHost host(kMono8Camera);
     OpenA(host);
-    const std::vector<std::uint8_t> pixels(kSize, 33);
-    std::vector<std::uint8_t> compressed(2 * kSize);
-    FrameOutInfo info = Mono8Info(33);
-    info.pixelType |= pixel_format::kCompressedBit;
-    info.frameLength =
-        KZSim_Compress(pixel_format::kMono8, pixels.data(), kSize, compressed.data(), 2 * kSize);
-    std::set<std::string> regions;
-    for (int i = 0; i < 10; ++i) {
-        ASSERT_TRUE(KZSim_DeliverFrame("A", compressed.data(), &info));
-        const auto image = host.Image();
-        ASSERT_TRUE(image.has_value());
-        EXPECT_TRUE(Holds(*image, 33));
-        regions.insert(image->sharedName);
-        host.Free(*image);
+    const std::vector<std::uint8_t> mono8(kSize, 33);
+    std::vector<std::uint8_t> mono12;
+    for (std::uint32_t i = 0; i < kSize; ++i) {
+        mono12.insert(mono12.end(), {0x10, 0x02});  // 33 << 4
     }
-    EXPECT_LE(regions.size(), 2U);  // one for the decoded frame, one for the result
-    EXPECT_EQ(host.LogCount("this frame is encode .frame number : 33"), 10U);
-    EXPECT_EQ(host.LogCount("this frame decode success .frame number : 33"), 10U);
-    EXPECT_EQ(host.LogCount("AddOneNode"), 1U);
+    const auto deliverTen = [&host](std::uint32_t format, const std::vector<std::uint8_t>& pixels) {
+        std::vector<std::uint8_t> compressed(4 * kSize);
+        FrameOutInfo info = Mono8Info(33);
+        info.pixelType = format | pixel_format::kCompressedBit;
+        info.frameLength =
+            KZSim_Compress(format, pixels.data(), static_cast<std::uint32_t>(pixels.size()),
+                           compressed.data(), static_cast<std::uint32_t>(compressed.size()));
+        for (int i = 0; i < 10; ++i) {
+            ASSERT_TRUE(KZSim_DeliverFrame("A", compressed.data(), &info));
+            const auto image = host.Image();
+            ASSERT_TRUE(image.has_value());
+            EXPECT_TRUE(Holds(*image, 33));
+            host.Free(*image);
+        }
+    };
+    // Told of each node that is added or changes its size.
+    constexpr char kAllocation[] = "CModuleSharedMemoryBase::SetNodeNum";
+    deliverTen(pixel_format::kMono8, mono8);
+    EXPECT_EQ(host.LogCount(kAllocation), 2U);  // for the decoded frame and for the result
+    deliverTen(pixel_format::kMono12, mono12);
+    EXPECT_EQ(host.LogCount(kAllocation), 3U);  // the first of these grew one of the two
+    EXPECT_EQ(host.LogCount("this frame is encode .frame number : 33"), 20U);
+    EXPECT_EQ(host.LogCount("this frame decode success .frame number : 33"), 20U);
 }
 
 TEST_F(Delivery, DebugModeReportsFramesAndKeepsNone) {
