@@ -358,6 +358,7 @@ TEST(RunByCamera, PassEndsAlthoughFramesComeFasterThanTheyAreTaken) {
     host.Set("CameraName", "A");
     host.Set("TriggerOff", "");
     ASSERT_TRUE(Eventually([&] { return offers > 20; }));
+    WithinTime("request beside it", [&] { static_cast<void>(host.Image()); });
     WithinTime("destruction", [&] { host.Destroy(); });
 }
 

@@ -148,6 +148,8 @@ TEST(ReconnectionOfAnother, LeavesTheCameraOfTheHostAlone) {
         EXPECT_EQ(host.Get("SerialNumber"), "U1");
         EXPECT_EQ(KZSim_OpenHandles(), 1U);
         EXPECT_EQ(Opens("G1"), 0);
+        const Reports told = StateReports(host);
+        EXPECT_EQ(std::count(told.begin(), told.end(), Report{kReportCameraState, "1-0-U1"}), 0);
         host.Destroy();  // ahead of what its log line uses
     }
 }
