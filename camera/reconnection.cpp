@@ -17,9 +17,6 @@ constexpr char kException[] = "cbException";
 constexpr char kCameraLost[] = "0";
 constexpr char kCameraBack[] = "1";
 
-// The serial number is sought as a GigE Vision record holds it.
-constexpr std::size_t kSoughtSerialLength = sizeof(KZGigEDeviceInfo::serialNumber);
-
 constexpr std::chrono::milliseconds kFirstPause{50};
 constexpr std::chrono::milliseconds kRetryPause{500};
 
@@ -77,7 +74,7 @@ void CCameraModule::ReConnectDevice() {
     try {
         ReconnectStopEvent.Reset();
         ReconnectStopEvent.WaitFor(kFirstPause);
-        const CameraText sought(m_serial.Get().view().substr(0, kSoughtSerialLength));
+        const CameraText sought = SoughtSerial();
         const Clock::time_point start = Clock::now();
         // A stop during the first pause is one by a module that has just closed the camera.
         while (!m_thReconnect.StopRequested() && ReconnectWanted(sought.view())) {
@@ -97,6 +94,10 @@ void CCameraModule::ReConnectDevice() {
     } catch (...) {
         CAM_LOG(kLogError, ModuleId(), kReconnect, "Exception happened id=%d", ModuleId());
     }
+}
+
+CameraText CCameraModule::SoughtSerial() const {
+    return CameraText(m_serial.Get().view().substr(0, sizeof KZGigEDeviceInfo::serialNumber));
 }
 
 bool CCameraModule::ReconnectWanted(std::string_view serial) const {

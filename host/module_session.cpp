@@ -26,7 +26,7 @@ using DestroyModuleFunction = void(void* handle, CAbstractUserModule* module);
 constexpr char kModuleName[] = "CameraModule";
 constexpr std::int32_t kModuleId = 1;
 constexpr std::int32_t kCreateCause = 0;
-constexpr std::size_t kValueSize = 65'536;  // room for a list of 256 cameras
+constexpr std::size_t kValueSize = 67'000;  // room for the longest list of cameras
 constexpr std::uint32_t kFrameNumberField = 2;
 constexpr char kDefaultSimulation[] = "gige\nusb3\ngentl\n";
 

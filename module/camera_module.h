@@ -138,6 +138,8 @@ class CCameraModule final : public CAbstractUserModule {
     void StartReconnect();
     void StopLastReconnect();
     void ReConnectDevice();
+    // The serial number as far as a GigE Vision record holds it.
+    [[nodiscard]] CameraText SoughtSerial() const;
     [[nodiscard]] bool ReconnectWanted(std::string_view serial) const;
     [[nodiscard]] bool ReconnectOnce(const CameraText& serial);
 

@@ -20,9 +20,6 @@ constexpr std::string_view kDeviceItem = "ConnectDeviceInfo";
 constexpr std::string_view kCameraName = "CameraName";
 constexpr std::string_view kRelation = "AddRelateProc";
 
-// As much of the serial number as a GigE Vision record holds.
-constexpr std::size_t kSoughtSerialLength = sizeof(KZGigEDeviceInfo::serialNumber);
-
 template <std::size_t Size>
 void PutText(char (&field)[Size], std::string_view text) {
     const FixedText<Size> bounded(text);
@@ -189,7 +186,7 @@ void CCameraModule::WaitForSavedCamera() {
     using Clock = std::chrono::steady_clock;
     const std::int32_t limit = m_settings.waitForConnectingTime.Get();
     CAM_LOG(kLogError, ModuleId(), kLoad, "Wait for camera connecting, time=%d ms", limit);
-    const CameraText serial(m_serial.Get().view().substr(0, kSoughtSerialLength));
+    const CameraText serial = SoughtSerial();
     CAM_LOG(kLogError, ModuleId(), kLoad, "Camera serial number: %s", serial.c_str());
     const std::int32_t mode = m_settings.connectionMode.Get();
     const bool expected = (mode == kConnectBySelection && !serial.empty()) ||

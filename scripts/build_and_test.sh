@@ -23,7 +23,8 @@ start_wine() {
 }
 stop_wine() { wineserver -k 2>/dev/null || true; }
 
-# build_and_test PRESET: configures, builds and runs the tests; the output of what fails.
+# build_and_test PRESET: configures, builds and runs the tests; a line a test, and the output of what
+# fails. The caller has pipefail set.
 build_and_test() {
     local preset=$1 status=0
     echo "== $preset"
@@ -35,8 +36,9 @@ build_and_test() {
     fi
     # Most tests wait more than they work: for a camera, a time-out, another process. What fails beside
     # others is asked again alone, where no busy machine loses a camera's packets; it must hold there.
-    if ! ctest --preset "$preset" --parallel 4 --no-tests=error; then
-        echo "== $preset: what failed, once more, one at a time"
+    local log=build/$preset/beside_others.log
+    if ! ctest --preset "$preset" --parallel 4 --no-tests=error | tee "$log" | grep '% tests passed\| Test  *#'; then
+        echo "== $preset: what failed (see $log), once more, one at a time"
         ctest --preset "$preset" --rerun-failed || status=1
     fi
     if [[ "$preset" == windows ]]; then
