@@ -1,7 +1,6 @@
 // The module in front of GigE Vision cameras: processes that speak the protocol on the loopback
 // network, lose packets, die and come back.
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
@@ -38,16 +37,6 @@ constexpr char kLoopback[] = "127.0.0.1";
 
 const Report kLost{kReportCameraSource, "0"};
 const Report kBack{kReportCameraSource, "1"};
-
-// Test programs may run side by side, so each process has addresses and serial numbers of its own.
-std::string Address(int camera) {
-    const int process = ::getpid();
-    return "127." + std::to_string(20 + process / 250 % 200) + '.' + std::to_string(process % 250) +
-           '.' + std::to_string(camera);
-}
-std::string Serial(int camera) {
-    return 'R' + std::to_string(::getpid()) + '-' + std::to_string(camera);
-}
 
 Report On(const FakeGigECamera& camera, int moduleId = 1) {
     return {kReportCameraState, std::to_string(moduleId) + "-1-" + camera.Serial()};
@@ -147,7 +136,8 @@ bool Ends(Action action) {
 
 class RealCamera : public ::testing::Test {
   protected:
-    explicit RealCamera(int lostPackets = 0) : camera(Address(1), Serial(1), lostPackets) {}
+    explicit RealCamera(int lostPackets = 0)
+        : camera(CameraAddress(1), CameraSerial(1), lostPackets) {}
 
     // As a solution that was made for the camera: it sends frames by itself, and does so again
     // whenever it comes back, although it wakes up waiting for a signal on a line.
@@ -397,7 +387,7 @@ class Watcher {
 // And another module's camera never hears of it.
 TEST_F(RealCamera, ComesBackFromEveryLoss) {
     constexpr int kRounds = 5;
-    const FakeGigECamera otherCamera(Address(2), Serial(2));
+    const FakeGigECamera otherCamera(CameraAddress(2), CameraSerial(2));
     ModuleHost otherModule(host, 2);
     otherModule.OpenForRequests(otherCamera.Serial());
     EXPECT_EQ(otherModule.Set("TriggerOff", ""), cam::kOk);
@@ -448,10 +438,10 @@ TEST_F(RealCamera, IsOpenedAndComesBackByItsAddress) {
     host.Relate(1);
     host.Set("Type", "1");
     host.Set("LocalIP", kLoopback);
-    host.Set("CameraIP", Address(99));
+    host.Set("CameraIP", CameraAddress(99));
     EXPECT_NE(host.Set("ConnectIP", "True"), cam::kOk);
     EXPECT_EQ(host.Get("ConnectIP"), "False");
-    EXPECT_EQ(host.LogCount('(' + Address(99) + ")Open failed, error code:"), 1U);
+    EXPECT_EQ(host.LogCount('(' + CameraAddress(99) + ")Open failed, error code:"), 1U);
 
     host.Set("CameraIP", camera.Address());
     ASSERT_EQ(host.Set("ConnectIP", "True"), cam::kOk);

@@ -32,6 +32,16 @@ std::filesystem::path Program() {
 
 }  // namespace
 
+std::string CameraAddress(int camera) {
+    const int process = ::getpid();
+    return "127." + std::to_string(20 + process / 250 % 200) + '.' + std::to_string(process % 250) +
+           '.' + std::to_string(camera);
+}
+
+std::string CameraSerial(int camera) {
+    return 'R' + std::to_string(::getpid()) + '-' + std::to_string(camera);
+}
+
 FakeGigECamera::FakeGigECamera(std::string address, std::string serial, int lostPackets)
     : m_address(std::move(address)), m_serial(std::move(serial)), m_lostPackets(lostPackets) {
     Start();

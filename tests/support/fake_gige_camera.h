@@ -6,6 +6,11 @@
 
 #include <string>
 
+// Test programs may run side by side, so each process has addresses and serial numbers of its own.
+// `camera`: 1 to 254.
+[[nodiscard]] std::string CameraAddress(int camera);
+[[nodiscard]] std::string CameraSerial(int camera);
+
 // Frames of 512 x 512 Mono8, 25 a second, a new picture each. The process never outlives the thread
 // that started it.
 class FakeGigECamera {
