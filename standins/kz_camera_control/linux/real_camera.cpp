@@ -1,5 +1,8 @@
 #include "standins/kz_camera_control/linux/real_camera.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -15,6 +18,15 @@ constexpr const char* kTransportLocked = "TLParamsLocked";
 std::uint32_t Clamp32(std::uint64_t value) {
     return static_cast<std::uint32_t>(
         std::min<std::uint64_t>(value, std::numeric_limits<std::uint32_t>::max()));
+}
+
+// Called on Aravis's receiving thread. One that wakes up late loses what the socket has no room
+// for, so it goes ahead of others where the user may have that.
+void AtStreamThread(void*, ArvStreamCallbackType type, ArvBuffer*) {
+    constexpr int kNice = -10;
+    if (type == ARV_STREAM_CALLBACK_TYPE_INIT) {
+        (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), kNice);
+    }
 }
 
 template <typename Record>
@@ -67,7 +79,7 @@ Code RealCamera::CreateStream(GObjectPtr<ArvStream>& stream, std::size_t& frameS
         arv_gv_device_set_stream_options(ARV_GV_DEVICE(m_device.get()),
                                          ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
     }
-    stream.reset(arv_device_create_stream(m_device.get(), nullptr, nullptr, error.Out()));
+    stream.reset(arv_device_create_stream(m_device.get(), &AtStreamThread, nullptr, error.Out()));
     if (!stream) {
         return error ? CodeOf(error) : KZ_CC_E_RESOURCE;
     }
