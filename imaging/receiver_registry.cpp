@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "module/framework/module_frame.h"
 #include "params/value_text.h"
 
 namespace cam {
@@ -29,18 +30,24 @@ void ReceiverRegistry::RebuildProcedures() {
 }
 
 void ReceiverRegistry::LookUpReceivers() {
-    const platform::LockGuard hold(m_lock);
-    // The framework may call back and change the registrations while it is asked.
-    const std::set<std::string> ids = m_ids;
-    std::map<std::int32_t, ModuleNodeInfo> receivers;
-    for (const std::string& id : ids) {
-        const std::int32_t moduleId = ParseInt(id).value_or(0);
-        ModuleNodeInfo info{};
-        static_cast<void>(CQ_M_GetModuleNodeInfo(moduleId, &info));
-        receivers[moduleId] = info;
+    // The host may call back while it is asked, and that call want locks that stand ahead of this
+    // one.
+    std::set<std::string> ids;
+    std::uint64_t lookUp = 0;
+    {
+        const platform::LockGuard hold(m_lock);
+        ids = m_ids;
+        lookUp = ++m_lookUps;
     }
-    m_receivers.swap(receivers);
-    m_receiverCount.store(m_receivers.size(), std::memory_order_release);
+    for (const std::string& id : ids) {
+        ModuleNodeInfo info{};
+        static_cast<void>(CQ_M_GetModuleNodeInfo(ParseInt(id).value_or(0), &info));
+    }
+    const platform::LockGuard hold(m_lock);
+    if (lookUp > m_lastLookUp) {
+        m_lastLookUp = lookUp;
+        m_anyReceiver.store(!ids.empty(), std::memory_order_release);
+    }
 }
 
 }  // namespace cam

@@ -2,14 +2,11 @@
 #pragma once
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "module/framework/module_frame.h"
 #include "platform/lock.h"
 
 namespace cam {
@@ -24,13 +21,12 @@ class ReceiverRegistry {
     void Add(const std::string& id) EXCLUDES(m_lock);
     void Remove(const std::string& id) EXCLUDES(m_lock);
 
-    // Asks the framework anew for the record of every registered receiver.
-    void LookUpReceivers();
+    // Asks the framework anew for the record of every registered receiver; no lock is held
+    // meanwhile.
+    void LookUpReceivers() EXCLUDES(m_lock);
 
     // Read for each frame, so without the lock.
-    [[nodiscard]] bool AnyReceiver() const {
-        return m_receiverCount.load(std::memory_order_acquire) != 0;
-    }
+    [[nodiscard]] bool AnyReceiver() const { return m_anyReceiver.load(std::memory_order_acquire); }
 
     [[nodiscard]] const std::set<std::string>& Ids() const REQUIRES(m_lock) { return m_ids; }
     // The same as numbers, ascending.
@@ -43,8 +39,10 @@ class ReceiverRegistry {
 
     std::set<std::string> m_ids GUARDED_BY(m_lock);
     std::vector<std::int32_t> m_relatedProcedures GUARDED_BY(m_lock);
-    std::map<std::int32_t, ModuleNodeInfo> m_receivers GUARDED_BY(m_lock);
-    std::atomic<std::size_t> m_receiverCount{0};
+    // Of two look-ups at once the one that began later counts.
+    std::uint64_t m_lookUps GUARDED_BY(m_lock) = 0;
+    std::uint64_t m_lastLookUp GUARDED_BY(m_lock) = 0;
+    std::atomic<bool> m_anyReceiver{false};
 };
 
 }  // namespace cam

@@ -138,8 +138,7 @@ void CCameraModule::KeepGrabbing() {
         const std::uint32_t openCount = m_camera.OpenCount();
         Status resumed = kOk;
         {
-            const platform::LockGuard holdGrab(m_grabLock);
-            const platform::LockGuard holdParameter(m_parameterLock);
+            const platform::LockGuard hold(m_parameterLock);
             if (!m_camera.IsGrabbing()) {
                 resumed = m_camera.ResumeGrabbing(ImageArrivedEvent, GrabStartedEvent);
             }

@@ -13,7 +13,7 @@
 //   params/persistence.cpp      SaveModuleData, LoadModuleData
 //
 // Order of the locks; whoever holds one takes only those behind it:
-//   GetImage -> connection -> grab -> parameter -> node-info -> image-list -> camera or buffer
+//   GetImage -> connection -> parameter -> node-info -> image-list -> camera or buffer
 // The connection lock stands ahead of so many because an open replays saved parameters, and because
 // the host may call back in from its notices; only GetImage is then tried instead of taken. The
 // machine-wide enumeration mutex comes behind the connection lock. The locks inside worker threads,
@@ -23,9 +23,9 @@
 // callback: CMyCamera::LockUnlessStopping takes the camera, parameter, connection and GetImage
 // locks.
 //
-// No framework function is called under those, the camera, parameter, image-list or buffer lock,
-// because the host may call back into the module from inside any of them; the one exception is the
-// question for the number of buffer nodes, when intake adds one.
+// No framework function is called under the parameter lock or one behind it, because the host may
+// call back into the module from inside any of them; the one exception is the question for the number
+// of buffer nodes, when intake adds one.
 #pragma once
 
 #include <cstdint>
@@ -204,7 +204,7 @@ class CCameraModule final : public CAbstractUserModule {
     SharedText<kPathTextSize> m_szGenTLPath;  // where they are; UTF-8
 
     // The connection lock: held for the whole of every enumeration, open and close.
-    platform::RecursiveLock m_connectionLock;
+    platform::RecursiveLock m_connectionLock ACQUIRED_AFTER(m_getImageLock);
     DeviceTables m_devices GUARDED_BY(m_connectionLock);
     bool m_enumerating GUARDED_BY(m_connectionLock) = false;
     bool m_replaying GUARDED_BY(m_connectionLock) = false;
@@ -217,8 +217,7 @@ class CCameraModule final : public CAbstractUserModule {
     CameraDeviceInfo m_handedOutDevice GUARDED_BY(m_receivers.m_lock){};  // see SaveModuleData
 
     // Features are written and grabbing is restarted one at a time.
-    platform::RecursiveLock m_grabLock;
-    platform::RecursiveLock m_parameterLock ACQUIRED_AFTER(m_grabLock);
+    platform::RecursiveLock m_parameterLock ACQUIRED_AFTER(m_connectionLock);
     // What was last written, so that the same value is not written again; it counts only for the
     // open camera it was written to, because the next one, or the same again, has values of its
     // own.
