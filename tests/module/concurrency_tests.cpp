@@ -5,9 +5,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <list>
-#include <memory>
 #include <thread>
 
 #include "camera/sdk/kz_camera_control.h"
@@ -108,26 +106,18 @@ class Crew {
     std::atomic<bool> m_dismissed{false};
 };
 
-template <std::size_t Size>
-void Put(char (&field)[Size], const char* text) {
-    std::snprintf(field, Size, "%s", text);
-}
-
 // A solution whose parameters make every lock move when they are replayed at the end of an open.
-std::unique_ptr<SAVE_MODULE_DATA_PARAM> Solution(const char* serial) {
-    auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
-    const std::pair<const char*, const char*> entries[] = {
-        {"SerialNumber", serial}, {"WaitForConnectingTime", "20"},
-        {"ClearCacheImage", ""},  {"TriggerProcessRunStatus", "False"},
-        {"TriggerSource", "7"},   {"TriggerProcessRunStatus", "True"},
-        {"ExposureTime", "1000"}, {"Width", "64"},
-        {"AddRelateProc", "3"},   {"TriggerOff", ""}};
-    for (const auto& [name, value] : entries) {
-        ModuleParamEntry& entry = record->params.entries[record->params.nNum++];
-        Put(entry.name, name);
-        Put(entry.value, value);
-    }
-    return record;
+Record Solution(const std::string& serial) {
+    return RecordOf({{"SerialNumber", serial},
+                     {"WaitForConnectingTime", "20"},
+                     {"ClearCacheImage", ""},
+                     {"TriggerProcessRunStatus", "False"},
+                     {"TriggerSource", "7"},
+                     {"TriggerProcessRunStatus", "True"},
+                     {"ExposureTime", "1000"},
+                     {"Width", "64"},
+                     {"AddRelateProc", "3"},
+                     {"TriggerOff", ""}});
 }
 
 constexpr char kThreeCameras[] =
@@ -149,9 +139,7 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
             return kModuleFrameRefused;
         }
         if (offer % 3 == 0) {
-            if (const auto image = host.Image()) {
-                host.Free(*image);
-            }
+            host.TakeImage();
         }
         if (offer % 16 == 1) {
             host.Get("CameraName");
@@ -186,9 +174,9 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
         };
     };
     using std::chrono::milliseconds;
-    const auto saved = std::make_unique<SAVE_MODULE_DATA_PARAM>();
-    const auto loadedA = Solution("A");
-    const auto loadedB = Solution("B");
+    const Record saved = RecordOf({});
+    const Record loadedA = Solution("A");
+    const Record loadedB = Solution("B");
     Crew crew;
     crew.Add("first puller", pull, milliseconds(2));
     crew.Add("second puller", pull, milliseconds(15));
@@ -258,14 +246,14 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
             host.Set("RealTimeImgAcq", mode());
         },
         milliseconds(60));
-    crew.Add("saver", [&] { host.Module()->SaveModuleData(saved.get()); });
-    crew.Add(
-        "loader",
-        [&, turn = false]() mutable {
-            turn = !turn;
-            host.Module()->LoadModuleData(turn ? loadedA.get() : loadedB.get());
-        },
-        milliseconds(50));
+    // One thread for both: what a save hands out is good until the next one.
+    crew.Add("saver and loader", [&, turn = 0]() mutable {
+        host.Module()->SaveModuleData(saved.get());
+        const Record* const solutions[] = {&loadedA, &saved, &loadedB};
+        if (turn++ % 16 == 0) {
+            host.Module()->LoadModuleData(solutions[turn / 16 % 3]->get());
+        }
+    });
     crew.Add(
         "cable",
         [&, serial = alternate("A", "B", "C")]() mutable {
@@ -278,13 +266,10 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
         milliseconds(80));
     crew.Add(
         "second module",
-        [] {
-            void* const handle = ModuleFrame_CreateHandle(2, 0);
-            CAbstractUserModule* const module = CreateModule(handle);
-            module->SetParam("EnumCamera", "True", 4);
-            module->SetParam("CameraName", "C", 1);
-            DestroyModule(handle, module);
-            ModuleFrame_DestroyHandle(handle);
+        [&] {
+            ModuleHost second(host, 2);
+            second.Set("EnumCamera", "True");
+            second.Set("CameraName", "C");
         },
         milliseconds(70));
     crew.WorkFor(kStorm);
@@ -346,9 +331,7 @@ TEST(RunByCamera, PassEndsAlthoughFramesComeFasterThanTheyAreTaken) {
     ModuleHost host("gige serial=A width=64 height=48 rate=1000");
     std::atomic<int> offers{0};
     host.onProcedure = [&](std::int32_t, std::uint32_t) -> std::uint32_t {
-        if (const auto image = host.Image()) {
-            host.Free(*image);
-        }
+        host.TakeImage();
         std::this_thread::sleep_for(std::chrono::milliseconds(3));
         ++offers;
         return 0;
@@ -429,8 +412,7 @@ class FrameInHands : public ::testing::Test {
               "SynTriggerSoftware", "Width", "CameraName", "TriggerProcessRunStatus"}) {
             host.Set(key, "1234");
         }
-        const auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
-        host.Module()->SaveModuleData(record.get());
+        host.Module()->SaveModuleData(RecordOf({}).get());
         static_cast<void>(host.Image());
     }
 

@@ -2,14 +2,12 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <random>
 
 #include "camera/sdk/kz_camera_control.h"
 #include "module/log/log.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
+#include "tests/platform/support.h"
 #include "tests/support/module_host.h"
 
 namespace tests {
@@ -143,13 +141,11 @@ TEST_F(Lifecycle, FailingNoticesOfCreationChangeNothing) {
 }
 
 TEST_F(Lifecycle, FirstDefaultOfTheConnectingTimeCounts) {
-    const auto folder = std::filesystem::temp_directory_path() /
-                        ("camera_module_config_" + std::to_string(std::random_device{}()));
-    std::filesystem::create_directory(folder);
-    const auto written = [&](const char* parameters) {
-        std::ofstream(folder / kModuleConfigFile)
-            << "<ModuleConfig>" << parameters << "</ModuleConfig>";
-        ModuleFrame_SetConfigFolder(folder.string().c_str());
+    const platform::test::TemporaryFolder folder;
+    ModuleFrame_SetConfigFolder(folder.Path().string().c_str());
+    const auto written = [&](const std::string& parameters) {
+        platform::test::WriteFile(folder.Path() / kModuleConfigFile,
+                                  "<ModuleConfig>" + parameters + "</ModuleConfig>");
         ModuleHost host;
         return host.Get("WaitForConnectingTime");
     };
@@ -161,7 +157,6 @@ TEST_F(Lifecycle, FirstDefaultOfTheConnectingTimeCounts) {
                          <Param Name="ImageCacheNum" Value="6"/>)"),
               "1000");
     ModuleFrame_SetConfigFolder(nullptr);
-    std::filesystem::remove_all(folder);
 }
 
 TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
@@ -206,21 +201,19 @@ TEST_F(Lifecycle, NotifyEventAnswersAlikeAndOnlyRelationsChangeSomething) {
 
 TEST_F(Lifecycle, TwoModulesOfOneProcessHaveACameraEach) {
     ModuleHost host("gige serial=A width=64 height=48\nusb3 serial=B width=32 height=32");
-    void* const secondHandle = ModuleFrame_CreateHandle(2, 0);
-    CAbstractUserModule* const second = CreateModule(secondHandle);
-    ASSERT_NE(second, nullptr);
+    ModuleHost second(host, 2);
+    ASSERT_NE(second.Module(), nullptr);
     EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 2);
 
     host.OpenForRequests("A");
-    EXPECT_EQ(second->SetParam("CameraName", "A", 1), KZ_CC_E_OPEN_REFUSED);
-    EXPECT_EQ(second->SetParam("CameraName", "B", 1), cam::kOk);
+    EXPECT_EQ(second.Set("CameraName", "A"), KZ_CC_E_OPEN_REFUSED);
+    EXPECT_EQ(second.Set("CameraName", "B"), cam::kOk);
     EXPECT_EQ(KZSim_OpenHandles(), 2U);
     const auto image = host.Image();
     ASSERT_TRUE(image.has_value());
     EXPECT_EQ(image->width, 64U);
 
-    DestroyModule(secondHandle, second);
-    ModuleFrame_DestroyHandle(secondHandle);
+    second.Destroy();
     EXPECT_EQ(KZSim_OpenHandles(), 1U);
     EXPECT_TRUE(host.Image().has_value());
     EXPECT_EQ(ModuleFrame_GlobalCameraNum(), 1);

@@ -50,72 +50,25 @@ std::uint32_t SetUnterminated(ModuleHost& host, const std::string& key, const st
                                    static_cast<std::int32_t>(value.size()));
 }
 
-std::vector<std::string> JournalOf(const std::string& serial, std::string_view part) {
-    auto calls = Journal(serial);
-    std::erase_if(calls, [&](const std::string& c) { return c.find(part) == c.npos; });
-    return calls;
-}
-
 using Calls = std::vector<std::string>;
 
 // An open camera that waits for requests.
 class ParametersOfACamera : public testing::Test {
   protected:
-    explicit ParametersOfACamera(const std::string& cameras = kGigE,
-                                 const std::string& serial = "G1")
-        : host(cameras) {
-        host.OpenForRequests(serial);
+    ParametersOfACamera() {
+        host.OpenForRequests("G1");
         host.ClearLog();
         host.ClearReports();
-        KZSim_ClearJournal(serial.c_str());
+        KZSim_ClearJournal("G1");
     }
 
-    ModuleHost host;
+    ModuleHost host{kGigE};
 };
 
-TEST(Parameters, AnswersWithoutACamera) {
+TEST(Parameters, AreACamerasFeaturesUnlessTheyAreTheModulesOwn) {
     ModuleHost host;
-    const std::pair<const char*, const char*> answers[] = {
-        {"IOEnableElectricalLevel", "2"},
-        {"CameraMold", "1"},
-        {"ImageCacheNum", "50"},
-        {"ManufacturerName", ""},
-        {"SerialNumber", ""},
-        {"ModelName", ""},
-        {"VendorName", ""},
-        {"SmartCameraType", "-1"},
-        {"TriggerStringEnable", "False$$$$$"},
-        {"ReconnectTime", "100"},
-        {"DebugMode", "False$$$$$"},
-        {"UseGenTL", "False$$$$$"},
-        {"DebugImageSource", "1"},
-        {"FileFolderName", ""},
-        {"GenTLPath", ""},
-        {"DebugImageBufferCount", "0$0$100$1$"},
-        {"AutoSwitch", "True$$$$$"},
-        {"ExecuteInterval", "0$0$10000$1$"},
-        {"CameraPreviewInfo", "0$0$0$0$600$450$"},
-        {"CameraErrorInfo", "0$0$0"},
-        {"WaitForConnectingTime", "1000"},
-        {"DropImageWhenTriggerFail", "False"},
-        {"SoftTriggerWaitTime", "2"},
-        {"Type", "0"},
-        {"ConnectIP", "False"},
-        {"AutoConnect", "False"},
-        {"CameraIP", ""},
-        {"LocalIP", ""},
-        {"DynamicInData", ""},
-        {"DynamicOutData", ""},
-        {"TriggerProcessRunStatus", "True"},
-        // Not the module's: features of a camera.
-        {"ExposureTime", kUnreadable},
-        {"Foo_Bar", kUnreadable},
-        {"", kUnreadable},
-        {"imagecachenum", kUnreadable},
-        {"ImageCacheNumX", kUnreadable},
-    };
-    for (const auto& [key, answer] : answers) {
-        EXPECT_EQ(host.Get(key), answer) << key;
+    for (const char* key : {"ExposureTime", "Foo_Bar", "", "imagecachenum", "ImageCacheNumX"}) {
+        EXPECT_EQ(host.Get(key), kUnreadable) << key;
         EXPECT_EQ(host.GetStatus(key), cam::kOk) << key;
     }
 }
@@ -162,9 +115,7 @@ TEST(Parameters, RefuseMissingArguments) {
     EXPECT_EQ(module.SetParam("FreeBuf", nullptr, 64), cam::kInvalid);
 }
 
-TEST(Parameters, NeverWriteBeyondTheGivenSize) {
-    ModuleHost host(kGigE);
-    host.OpenForRequests("G1");
+TEST_F(ParametersOfACamera, NeverWriteBeyondTheGivenSize) {
     EXPECT_EQ(Bytes(host, "AutoSwitch", 5), (std::string{'T', 'r', 'u', 'e', '\0'}));
     EXPECT_EQ(Bytes(host, "ReconnectTime", 1), std::string(1, '\0'));
     EXPECT_EQ(Bytes(host, "ModelName", 4), (std::string{'K', 'Z', '-', '\0'}));
@@ -187,10 +138,13 @@ TEST(Parameters, NeverWriteBeyondTheGivenSize) {
     for (std::size_t size = 0; size < 64; size += 21) {
         ExactBuffer small(size);
         std::uint32_t length = 0;
-        EXPECT_NE(host.Module()->GetParam("CameraImage", small.bytes.get(),
+        EXPECT_EQ(host.Module()->GetParam("CameraImage", small.bytes.get(),
                                           static_cast<std::int32_t>(size), &length),
-                  cam::kOk);
+                  cam::kInvalid);
     }
+    const auto image = host.TakeImage();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->frameNumber, 1U) << "a record that had no room took a frame";
 }
 
 TEST(Parameters, ReadValuesThatNoNulEnds) {
@@ -344,7 +298,7 @@ TEST(Parameters, HaveNothingToCheckWhileNoCameraIsChosen) {
     EXPECT_EQ(host.Get("SerialNumber"), "G1");
     KZSim_ClearJournal("G1");
     EXPECT_EQ(host.Set("CheckCameraOpened", ""), cam::kOk);
-    EXPECT_TRUE(JournalOf("G1", "KZ_CC_OpenDevice").empty());
+    EXPECT_TRUE(Journal("G1", "KZ_CC_OpenDevice").empty());
 }
 
 TEST(Parameters, NeedACameraForItsCommands) {
@@ -362,9 +316,6 @@ TEST(Parameters, NeedACameraForItsCommands) {
 }
 
 TEST_F(ParametersOfACamera, TellWhoTheCameraIs) {
-    EXPECT_EQ(host.Get("SerialNumber"), "G1");
-    EXPECT_EQ(host.Get("ModelName"), "KZ-SIM-G");
-    EXPECT_EQ(host.Get("ManufacturerName"), "Simulated");
     EXPECT_EQ(host.Get("VendorName"), "Simulated");
     EXPECT_EQ(host.Get("SmartCameraType"), "1");
     EXPECT_EQ(Bytes(host, "CameraType", 8), "KZ-SI~~~");
@@ -374,24 +325,15 @@ TEST_F(ParametersOfACamera, TellWhoTheCameraIs) {
     EXPECT_EQ(host.Get("SmartCameraType"), "-1");
 }
 
-TEST(Parameters, KnowTheSeriesByItsModelName) {
+TEST(Parameters, CutTheCameraTypeToItsSeries) {
     ModuleHost host(
-        "gige serial=A model=KZ-HX310-4C; usb3 serial=B model=KZ-QS200; gige serial=C "
-        "model=KZ-LN4K; usb3 serial=D model=KZ-RT1; gige serial=E model=kz-ln4k; gige serial=F "
-        "model=KZ");
+        "gige serial=A model=KZ-HX310-4C; usb3 serial=B model=KZ-QS200; gige serial=C model=KZ");
     host.Set("CameraName", "A");
     EXPECT_EQ(Bytes(host, "CameraType", 12), "KZ-HX310-4~~");
-    EXPECT_EQ(host.Get("CameraMold"), "1");
     host.Set("CameraName", "B");
     EXPECT_EQ(Bytes(host, "CameraType", 6), "KZ-QS~");
     EXPECT_EQ(host.Get("SmartCameraType"), "2");
     host.Set("CameraName", "C");
-    EXPECT_EQ(host.Get("CameraMold"), "3");
-    host.Set("CameraName", "D");
-    EXPECT_EQ(host.Get("CameraMold"), "2");
-    host.Set("CameraName", "E");
-    EXPECT_EQ(host.Get("CameraMold"), "1");
-    host.Set("CameraName", "F");
     EXPECT_EQ(Bytes(host, "CameraType", 6), std::string("KZ\0\0\0~", 6));
 }
 
@@ -431,11 +373,9 @@ TEST_F(ParametersOfACamera, AnswerAFailedReadAsUnreadable) {
         EXPECT_EQ(host.GetStatus(key), KZ_CC_E_DEVICE_LOST) << key;
         EXPECT_EQ(host.Get(key), kUnreadable) << key;
     }
-    KZSim_SetFaults("G1", "");
 }
 
 TEST_F(ParametersOfACamera, WriteFeaturesByTheirType) {
-    KZSim_ClearJournal("G1");
     EXPECT_EQ(host.Set("BlackLevel", "100$0$4095$1$1$"), cam::kOk);
     EXPECT_EQ(host.Set("ReverseX", "tRUE$$$$$"), cam::kOk);
     EXPECT_EQ(host.Set("ReverseY", "yes"), cam::kOk);
@@ -489,43 +429,40 @@ TEST_F(ParametersOfACamera, StopTheStreamOnlyForWhatNeedsIt) {
         const Calls calls = Journal("G1");
         ASSERT_FALSE(calls.empty());
         EXPECT_EQ(calls[0], "KZ_CC_StopGrabbing") << key;
-        EXPECT_TRUE(Eventually([] { return !JournalOf("G1", "KZ_CC_StartGrabbing").empty(); }));
+        EXPECT_TRUE(Eventually([] { return !Journal("G1", "KZ_CC_StartGrabbing").empty(); }));
     }
-    const auto image = host.Image();
-    ASSERT_TRUE(image);
-    host.Free(*image);
+    ASSERT_TRUE(host.TakeImage());
     KZSim_ClearJournal("G1");
     for (const char* key : {"ExposureTime", "Width_1", "OffsetX"}) {
         host.Set(key, "40");
     }
-    EXPECT_TRUE(JournalOf("G1", "KZ_CC_StopGrabbing").empty());
+    EXPECT_TRUE(Journal("G1", "KZ_CC_StopGrabbing").empty());
 }
 
 TEST_F(ParametersOfACamera, DoNotWriteWhenTheStreamDoesNotStop) {
     KZSim_SetFaults("G1", "stop=0x80000004");
     EXPECT_EQ(host.Set("Width", "32"), cam::kInvalid);
-    EXPECT_TRUE(JournalOf("G1", "KZ_CC_SetIntValue").empty());
-    KZSim_SetFaults("G1", "");
+    EXPECT_TRUE(Journal("G1", "KZ_CC_SetIntValue").empty());
 }
 
 TEST_F(ParametersOfACamera, WriteTheSameExposureAndGainOnce) {
     host.Set("ExposureTime", "5000.0");
     host.Set("ExposureTime", "5000.0");
     host.Set("ExposureTime", "5000.009");
-    EXPECT_EQ(JournalOf("G1", "ExposureTime"), (Calls{"KZ_CC_SetFloatValue ExposureTime 5000"}));
+    EXPECT_EQ(Journal("G1", "ExposureTime"), (Calls{"KZ_CC_SetFloatValue ExposureTime 5000"}));
     host.Set("ExposureTime", "5000.02");
     host.Set("Gain", "3");
     host.Set("Gain", "3.005");
     host.Set("Gamma", "2");
     host.Set("Gamma", "2");
-    EXPECT_EQ(JournalOf("G1", "ExposureTime").size(), 2U);
-    EXPECT_EQ(JournalOf("G1", "Gain").size(), 1U);
-    EXPECT_EQ(JournalOf("G1", "Gamma").size(), 2U);
+    EXPECT_EQ(Journal("G1", "ExposureTime").size(), 2U);
+    EXPECT_EQ(Journal("G1", "Gain").size(), 1U);
+    EXPECT_EQ(Journal("G1", "Gamma").size(), 2U);
     // Another open starts from the camera's own values.
     host.Set("CameraName", "G1");
     KZSim_ClearJournal("G1");
     host.Set("ExposureTime", "5000.02");
-    EXPECT_EQ(JournalOf("G1", "ExposureTime").size(), 1U);
+    EXPECT_EQ(Journal("G1", "ExposureTime").size(), 1U);
 }
 
 TEST_F(ParametersOfACamera, RetryAFloatJustInsideItsRange) {
@@ -533,7 +470,7 @@ TEST_F(ParametersOfACamera, RetryAFloatJustInsideItsRange) {
     EXPECT_EQ(host.Set("Gain", "2.5"), cam::kOk);
     KZSim_SetFaults("G1", "range=Gamma:2");
     EXPECT_EQ(host.Set("Gamma", "1.5"), cam::kOk);
-    EXPECT_EQ(JournalOf("G1", "KZ_CC_SetFloatValue"),
+    EXPECT_EQ(Journal("G1", "KZ_CC_SetFloatValue"),
               (Calls{"KZ_CC_SetFloatValue Gain 2.5", "KZ_CC_SetFloatValue Gain 2.495",
                      "KZ_CC_SetFloatValue Gamma 1.5", "KZ_CC_SetFloatValue Gamma 1.495",
                      "KZ_CC_SetFloatValue Gamma 1.505"}));
@@ -544,15 +481,15 @@ TEST_F(ParametersOfACamera, RetryAFloatJustInsideItsRange) {
 
     KZSim_SetFaults("G1", "range=Gain:3");
     EXPECT_EQ(host.Set("Gain", "7"), KZ_CC_E_NODE_RANGE);
-    EXPECT_EQ(JournalOf("G1", "KZ_CC_SetFloatValue Gain").size(), 3U);
+    EXPECT_EQ(Journal("G1", "KZ_CC_SetFloatValue Gain").size(), 3U);
     KZSim_SetFaults("G1", "refuse=Gain:0x80000103");
     KZSim_ClearJournal("G1");
     EXPECT_EQ(host.Set("Gain", "7"), KZ_CC_E_NODE_ACCESS);
-    EXPECT_EQ(JournalOf("G1", "KZ_CC_SetFloatValue Gain").size(), 1U);
+    EXPECT_EQ(Journal("G1", "KZ_CC_SetFloatValue Gain").size(), 1U);
     // What was refused is tried again.
     KZSim_SetFaults("G1", "");
     EXPECT_EQ(host.Set("Gain", "7"), cam::kOk);
-    EXPECT_EQ(JournalOf("G1", "KZ_CC_SetFloatValue Gain").size(), 2U);
+    EXPECT_EQ(Journal("G1", "KZ_CC_SetFloatValue Gain").size(), 2U);
 }
 
 TEST_F(ParametersOfACamera, PassOverOneMakersOwnNames) {
@@ -570,7 +507,7 @@ TEST_F(ParametersOfACamera, WriteGammaSmartToSmartCamerasOnly) {
     EXPECT_TRUE(Journal("G1").empty());
     EXPECT_EQ(host.Get("Gamma_Smart"), "1.000$0.000$4.000$1.000000$");
     EXPECT_EQ(host.Set("Gamma_Other", "2"), cam::kOk);
-    EXPECT_EQ(JournalOf("G1", "Gamma").size(), 1U);
+    EXPECT_EQ(Journal("G1", "Gamma").size(), 1U);
 }
 
 TEST(Parameters, KnowTheMakerWhoseNamesAreItsOwnAndTheSmartSeries) {
@@ -593,23 +530,10 @@ TEST_F(ParametersOfACamera, ClearTheQueueWhenTheTriggerSourceChanges) {
     KZSim_ClearJournal("G1");
     EXPECT_EQ(host.Set("TriggerSource", "7"), cam::kOk);
     // The next image is a new one: the request had to trigger.
-    const auto image = host.Image();
+    const auto image = host.TakeImage();
     ASSERT_TRUE(image);
     EXPECT_EQ(image->frameNumber, 4U);
-    host.Free(*image);
-    EXPECT_EQ(JournalOf("G1", "TriggerSoftware").size(), 1U);
-}
-
-TEST_F(ParametersOfACamera, TriggerAndWaitInOneCommand) {
-    EXPECT_EQ(host.Set("SynTriggerSoftware", ""), cam::kOk);
-    ASSERT_TRUE(host.WaitForLog("Image callback end.frame number : 1"));
-    const auto image = host.Image();
-    ASSERT_TRUE(image);
-    EXPECT_EQ(image->frameNumber, 1U);
-    EXPECT_EQ(host.Free(*image), cam::kOk);
-    KZSim_SetFaults("G1", "refuse=TriggerSoftware:0x80000103");
-    EXPECT_EQ(host.Set("SynTriggerSoftware", ""), cam::kInvalid);
-    KZSim_SetFaults("G1", "");
+    EXPECT_EQ(Journal("G1", "TriggerSoftware").size(), 1U);
 }
 
 TEST_F(ParametersOfACamera, LogTheWayOfAnImageRequest) {
@@ -634,15 +558,16 @@ TEST_F(ParametersOfACamera, LogTheWayOfAnImageRequest) {
 }
 
 TEST_F(ParametersOfACamera, TriggerOnlyOnceAStoppedStreamRunsAgain) {
-    for (int i = 0; i < 3; ++i) {
+    for (const std::uint32_t width : {32U, 64U, 32U}) {
+        const std::string value = std::to_string(width);
         KZSim_ClearJournal("G1");
-        host.Set("Width", "64");  // stops the stream; the grab keeper starts it
-        const auto image = host.Image();
+        host.Set("Width", value);  // stops the stream; the grab keeper starts it
+        const auto image = host.TakeImage();
         ASSERT_TRUE(image);
-        host.Free(*image);
+        EXPECT_EQ(image->width, width);
         EXPECT_EQ(Journal("G1"),
-                  (Calls{"KZ_CC_StopGrabbing", "KZ_CC_SetIntValue Width 64", "KZ_CC_StartGrabbing",
-                         "KZ_CC_SetCommandValue TriggerSoftware"}));
+                  (Calls{"KZ_CC_StopGrabbing", "KZ_CC_SetIntValue Width " + value,
+                         "KZ_CC_StartGrabbing", "KZ_CC_SetCommandValue TriggerSoftware"}));
     }
     EXPECT_EQ(host.LogCount("Try to wait grabbing state failed"), 0U);
 }
@@ -658,26 +583,6 @@ TEST_F(ParametersOfACamera, SwitchTheTriggerModeAndSaveTheUserSet) {
     EXPECT_EQ(host.Set("SaveParams", ""), cam::kNoCamera);
     EXPECT_EQ(host.LogCount("Set UserSetSave failed, nRet:0x80000103"), 1U);
     EXPECT_EQ(host.Set("TriggerOn", ""), KZ_CC_E_NODE_ACCESS);
-    KZSim_SetFaults("G1", "");
-}
-
-TEST_F(ParametersOfACamera, EnterAndLeaveRealTimeMode) {
-    EXPECT_EQ(host.Set("RealTimeImgAcq", "False"), cam::kOk);
-    EXPECT_TRUE(Journal("G1").empty());
-    EXPECT_EQ(host.Set("RealTimeImgAcq", "True"), cam::kOk);
-    const Calls entered = JournalOf("G1", "TriggerMode 0");
-    EXPECT_FALSE(entered.empty());
-    EXPECT_FALSE(JournalOf("G1", "KZ_GIGE_SetTransmissionType").empty());
-    // Frames run freely and bypass the module.
-    const std::uint64_t before = KZSim_FramesDelivered("G1");
-    EXPECT_TRUE(Eventually([&] { return KZSim_FramesDelivered("G1") > before + 3; }));
-    for (const Report& report : host.Reports()) {
-        EXPECT_NE(report.code, kReportFrameArrived);
-    }
-    EXPECT_EQ(host.Set("RealTimeImgAcq", "False"), cam::kOk);
-    const auto image = host.Image();
-    ASSERT_TRUE(image);
-    host.Free(*image);
 }
 
 TEST_F(ParametersOfACamera, CloseTheCameraForAnotherSerialNumber) {
@@ -695,7 +600,7 @@ TEST_F(ParametersOfACamera, CloseTheCameraForAnotherSerialNumber) {
 TEST_F(ParametersOfACamera, ApplyTheLineLevelAtOnce) {
     EXPECT_EQ(host.Set("CameraMold", "2"), cam::kOk);
     EXPECT_EQ(host.Set("IOEnableElectricalLevel", "1"), cam::kOk);
-    EXPECT_EQ(JournalOf("G1", "Line"),
+    EXPECT_EQ(Journal("G1", "Line"),
               (Calls{"KZ_CC_SetEnumValue LineSelector 0", "KZ_CC_SetEnumValue LineMode 8",
                      "KZ_CC_SetBoolValue LineInverter 1", "KZ_CC_SetEnumValue LineSelector 1",
                      "KZ_CC_SetEnumValue LineMode 8", "KZ_CC_SetBoolValue LineInverter 1",
@@ -704,7 +609,6 @@ TEST_F(ParametersOfACamera, ApplyTheLineLevelAtOnce) {
     KZSim_SetFaults("G1", "refuse=LineMode:0x80000103");
     EXPECT_EQ(host.Set("IOEnableElectricalLevel", "0"), cam::kOk);
     EXPECT_EQ(host.LogCount("Set LineMode failed, nRet 0x80000103."), 1U);
-    KZSim_SetFaults("G1", "");
 }
 
 TEST_F(ParametersOfACamera, TakeBackOnlyWholeRecords) {
@@ -717,21 +621,7 @@ TEST_F(ParametersOfACamera, TakeBackOnlyWholeRecords) {
         EXPECT_EQ(host.Module()->SetParam("FreeBuf", record.bytes.get(), size), cam::kInvalid)
             << size;
     }
-    // Records that were never given out change nothing, whatever their pointers say.
-    host.Set("LogLevel", "1");
-    cam::BufferNode forged = *image;
-    forged.data = reinterpret_cast<std::uint8_t*>(std::uintptr_t{16});
-    forged.sharedName = reinterpret_cast<const char*>(std::uintptr_t{16});
-    host.Free(forged);
-    forged.capacity = 0;
-    EXPECT_EQ(host.Free(forged), cam::kOk);
-    host.Set("LogLevel", "4");
     EXPECT_EQ(host.Free(*image), cam::kOk);
-    EXPECT_EQ(host.Free(*image), cam::kOk);  // a second time: ignored
-    const auto first = host.Image();
-    const auto second = host.Image();
-    ASSERT_TRUE(first && second);
-    EXPECT_NE(first->data, second->data);
 }
 
 TEST(Parameters, CountWhatGotLostAndSizeThePreview) {

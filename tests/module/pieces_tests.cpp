@@ -106,23 +106,6 @@ TEST(WorkerThread, StartsAgainAfterItEndedByItself) {
     EXPECT_FALSE(worker.Running());
 }
 
-TEST(WorkerThread, MayAskItselfToStop) {
-    WorkerThread* self = nullptr;
-    std::atomic<bool> ended{false};
-    WorkerThread worker([&] {
-        while (!self->StopRequested()) {
-            EXPECT_FALSE(self->Stop());
-        }
-        ended = true;
-    });
-    self = &worker;
-    ASSERT_TRUE(worker.Start());
-    while (!ended) {
-        std::this_thread::yield();
-    }
-    worker.Stop();
-}
-
 TEST(WorkerThread, GoesOnWhenStartedAfterItAskedItselfToStop) {
     WorkerThread* self = nullptr;
     std::atomic<int> runs{0};

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <memory>
 #include <thread>
 
 #include "camera/sdk/kz_camera_control.h"
@@ -33,13 +32,7 @@ Reports StateReports(const ModuleHost& host) {
 }
 
 bool ImageComes(ModuleHost& host) {
-    return Eventually([&] {
-        const auto image = host.Image();
-        if (image) {
-            host.Free(*image);
-        }
-        return image.has_value();
-    });
+    return Eventually([&] { return host.TakeImage().has_value(); });
 }
 
 std::size_t Attempts(const ModuleHost& host) {
@@ -47,16 +40,13 @@ std::size_t Attempts(const ModuleHost& host) {
 }
 
 // Since the journal was cleared.
-std::ptrdiff_t Opens(const std::string& serial) {
-    const auto calls = Journal(serial);
-    return std::count_if(calls.begin(), calls.end(), [](const std::string& call) {
-        return call.starts_with("KZ_CC_OpenDevice");
-    });
+std::size_t Opens(const std::string& serial) {
+    return Journal(serial, "KZ_CC_OpenDevice").size();
 }
 
 // A module that loaded a solution which names the camera's record.
-std::unique_ptr<SAVE_MODULE_DATA_PARAM> SavedCamera(ModuleHost& host) {
-    auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
+Record SavedCamera(ModuleHost& host) {
+    Record record = RecordOf({});
     host.Module()->SaveModuleData(record.get());
     return record;
 }
@@ -74,10 +64,16 @@ class Reconnection : public testing::Test {
 };
 
 TEST_F(Reconnection, TellsOfTheLossInOrderAndBringsTheFramesBack) {
+    std::string publishedBeforeOff;
+    host.onReport = [&](const Report& report) {
+        if (report == kOff) {
+            publishedBeforeOff = host.Published().back();
+        }
+    };
     KZSim_Unplug("G1");
     ASSERT_TRUE(host.WaitForReport(kLost));
     EXPECT_EQ(StateReports(host), (Reports{kOff, kLost}));
-    EXPECT_EQ(host.Published().back(), "CameraOffline=1");
+    EXPECT_EQ(publishedBeforeOff, "CameraOffline=1");
     EXPECT_EQ(host.LogCount("(G1)Camera callback exception:(8001)"), 1U);
     EXPECT_EQ(host.Get("SerialNumber"), "G1");
     EXPECT_EQ(host.Get("SmartCameraType"), "-1");
@@ -89,19 +85,6 @@ TEST_F(Reconnection, TellsOfTheLossInOrderAndBringsTheFramesBack) {
     EXPECT_EQ(host.LogCount("(G1)Camera reconnect success"), 1U);
     EXPECT_TRUE(ImageComes(host));
     EXPECT_EQ(host.Published().back(), "CameraOnline=1");
-}
-
-TEST_F(Reconnection, PublishesBeforeItReports) {
-    std::size_t publishedAtOff = 0;
-    host.onReport = [&](const Report& report) {
-        if (report == kOff) {
-            publishedAtOff = host.Published().size();
-        }
-    };
-    const std::size_t before = host.Published().size();
-    KZSim_Unplug("G1");
-    ASSERT_TRUE(host.WaitForReport(kLost));
-    EXPECT_EQ(publishedAtOff, before + 1);
 }
 
 TEST_F(Reconnection, OpensTheSavedRecordWithoutSayingSo) {
@@ -148,7 +131,7 @@ TEST(ReconnectionOfAnother, LeavesTheCameraOfTheHostAlone) {
         std::this_thread::sleep_for(100ms);
         EXPECT_EQ(host.Get("SerialNumber"), "U1");
         EXPECT_EQ(KZSim_OpenHandles(), 1U);
-        EXPECT_EQ(Opens("G1"), 0);
+        EXPECT_EQ(Opens("G1"), 0U);
         const Reports told = StateReports(host);
         EXPECT_EQ(std::count(told.begin(), told.end(), Report{kReportCameraState, "1-0-U1"}), 0);
         host.Destroy();  // ahead of what its log line uses
@@ -170,7 +153,7 @@ TEST(PendingSelection, IsForgottenWhenTheHostChoosesAnother) {
     EXPECT_TRUE(host.Image());
     choice.join();
     EXPECT_EQ(host.Get("SerialNumber"), "U1");
-    EXPECT_EQ(Opens("G1"), 0);
+    EXPECT_EQ(Opens("G1"), 0U);
 }
 
 TEST_F(Reconnection, FallsBackToTheSerialNumberWhenTheSavedRecordIsAnothers) {
@@ -478,67 +461,6 @@ TEST_F(Reconnection, LetsTheHostCallBackInFromItsReports) {
     }
     host.Set("CameraName", "0");
     EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
-    EXPECT_TRUE(ImageComes(host));
-    host.Destroy();
-    EXPECT_EQ(KZSim_OpenHandles(), 0U);
-}
-
-// Several hosts' threads, two cameras and a cable that comes and goes.
-TEST(ReconnectionUnderLoad, NeitherStopsNorLeaks) {
-    ModuleHost host(std::string(kCamera) + "; usb3 serial=U1 width=64 height=32 rate=200");
-    host.OpenForRequests("G1");
-    host.Set("SoftTriggerWaitTime", "0");
-    host.Set("WaitForConnectingTime", "20");
-    std::atomic<bool> done{false};
-    std::vector<std::thread> threads;
-    const auto repeat = [&](auto action) {
-        threads.emplace_back([&done, action] {
-            for (int i = 0; !done; ++i) {
-                action(i);
-            }
-        });
-    };
-    repeat([&](int) {
-        if (const auto image = host.Image()) {
-            host.Free(*image);
-        }
-    });
-    repeat([&](int i) {
-        host.Set("CameraName", i % 2 == 0 ? "G1" : "U1");
-        std::this_thread::sleep_for(5ms);
-    });
-    repeat([&](int i) {
-        host.Set("Width", i % 2 == 0 ? "32" : "64");
-        host.Get("CameraPreviewInfo");
-        host.Get("CameraName", 8192);
-        std::this_thread::sleep_for(1ms);
-    });
-    repeat([&](int) {
-        const auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
-        host.Module()->SaveModuleData(record.get());
-        host.Module()->LoadModuleData(record.get());
-    });
-    repeat([&](int i) {
-        host.Set("TriggerProcessRunStatus", i % 2 == 0 ? "True" : "False");
-        std::this_thread::sleep_for(3ms);
-    });
-    for (int i = 0; i < 40; ++i) {
-        const char* serial = i % 3 == 0 ? "U1" : "G1";
-        KZSim_Unplug(serial);
-        std::this_thread::sleep_for(20ms);
-        KZSim_Plug(serial);
-        std::this_thread::sleep_for(20ms);
-    }
-    done = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    host.Set("TriggerProcessRunStatus", "False");
-    host.Set("SoftTriggerWaitTime", "1");
-    EXPECT_TRUE(Eventually([&] {
-        host.Set("EnumCamera", "");
-        return host.Set("CameraName", "G1") == cam::kOk;
-    }));
     EXPECT_TRUE(ImageComes(host));
     host.Destroy();
     EXPECT_EQ(KZSim_OpenHandles(), 0U);

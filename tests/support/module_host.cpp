@@ -109,6 +109,14 @@ std::uint32_t ModuleHost::Free(const cam::BufferNode& node) {
     return m_module->SetParam("FreeBuf", reinterpret_cast<const char*>(&node), sizeof node);
 }
 
+std::optional<cam::BufferNode> ModuleHost::TakeImage() {
+    const auto image = Image();
+    if (image) {
+        Free(*image);
+    }
+    return image;
+}
+
 std::vector<Report> ModuleHost::Reports() const {
     const std::lock_guard hold(m_lock);
     return m_reports;
@@ -131,20 +139,11 @@ bool ModuleHost::WaitForReport(const Report& report, std::chrono::milliseconds t
         timeout);
 }
 
-std::vector<std::string> ModuleHost::Log() const {
+std::vector<std::string> ModuleHost::Log(std::optional<std::int32_t> level) const {
     const std::lock_guard hold(m_lock);
     std::vector<std::string> lines;
     for (const LogLine& line : m_log) {
-        lines.push_back(line.text);
-    }
-    return lines;
-}
-
-std::vector<std::string> ModuleHost::Log(std::int32_t level) const {
-    const std::lock_guard hold(m_lock);
-    std::vector<std::string> lines;
-    for (const LogLine& line : m_log) {
-        if (line.level == level) {
+        if (!level || line.level == *level) {
             lines.push_back(line.text);
         }
     }
@@ -299,15 +298,27 @@ bool Eventually(const std::function<bool()>& condition, std::chrono::millisecond
     return true;
 }
 
-std::vector<std::string> Journal(const std::string& serial) {
+std::vector<std::string> Journal(const std::string& serial, std::string_view part) {
     std::string text(KZSim_Journal(serial.c_str(), nullptr, 0) + 1, '\0');
     KZSim_Journal(serial.c_str(), text.data(), static_cast<std::uint32_t>(text.size()));
     std::istringstream lines(text.c_str());
     std::vector<std::string> calls;
     for (std::string line; std::getline(lines, line);) {
-        calls.push_back(line);
+        if (line.find(part) != line.npos) {
+            calls.push_back(line);
+        }
     }
     return calls;
+}
+
+Record RecordOf(const Entries& entries) {
+    auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
+    for (const auto& [name, value] : entries) {
+        ModuleParamEntry& entry = record->params.entries[record->params.nNum++];
+        name.copy(entry.name, sizeof entry.name - 1);
+        value.copy(entry.value, sizeof entry.value - 1);
+    }
+    return record;
 }
 
 }  // namespace tests

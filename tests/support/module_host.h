@@ -6,11 +6,13 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "imaging/buffer_node.h"
@@ -72,6 +74,8 @@ class ModuleHost {
 
     [[nodiscard]] std::optional<cam::BufferNode> Image();
     std::uint32_t Free(const cam::BufferNode& node);
+    // An image that is given back at once: its record tells of it, its pixels are gone.
+    std::optional<cam::BufferNode> TakeImage();
 
     // On the reporting thread, with no lock of the host held.
     std::function<void(const Report&)> onReport;
@@ -88,8 +92,8 @@ class ModuleHost {
     void ClearReports();
     bool WaitForReport(const Report& report, std::chrono::milliseconds timeout = kHang);
 
-    [[nodiscard]] std::vector<std::string> Log() const;
-    [[nodiscard]] std::vector<std::string> Log(std::int32_t level) const;
+    // The lines of one level, or of all.
+    [[nodiscard]] std::vector<std::string> Log(std::optional<std::int32_t> level = {}) const;
     [[nodiscard]] std::size_t LogCount(std::string_view part) const;
     bool WaitForLog(std::string_view part, std::chrono::milliseconds timeout = kHang);
     void ClearLog();
@@ -140,7 +144,14 @@ std::vector<std::string> OpenRegions();
 // Waits, looking every few milliseconds, until `condition` holds; false after `timeout`.
 bool Eventually(const std::function<bool()>& condition, std::chrono::milliseconds timeout = kHang);
 
-// The calls on a simulated camera since the journal was cleared, one an entry.
-std::vector<std::string> Journal(const std::string& serial);
+// The calls on a simulated camera since the journal was cleared, one an entry: all, or those that
+// contain `part`.
+std::vector<std::string> Journal(const std::string& serial, std::string_view part = "");
+
+using Record = std::unique_ptr<SAVE_MODULE_DATA_PARAM>;
+using Entries = std::vector<std::pair<std::string, std::string>>;
+
+// A solution of these parameters and no camera.
+Record RecordOf(const Entries& entries);
 
 }  // namespace tests
