@@ -293,7 +293,7 @@ TEST_F(Connection, ChoiceIsTheSecondFieldOfAListValue) {
     ModuleHost host("gige serial=A\nusb3 serial=B");
     EXPECT_EQ(host.Set("CameraName", "0$B$$$$Close\rSimulated KZ (A)"), cam::kOk);
     EXPECT_EQ(host.Get("SerialNumber"), "B");
-    EXPECT_EQ(host.Set("CameraName", "A$"), cam::kOpenFailed);  // one '$': no list value
+    EXPECT_EQ(host.Set("CameraName", "1$A"), cam::kOpenFailed);  // one '$': no list value
     host.ClearReports();
     EXPECT_EQ(host.Set("CameraName", "1$0$"), cam::kOk);
     EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk);

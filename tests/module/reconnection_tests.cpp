@@ -85,6 +85,7 @@ TEST_F(Reconnection, TellsOfTheLossInOrderAndBringsTheFramesBack) {
     EXPECT_EQ(host.LogCount("(G1)Camera reconnect success"), 1U);
     EXPECT_TRUE(ImageComes(host));
     EXPECT_EQ(host.Published().back(), "CameraOnline=1");
+    host.Destroy();  // ahead of what its reports use
 }
 
 TEST_F(Reconnection, OpensTheSavedRecordWithoutSayingSo) {
