@@ -24,8 +24,8 @@
 // locks.
 //
 // No framework function is called under the parameter lock or one behind it, because the host may
-// call back into the module from inside any of them; the one exception is the question for the number
-// of buffer nodes, when intake adds one.
+// call back into the module from inside any of them; the one exception is the question for the
+// number of buffer nodes, when intake adds one.
 #pragma once
 
 #include <cstdint>
