@@ -393,8 +393,8 @@ TEST_F(TriggeredCamera, SendsOneFrameForEachTrigger) {
 // own: taken for this one's, they would make every frame of it a late one.
 TEST_F(TriggeredCamera, HearsNothingOfAnotherThatStreams) {
     const FakeGigECamera otherCamera(CameraAddress(6), CameraSerial(6));
+    Frames otherFrames;  // outlives the handle that calls it
     const Handle other(RecordOf(CameraSerial(6), Address(6)));
-    Frames otherFrames;
     ASSERT_EQ(other.OpenPatiently(), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(other, &Frames::Callback, &otherFrames), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_SetIntValue(other, "Width", 1024), KZ_CC_OK);
