@@ -5,16 +5,27 @@ find_path(GOOGLETEST_SOURCE CMakeLists.txt PATHS /usr/src/googletest NO_DEFAULT_
 set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 add_subdirectory(${GOOGLETEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-# add_project_test(name SOURCES ... LIBRARIES ... [TIMEOUT s] [ENVIRONMENT ...]): one test program, run
-# as a whole, because starting a program under Wine costs more than most of its cases.
+# add_project_test(name SOURCES ... LIBRARIES ... [TIMEOUT s] [SHARDS n] [ENVIRONMENT ...]): one test
+# program, run as a whole, because starting a program under Wine costs more than most of its cases;
+# with SHARDS as that many tests side by side, for one that waits long and often.
 function(add_project_test name)
-    cmake_parse_arguments(TEST "" "TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+    cmake_parse_arguments(TEST "" "TIMEOUT;SHARDS" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
     if(NOT TEST_TIMEOUT)
         set(TEST_TIMEOUT 180)
     endif()
     add_executable(${name} ${TEST_SOURCES})
     target_link_libraries(${name} PRIVATE project_options GTest::gmock_main ${TEST_LIBRARIES})
-    add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES
-        TIMEOUT ${TEST_TIMEOUT} ENVIRONMENT "${TEST_ENVIRONMENT}")
+    if(NOT TEST_SHARDS)
+        add_test(NAME ${name} COMMAND ${name})
+        set_tests_properties(${name} PROPERTIES
+            TIMEOUT ${TEST_TIMEOUT} ENVIRONMENT "${TEST_ENVIRONMENT}")
+        return()
+    endif()
+    foreach(shard RANGE 1 ${TEST_SHARDS})
+        math(EXPR index "${shard} - 1")
+        add_test(NAME ${name}_${shard} COMMAND ${name})
+        # Begun first, as the run is over when the last of these is.
+        set_tests_properties(${name}_${shard} PROPERTIES TIMEOUT ${TEST_TIMEOUT} COST 100 ENVIRONMENT
+            "${TEST_ENVIRONMENT};GTEST_TOTAL_SHARDS=${TEST_SHARDS};GTEST_SHARD_INDEX=${index}")
+    endforeach()
 endfunction()

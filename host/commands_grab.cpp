@@ -6,6 +6,7 @@
 #include <optional>
 #include <system_error>
 
+#include "camera/sdk/pixel_format.h"
 #include "host/commands.h"
 #include "host/console.h"
 #include "host/grab_run.h"
@@ -174,9 +175,9 @@ std::uint64_t CountPictures(const std::string& folder) {
 
 const char* FormatName(std::uint32_t pixelType) {
     switch (pixelType) {
-        case 0x01080001:
+        case pixel_format::kMono8:
             return "Mono8";
-        case 0x02180014:
+        case pixel_format::kRGB8:
             return "RGB8";
         default:
             return "unknown";

@@ -9,13 +9,12 @@
 #include <fstream>
 #include <system_error>
 
+#include "camera/sdk/pixel_format.h"
 #include "host/exit_codes.h"
 
 namespace host {
 namespace {
 
-constexpr std::uint32_t kMono8 = 0x01080001;
-constexpr std::uint32_t kRgb8 = 0x02180014;
 constexpr std::size_t kMaxWaiting = 16;
 
 std::string Utf8(const std::filesystem::path& path) {
@@ -27,9 +26,9 @@ std::string Utf8(const std::filesystem::path& path) {
 
 std::string EncodePng(const cam::BufferNode& record) {
     std::uint64_t channels = 0;
-    if (record.pixelType == kMono8) {
+    if (record.pixelType == pixel_format::kMono8) {
         channels = 1;
-    } else if (record.pixelType == kRgb8) {
+    } else if (record.pixelType == pixel_format::kRGB8) {
         channels = 3;
     }
     const std::uint64_t length = channels * record.width * record.height;

@@ -24,8 +24,8 @@
 // locks.
 //
 // No framework function is called under the parameter lock or one behind it, because the host may
-// call back into the module from inside any of them; the one exception is the question for the number
-// of buffer nodes, when intake adds one.
+// call back into the module from inside any of them; the one exception is the question for the
+// number of buffer nodes, when intake adds one.
 #pragma once
 
 #include <cstdint>
@@ -222,12 +222,12 @@ class CCameraModule final : public CAbstractUserModule {
     // open camera it was written to, because the next one, or the same again, has values of its
     // own.
     struct WrittenValue {
-        float value;
-        std::uint32_t setUp;
+        float value = 0;
+        std::uint32_t setUp = 0;
     };
     Setting<std::uint32_t> m_setUpCount{1};
-    Setting<WrittenValue> m_lastExposure{{}};
-    Setting<WrittenValue> m_lastGain{{}};
+    WrittenValue m_lastExposure GUARDED_BY(m_parameterLock);
+    WrittenValue m_lastGain GUARDED_BY(m_parameterLock);
 
     // Frames
     CBufManager m_bufManager;

@@ -13,6 +13,8 @@ namespace cam {
 
 template <typename T>
 class Setting {
+    static_assert(std::atomic<T>::is_always_lock_free);
+
   public:
     explicit constexpr Setting(T value) : m_value(value) {}
 

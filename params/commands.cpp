@@ -442,14 +442,13 @@ Status ParamCommands::WriteFeature(CCameraModule& module, const std::string& nod
 
 Status ParamCommands::WriteFloat(CCameraModule& module, const std::string& node, float value) {
     const std::uint32_t setUp = module.m_setUpCount.Get();
-    Setting<CCameraModule::WrittenValue>* last = nullptr;
+    CCameraModule::WrittenValue* last = nullptr;
     if (node == "ExposureTime" || node == "ExposureTimeAbs") {
         last = &module.m_lastExposure;
     } else if (node == "Gain" || node == "GainRaw") {
         last = &module.m_lastGain;
     }
-    if (last != nullptr && last->Get().setUp == setUp &&
-        std::fabs(value - last->Get().value) < kSameValue) {
+    if (last != nullptr && last->setUp == setUp && std::fabs(value - last->value) < kSameValue) {
         return kOk;
     }
     CMyCamera& camera = module.m_camera;
@@ -461,7 +460,7 @@ Status ParamCommands::WriteFloat(CCameraModule& module, const std::string& node,
         status = camera.SetFloatValue(node.c_str(), value - kRetryBelow + kRetryAbove);
     }
     if (status == kOk && last != nullptr) {
-        last->Set({value, setUp});
+        *last = {value, setUp};
     }
     return status;
 }

@@ -1,32 +1,11 @@
 #include "platform/shared_mapping.h"
 
 #include <cstring>
-#include <utility>
 
 namespace platform {
 
 SharedMapping::~SharedMapping() {
     UnmapAndClose();
-}
-
-SharedMapping::SharedMapping(SharedMapping&& other) noexcept {
-    TakeFrom(other);
-}
-
-SharedMapping& SharedMapping::operator=(SharedMapping&& other) noexcept {
-    if (this != &other) {
-        UnmapAndClose();
-        TakeFrom(other);
-    }
-    return *this;
-}
-
-void SharedMapping::TakeFrom(SharedMapping& other) noexcept {
-    m_handle = std::exchange(other.m_handle, kNoHandle);
-    m_view = std::exchange(other.m_view, nullptr);
-    m_size = std::exchange(other.m_size, 0);
-    m_owner = std::exchange(other.m_owner, false);
-    std::memcpy(m_name, other.m_name, kMaxName);
 }
 
 void SharedMapping::UnmapAndClose() noexcept {

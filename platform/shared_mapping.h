@@ -6,7 +6,7 @@
 
 namespace platform {
 
-// Move-only owner of one named mapping and this process's view of it. The name lives as long as the
+// Owner of one named mapping and this process's view of it. The name lives as long as the
 // mapping is open: on Linux the object is unlinked when it closes.
 // Errors are system error numbers (errno, GetLastError), 0 for success.
 class SharedMapping {
@@ -15,8 +15,8 @@ class SharedMapping {
 
     SharedMapping() = default;
     ~SharedMapping();
-    SharedMapping(SharedMapping&& other) noexcept;
-    SharedMapping& operator=(SharedMapping&& other) noexcept;
+    SharedMapping(const SharedMapping&) = delete;
+    SharedMapping& operator=(const SharedMapping&) = delete;
 
     // Makes the named object with room for `size` bytes, all zero and backed by memory from the
     // start, so that a full machine is an error here and not a fault at the first write. Readable
@@ -47,7 +47,6 @@ class SharedMapping {
     static constexpr long long kNoHandle = -1;
 
     [[nodiscard]] bool StoreName(const char* name) noexcept;
-    void TakeFrom(SharedMapping& other) noexcept;
     void UnmapAndClose() noexcept;
 
     long long m_handle = kNoHandle;  // a file descriptor or a HANDLE

@@ -8,6 +8,8 @@
 namespace kz {
 namespace {
 
+constexpr std::uint32_t kSubnetMask = 0xFFFFFF00;  // 255.255.255.0
+
 // `field` was zeroed and holds the text; the description saw to that.
 template <std::size_t Size>
 void Put(char (&field)[Size], std::string_view text) {
@@ -26,7 +28,7 @@ CameraDeviceInfo RecordOf(const CameraDescription& description, const std::strin
     if (description.kind == CameraKind::GigE) {
         record.gige = {};
         record.gige.currentIp = description.ip;
-        record.gige.subnetMask = 0xFFFFFF00;
+        record.gige.subnetMask = kSubnetMask;
         record.gige.netExportIp = description.nic;
         Put(record.gige.manufacturerName, description.maker);
         Put(record.gige.modelName, description.model);

@@ -79,12 +79,8 @@ TEST(Procedures, EachTakesOneFrameUntilItIsDone) {
     EXPECT_EQ(procedures.WaitForRun(0ms)->frameNumber, 11U);
     EXPECT_EQ(procedures.WaitForRun(0ms)->frameNumber, 12U);
     EXPECT_FALSE(procedures.WaitForRun(0ms));
-}
-
-TEST(Procedures, AClosedSetRefuses) {
-    Procedures procedures(1);
     procedures.Close();
-    EXPECT_FALSE(procedures.TryRun(1, 1));
+    EXPECT_FALSE(procedures.TryRun(2, 13));
 }
 
 TEST(Procedures, AWaiterIsWokenByAFrame) {

@@ -18,28 +18,17 @@ using testing::Pair;
 
 TEST(ChoiceList, GivesTheCamerasAndTheConnectedOne) {
     const ChoiceList list =
-        ParseChoiceList("2$SN0002$$$$Close\rCam A (SN0001)\rMaker Model (SN0002)");
+        ParseChoiceList("2$SN0002$$$$Close\rLeft (old) $5 (S1)\rMaker Model (SN0002)\r");
     EXPECT_EQ(list.selected, 2);
     EXPECT_EQ(list.connectedSerial, "SN0002");
     EXPECT_THAT(list.cameras,
-                ElementsAre(FieldsAre("Cam A", "SN0001"), FieldsAre("Maker Model", "SN0002")));
-}
-
-TEST(ChoiceList, IsEmptyWithoutCameras) {
-    const ChoiceList list = ParseChoiceList("0$0$$$$Close");
-    EXPECT_EQ(list.selected, 0);
-    EXPECT_THAT(list.connectedSerial, IsEmpty());
-    EXPECT_THAT(list.cameras, IsEmpty());
-}
-
-TEST(ChoiceList, ANameMayHoldDollarsAndParentheses) {
-    EXPECT_THAT(ParseChoiceList("0$0$$$$Close\rLeft (old) $5 (S1)\r").cameras,
-                ElementsAre(FieldsAre("Left (old) $5", "S1")));
+                ElementsAre(FieldsAre("Left (old) $5", "S1"), FieldsAre("Maker Model", "SN0002")));
+    EXPECT_EQ(ParseChoiceList("0$0$$$$Close").connectedSerial, "");
 }
 
 TEST(ChoiceList, TextThatIsNoListGivesNoCameras) {
     for (const char* text :
-         {"", "$", "1$2$3", "NULL$0$0$1$1$1", "0$0$$$$Close\rno serial\r()\r)"}) {
+         {"", "$", "1$2$3", "0$0$$$$Close", "NULL$0$0$1$1$1", "0$0$$$$Close\rno serial\r()\r)"}) {
         EXPECT_THAT(ParseChoiceList(text).cameras, IsEmpty()) << text;
     }
 }

@@ -257,18 +257,6 @@ TEST_F(BufManager, ANodeWhoseRegionWasRecycledIsNoLongerTaken) {
     EXPECT_TRUE(m_manager.OwnsNode(recycled));
 }
 
-TEST_F(BufManager, DestructionLeavesNoRegionBehind) {
-    std::string name;
-    {
-        CBufManager manager;
-        const BufferNode out = Add(manager, 100);
-        ASSERT_EQ(manager.FreeBuf(Add(manager, 100)), kOk);
-        name = out.sharedName;
-    }
-    platform::SharedMapping mapping;
-    EXPECT_NE(mapping.Open(name.c_str()), 0);
-}
-
 // ThreadSanitizer is the judge of the rest.
 TEST_F(BufManager, HostThreadsReturnNodesWhileFramesAreTakenIn) {
     constexpr int kFrames = 3000;

@@ -64,9 +64,10 @@ class Crew {
         });
     }
 
-    void WorkFor(std::chrono::milliseconds time) {
+    // And then on until there is `enough`.
+    void WorkFor(std::chrono::milliseconds time, const std::function<bool()>& enough) {
         const auto end = Clock::now() + time;
-        while (Clock::now() < end) {
+        while (Clock::now() < end || (!enough() && Clock::now() < end + kHang)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             for (Member& member : m_members) {
                 Watch(member);
@@ -272,7 +273,7 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
             second.Set("CameraName", "C");
         },
         milliseconds(70));
-    crew.WorkFor(kStorm);
+    crew.WorkFor(kStorm, [&] { return images > 0 && offers > 0; });
     EXPECT_GT(images, 0U);
     EXPECT_GT(offers, 0);
     EXPECT_EQ(KZSim_EnumerationOverlaps(), overlaps);

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/code_page.h"
 #include "platform/system.h"
 #include "tests/platform/support.h"
 
@@ -31,18 +30,6 @@ TEST(FileSystem, ListsNamesInUtf8) {
     const auto all = Optional(UnorderedElementsAre(kGerman, kChinese, "inner"));
     EXPECT_THAT(ListFolder(folder.Utf8()), all);
     EXPECT_THAT(ListFolder(folder.Utf8() + kPathSeparator), all);
-}
-
-TEST(FileSystem, TakesPathsInUtf8AndInTheSystemsCodePage) {
-    const test::TemporaryFolder folder;
-    const std::string inner = JoinPath(folder.Utf8(), kGerman);
-    std::filesystem::create_directory(Utf8Path(inner));
-    test::WriteFile(Utf8Path(JoinPath(inner, "a.bmp")), "x");
-    for (const std::string& path : {inner, inner + kPathSeparator, Utf8ToSystem(inner)}) {
-        EXPECT_TRUE(PathExists(path)) << path;
-        EXPECT_THAT(ListFolder(path), Optional(UnorderedElementsAre("a.bmp"))) << path;
-    }
-    EXPECT_TRUE(PathExists(JoinPath(Utf8ToSystem(inner), "a.bmp")));
 }
 
 TEST(FileSystem, GivesUpOnWhatIsNoFolder) {

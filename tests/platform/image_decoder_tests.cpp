@@ -3,10 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <filesystem>
 #include <thread>
 
-#include "platform/code_page.h"
 #include "tests/platform/image_decoder_test.h"
 #include "tests/platform/picture_files.h"
 #include "tests/platform/support.h"
@@ -122,19 +120,6 @@ TEST_F(ImageDecoder, ReadsTiledTiff) {
     EXPECT_THAT((Pixels{at(0, 0), at(15, 15), at(16, 0), at(17, 15), at(0, 16), at(15, 16),
                         at(16, 16), at(17, 16)}),
                 ElementsAre(0, 0, 0x40, 0x40, 0x60, 0x60, 0x70, 0x33));
-}
-
-TEST_F(ImageDecoder, FindsFilesByEveryName) {
-    const std::string bytes = Bmp({3, 8, kGreys, {"\0\1\2"s}});
-    for (const std::string& name : {"gr\xC3\xBC\xC3\x9F.bmp"s, "\xE5\x9B\xBE.bmp"s}) {
-        const std::string path =
-            test::ToUtf8Text(m_folder.Path() / std::u8string(name.begin(), name.end()));
-        test::WriteFile(std::u8string(path.begin(), path.end()), bytes);
-        EXPECT_TRUE(DecodeImageFile(path, kPlenty, m_error)) << name << ": " << m_error;
-        if (SystemToUtf8(Utf8ToSystem(path)) == path) {
-            EXPECT_TRUE(DecodeImageFile(Utf8ToSystem(path), kPlenty, m_error)) << m_error;
-        }
-    }
 }
 
 TEST_F(ImageDecoder, RefusesWhatIsMissingOrNoPicture) {

@@ -85,12 +85,8 @@ struct Receiver {
         auto& self = *static_cast<Receiver*>(user);
         {
             const std::lock_guard lock(self.mutex);
-            self.frames.push_back(info == nullptr ? FrameOutInfo{} : *info);
-            self.lastPixels.clear();
-            // A test may lie about the length; only what the library rendered is copied.
-            if (data != nullptr && info != nullptr && info->tagValue == 0) {
-                self.lastPixels.assign(data, data + info->frameLength);
-            }
+            self.frames.push_back(*info);
+            self.lastPixels.assign(data, data + info->frameLength);
             self.changed.notify_all();
         }
         if (self.onFrame) {
@@ -165,11 +161,20 @@ class KZCameraControl : public testing::Test {
         EXPECT_EQ(KZ_CC_GetEnumValue(handle, name, &value), KZ_CC_OK) << name;
         return value.current;
     }
-    static std::string Journal() {
-        std::string text(KZSim_Journal(kSerial, nullptr, 0) + 1, '\0');
-        KZSim_Journal(kSerial, text.data(), static_cast<std::uint32_t>(text.size()));
-        text.pop_back();
-        return text;
+    // Into `rgb`, which has room for that.
+    static std::uint32_t ToRgb(KZHandle handle, std::uint32_t pixelType, std::uint16_t width,
+                               std::uint16_t height, const std::vector<std::uint8_t>& pixels,
+                               std::vector<std::uint8_t>& rgb) {
+        PixelConvertParam param{};
+        param.width = width;
+        param.height = height;
+        param.sourcePixelType = pixelType;
+        param.source = pixels.data();
+        param.sourceLength = static_cast<std::uint32_t>(pixels.size());
+        param.destinationPixelType = pixel_format::kRGB8;
+        param.destination = rgb.data();
+        param.destinationCapacity = static_cast<std::uint32_t>(rgb.size());
+        return KZ_CC_ConvertPixelType(handle, &param);
     }
 
   private:
@@ -201,43 +206,17 @@ TEST_F(KZCameraControl, RejectsWrongDescriptionsByLineAndKeepsTheCameras) {
 TEST_F(KZCameraControl, ListsWhatTheDescriptionNames) {
     Configure(
         "# comment; with separator\n"
-        "gige serial=G1 model=\"KZ-LN 1\" maker=Basler name=\"A;B #1\" ip=192.168.1.100 "
-        "nic=192.168.1.1; usb3 # the rest has defaults\r\n"
-        "gige serial=G1 nic=192.168.2.1\n"
+        "gige name=\"A;B #1\" ip=192.168.1.100 nic=192.168.1.1; usb3 # the rest has defaults\r\n"
         "gentl interface=2 serial=T1");
     const CameraDeviceInfo gige = Record(0);
-    EXPECT_EQ(gige.transportType, KZ_TRANSPORT_GIGE);
-    EXPECT_STREQ(gige.gige.modelName, "KZ-LN 1");
-    EXPECT_STREQ(gige.gige.manufacturerName, "Basler");
     EXPECT_STREQ(gige.gige.userDefinedName, "A;B #1");
     EXPECT_EQ(gige.gige.currentIp, 0xC0A80164U);
     EXPECT_EQ(gige.gige.netExportIp, 0xC0A80101U);
-    const CameraDeviceInfo usb = Record(1);
-    EXPECT_EQ(usb.transportType, KZ_TRANSPORT_USB3);
-    EXPECT_STREQ(usb.usb3.serialNumber, "SIM0001");
-    EXPECT_STREQ(Record(2).gige.serialNumber, "G1");
+    EXPECT_STREQ(Record(1).usb3.serialNumber, "SIM0002");
 
     KZDeviceList usbOnly{};
     EXPECT_EQ(KZ_CC_EnumDevices(KZ_TRANSPORT_USB3, &usbOnly), KZ_CC_OK);
     EXPECT_EQ(usbOnly.count, 1U);
-}
-
-TEST_F(KZCameraControl, ReachesGenTLCamerasThroughTheirInterface) {
-    Configure("gentl serial=T1; gentl serial=T2 interface=2");
-    ASSERT_TRUE(KZSim_SetFaults("", "interface=1:0x80000006"));
-    GenTLInterfaceList interfaces{};
-    ASSERT_EQ(KZ_CC_EnumInterfacesByGenTL(&interfaces, "."), KZ_CC_OK);
-    ASSERT_EQ(interfaces.count, 2U);
-    GenTLDeviceList devices{};
-    EXPECT_EQ(KZ_CC_EnumDevicesByGenTL(interfaces.interfaces[0], &devices), KZ_CC_E_NO_DATA);
-    ASSERT_EQ(KZ_CC_EnumDevicesByGenTL(interfaces.interfaces[1], &devices), KZ_CC_OK);
-    ASSERT_EQ(devices.count, 1U);
-    EXPECT_STREQ(devices.devices[0]->serialNumber, "T2");
-
-    KZHandle handle = nullptr;
-    ASSERT_EQ(KZ_CC_CreateHandleByGenTL(&handle, devices.devices[0]), KZ_CC_OK);
-    EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_EXCLUSIVE, 0), KZ_CC_OK);
-    EXPECT_EQ(KZ_CC_DestroyHandle(handle), KZ_CC_OK);
 }
 
 TEST_F(KZCameraControl, RefusesAndCountsOverlappingEnumerations) {
@@ -283,19 +262,12 @@ TEST_F(KZCameraControl, InsistsOnTheOrderOfCalls) {
     EXPECT_EQ(KZ_CC_CloseDevice(handle), KZ_CC_E_CALL_ORDER);
     ASSERT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
     EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_E_CALL_ORDER);
+    EXPECT_EQ(KZ_CC_OpenDevice(Create(), KZ_ACCESS_EXCLUSIVE, 0), KZ_CC_E_OPEN_REFUSED);
     EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
     EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
     EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_CALL_ORDER);
     EXPECT_EQ(KZ_CC_CloseDevice(handle), KZ_CC_OK);
     EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_E_CALL_ORDER);
-}
-
-TEST_F(KZCameraControl, GivesACameraToOneUserAtATime) {
-    const KZHandle first = Open();
-    const KZHandle second = Create();
-    EXPECT_EQ(KZ_CC_OpenDevice(second, KZ_ACCESS_EXCLUSIVE, 0), KZ_CC_E_OPEN_REFUSED);
-    ASSERT_EQ(KZ_CC_CloseDevice(first), KZ_CC_OK);
-    EXPECT_EQ(KZ_CC_OpenDevice(second, KZ_ACCESS_EXCLUSIVE, 0), KZ_CC_OK);
 }
 
 TEST_F(KZCameraControl, OpensAGigECameraByItsAddressAlone) {
@@ -304,12 +276,9 @@ TEST_F(KZCameraControl, OpensAGigECameraByItsAddressAlone) {
     record.transportType = KZ_TRANSPORT_GIGE;
     record.gige.currentIp = 0x0A000003;
     record.gige.netExportIp = 0x0A000001;
-    const KZHandle handle = Create(record);
-    ASSERT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
-    KZStringValue serial{};
-    EXPECT_EQ(KZ_CC_GetStringValue(handle, "DeviceSerialNumber", &serial), KZ_CC_OK);
-    EXPECT_STREQ(serial.current, "S2");
-
+    KZSim_ClearJournal("S2");
+    EXPECT_EQ(KZ_CC_OpenDevice(Create(record), KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
+    EXPECT_NE(KZSim_Journal("S2", nullptr, 0), 0U);
     record.gige.netExportIp = 0x0A000009;
     EXPECT_EQ(KZ_CC_OpenDevice(Create(record), KZ_ACCESS_CONTROL, 0), KZ_CC_E_DEVICE_LOST);
 }
@@ -334,6 +303,9 @@ TEST_F(KZCameraControl, RunsFreeWithReadableNumbersThatStartAtOne) {
                   last.frameNumber);
     }
     EXPECT_GE(KZSim_FramesDelivered(kSerial), 10U);
+    ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(handle, nullptr, nullptr), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    EXPECT_FALSE(KZSim_DeliverFrame(kSerial, nullptr, nullptr)) << "nobody takes it";
 }
 
 TEST_F(KZCameraControl, TakesPicturesOnSoftwareTrigger) {
@@ -377,16 +349,8 @@ TEST_F(KZCameraControl, StoppingWaitsForTheFrameInProgressAndNoneFollows) {
         receiver.onFrame = [&] {
             inside.Open();
             leave.Wait();
-            const std::uint8_t source[4] = {1, 2, 3, 4};
-            std::uint8_t destination[4] = {};
-            PixelConvertParam param{};
-            param.width = param.height = 2;
-            param.sourcePixelType = param.destinationPixelType = pixel_format::kMono8;
-            param.source = source;
-            param.sourceLength = sizeof source;
-            param.destination = destination;
-            param.destinationCapacity = sizeof destination;
-            converted = KZ_CC_ConvertPixelType(handle, &param);
+            std::vector<std::uint8_t> rgb(12);
+            converted = ToRgb(handle, pixel_format::kMono8, 2, 2, {1, 2, 3, 4}, rgb);
             left = true;
         };
         handle = OpenWithReceiver(receiver);
@@ -439,31 +403,11 @@ TEST_F(KZCameraControl, ASlowCallbackLosesFramesThatAreMissingInTheNumbers) {
     ASSERT_EQ(KZ_CC_GetAllMatchInfo(handle, &request), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
     EXPECT_GT(statistics.lostFrames, 0U);
+    request.size = sizeof statistics - 1;
+    EXPECT_EQ(KZ_CC_GetAllMatchInfo(handle, &request), KZ_CC_E_PARAMETER);
+    request.type = KZ_MATCH_INFO_USB3;
+    EXPECT_EQ(KZ_CC_GetAllMatchInfo(handle, &request), KZ_CC_E_NOT_SUPPORTED);
     EXPECT_GT(receiver.frames.back().frameNumber, receiver.frames.size());
-}
-
-TEST_F(KZCameraControl, DeliversFramesAsGivenEvenWhenTheyLie) {
-    Receiver receiver;
-    const KZHandle handle = OpenWithReceiver(receiver);
-    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
-    const std::uint8_t pixels[16] = {};
-    FrameOutInfo lying{};
-    lying.width = 65535;
-    lying.height = 65535;
-    lying.pixelType = 0x12345678;
-    lying.frameNumber = 42;
-    lying.frameLength = 0xFFFFFFFF;
-    lying.tagValue = 7;
-    EXPECT_FALSE(KZSim_DeliverFrame(kSerial, pixels, &lying));  // not grabbing
-    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
-    EXPECT_TRUE(KZSim_DeliverFrame(kSerial, pixels, &lying));
-    ASSERT_EQ(receiver.FrameCount(), 1U);
-    EXPECT_EQ(std::memcmp(&receiver.frames[0], &lying, sizeof lying), 0);
-    EXPECT_TRUE(KZSim_DeliverFrame(kSerial, nullptr, nullptr));
-    EXPECT_EQ(receiver.FrameCount(), 2U);
-    ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(handle, nullptr, nullptr), KZ_CC_OK);
-    EXPECT_FALSE(KZSim_DeliverFrame(kSerial, pixels, &lying));
-    EXPECT_EQ(KZSim_FramesDelivered(kSerial), 2U);
 }
 
 TEST_F(KZCameraControl, SendsEveryFormatSoThatItConvertsBackToThePicture) {
@@ -473,7 +417,6 @@ TEST_F(KZCameraControl, SendsEveryFormatSoThatItConvertsBackToThePicture) {
     ASSERT_EQ(KZ_CC_GetEnumValue(handle, "PixelFormat", &formats), KZ_CC_OK);
     ASSERT_GT(formats.supportedCount, 40U);
     ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
-    std::vector<std::uint8_t> pictures[2];  // the first one seen: grey, colour
     for (std::uint32_t i = 0; i < formats.supportedCount; ++i) {
         const std::uint32_t format = formats.supported[i];
         SCOPED_TRACE(testing::Message() << std::hex << format);
@@ -485,13 +428,11 @@ TEST_F(KZCameraControl, SendsEveryFormatSoThatItConvertsBackToThePicture) {
         ASSERT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_OK);
         const FrameOutInfo& info = receiver.frames.back();
         ASSERT_EQ(info.pixelType, format);
-        ASSERT_EQ(info.frameLength, receiver.lastPixels.size());
 
         std::vector<std::uint8_t> pixels = receiver.lastPixels;
         std::uint32_t plain = format;
         if ((format & pixel_format::kCompressedBit) != 0 &&
             format != pixel_format::kSdkUncompressedColour) {
-            plain = format & ~pixel_format::kCompressedBit;
             std::vector<std::uint8_t> decoded(64 * 48 * 4);
             HbDecodeParam param{};
             param.source = pixels.data();
@@ -499,47 +440,31 @@ TEST_F(KZCameraControl, SendsEveryFormatSoThatItConvertsBackToThePicture) {
             param.destination = decoded.data();
             param.destinationCapacity = static_cast<std::uint32_t>(decoded.size());
             ASSERT_EQ(KZ_CC_HB_Decode(handle, &param), KZ_CC_OK);
-            EXPECT_EQ(param.decodedPixelType, plain);
+            plain = param.decodedPixelType;
+            EXPECT_EQ(plain, format & ~pixel_format::kCompressedBit);
             decoded.resize(param.decodedLength);
             pixels = decoded;
         }
-        ASSERT_EQ(pixels.size(), 64U * 48U * pixel_format::BitsPerPixel(plain) / 8);
-
-        const bool mono = (plain >> 24) == 1 &&
-                          !(plain >= pixel_format::kBayerGR8 && plain <= pixel_format::kBayerBG8) &&
-                          !(plain >= pixel_format::kBayerGR10 && plain <= pixel_format::kBayerBG12);
-        const std::uint32_t output = mono ? pixel_format::kMono8 : pixel_format::kRGB8;
-        std::vector<std::uint8_t> converted(64 * 48 * (mono ? 1 : 3));
-        PixelConvertParam param{};
-        param.width = 64;
-        param.height = 48;
-        param.sourcePixelType = plain;
-        param.source = pixels.data();
-        param.sourceLength = static_cast<std::uint32_t>(pixels.size());
-        param.destinationPixelType = output;
-        param.destination = converted.data();
-        param.destinationCapacity = static_cast<std::uint32_t>(converted.size());
-        ASSERT_EQ(KZ_CC_ConvertPixelType(handle, &param), KZ_CC_OK);
+        const std::uint32_t bits = pixel_format::BitsPerPixel(plain);
+        ASSERT_EQ(pixels.size(), 64U * 48U * bits / 8);
+        std::vector<std::uint8_t> rgb(64 * 48 * 3);
+        ASSERT_EQ(ToRgb(handle, plain, 64, 48, pixels, rgb), KZ_CC_OK);
 
         // Grey and plain colour come back exactly; mosaics and halved chroma, inside the bars.
-        auto& picture = pictures[mono ? 0 : 1];
-        const bool exact = mono || pixel_format::BitsPerPixel(plain) == 24;
-        if (exact) {
-            EXPECT_EQ(KZSim_FrameNumberIn(converted.data(), output), info.frameNumber);
+        const bool bayer = (plain >= pixel_format::kBayerGR8 && plain <= pixel_format::kBayerBG8) ||
+                           (plain >= pixel_format::kBayerGR10 && plain <= pixel_format::kBayerBG12);
+        const bool grey = plain >> 24 == 1 && !bayer;
+        if (grey || bits == 24) {
+            EXPECT_EQ(KZSim_FrameNumberIn(rgb.data(), pixel_format::kRGB8), info.frameNumber);
         }
-        if (picture.empty() && (mono || plain == pixel_format::kRGB8)) {
-            picture = converted;
-        } else if (exact && !picture.empty()) {
-            EXPECT_EQ(converted, picture);
-        }
-        if (!mono) {
-            // The middle of the bars, in the picture of frame 1: the second bar of eight first.
-            const std::uint8_t bars[3][3] = {{235, 235, 16}, {16, 235, 235}, {16, 235, 16}};
-            for (std::size_t bar = 0; bar < 3; ++bar) {
-                const std::uint8_t* const pixel = &converted[(40 * 64 + bar * 8 + 4) * 3];
-                for (std::size_t channel = 0; channel < 3; ++channel) {
-                    EXPECT_NEAR(pixel[channel], bars[bar][channel], 2) << bar << ',' << channel;
-                }
+        // In the picture of frame 1, the middle of the second bar of eight and the two after it;
+        // grey is a ramp that starts at 64.
+        const std::uint8_t bars[3][3] = {{235, 235, 16}, {16, 235, 235}, {16, 235, 16}};
+        for (std::size_t bar = 0; bar < 3; ++bar) {
+            const std::size_t x = bar * 8 + 3 + bar % 2;  // of a pair, the left or the right one
+            for (std::size_t channel = 0; channel < 3; ++channel) {
+                const int expected = grey ? static_cast<int>(64 + x + 40) : bars[bar][channel];
+                EXPECT_NEAR(rgb[(40 * 64 + x) * 3 + channel], expected, grey ? 0 : 2);
             }
         }
     }
@@ -565,18 +490,6 @@ TEST_F(KZCameraControl, ChecksWritesByNameTypeRangeAndAccess) {
     EXPECT_EQ(KZ_CC_SetCommandValue(handle, "Width"), KZ_CC_E_NODE_TYPE);
     EXPECT_EQ(KZ_CC_SetIntValue(handle, nullptr, 1), KZ_CC_E_PARAMETER);
 
-    KZNodeType type{};
-    const std::pair<const char*, KZNodeType> types[] = {{"Width", KZ_NODE_INTEGER},
-                                                        {"LineInverter", KZ_NODE_BOOLEAN},
-                                                        {"Gain", KZ_NODE_FLOAT},
-                                                        {"DeviceUserID", KZ_NODE_STRING},
-                                                        {"PixelFormat", KZ_NODE_ENUMERATION},
-                                                        {"UserSetLoad", KZ_NODE_COMMAND}};
-    for (const auto& [name, expected] : types) {
-        EXPECT_EQ(KZ_XML_GetNodeInterfaceType(handle, name, &type), KZ_CC_OK) << name;
-        EXPECT_EQ(type, expected) << name;
-    }
-
     ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
     EXPECT_EQ(KZ_CC_SetIntValue(handle, "Width", 32), KZ_CC_E_NODE_ACCESS);
     EXPECT_EQ(KZ_CC_SetEnumValue(handle, "PixelFormat", pixel_format::kMono8), KZ_CC_E_NODE_ACCESS);
@@ -585,50 +498,21 @@ TEST_F(KZCameraControl, ChecksWritesByNameTypeRangeAndAccess) {
     EXPECT_EQ(KZ_CC_SetIntValue(handle, "Width", 32), KZ_CC_OK);
 }
 
-TEST_F(KZCameraControl, OffersGigEFeaturesOnGigEOnly) {
-    KZIntValue value{};
-    const KZHandle gige = Open();
-    EXPECT_EQ(KZ_CC_GetIntValue(gige, "GevHeartbeatTimeout", &value), KZ_CC_OK);
-    EXPECT_EQ(KZ_CC_SetIntValue(gige, "GevSCPSPacketSize",
-                                static_cast<std::uint32_t>(KZ_CC_GetOptimalPacketSize(gige))),
-              KZ_CC_OK);
-    Configure("usb3 serial=U1 events=0");
-    const KZHandle usb = Open();
-    EXPECT_EQ(KZ_CC_GetIntValue(usb, "GevHeartbeatTimeout", &value), KZ_CC_E_NODE_MISSING);
-    EXPECT_EQ(KZ_CC_RegisterEventCallBackEx(usb, "FrameStart", Receiver::Event, nullptr),
-              KZ_CC_E_NODE_MISSING);
-    KZUsb3MatchInfo statistics{};
-    KZMatchInfo request{KZ_MATCH_INFO_USB3, sizeof statistics, &statistics};
-    EXPECT_EQ(KZ_CC_GetAllMatchInfo(usb, &request), KZ_CC_OK);
-    request.size = sizeof statistics - 1;
-    EXPECT_EQ(KZ_CC_GetAllMatchInfo(usb, &request), KZ_CC_E_PARAMETER);
-    request.type = KZ_MATCH_INFO_GIGE;
-    EXPECT_EQ(KZ_CC_GetAllMatchInfo(usb, &request), KZ_CC_E_NOT_SUPPORTED);
-}
-
 TEST_F(KZCameraControl, KeepsLineSettingsForEachLine) {
     const KZHandle handle = Open();
-    for (std::uint32_t line = 1; line <= 2; ++line) {
-        ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", line), KZ_CC_OK);
-        ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineMode", 8), KZ_CC_OK);
-        ASSERT_EQ(KZ_CC_SetBoolValue(handle, "LineInverter", line == 1), KZ_CC_OK);
-    }
-    bool inverted = false;
     ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", 1), KZ_CC_OK);
-    ASSERT_EQ(KZ_CC_GetBoolValue(handle, "LineInverter", &inverted), KZ_CC_OK);
-    EXPECT_TRUE(inverted);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineMode", 8), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", 3), KZ_CC_OK);
     EXPECT_EQ(EnumValue(handle, "LineMode"), 0U);
-    EXPECT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", 5), KZ_CC_E_NODE_RANGE);
+    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "LineSelector", 1), KZ_CC_OK);
+    EXPECT_EQ(EnumValue(handle, "LineMode"), 8U);
 }
 
 TEST_F(KZCameraControl, LoadsWhatAUserSetSaved) {
     KZHandle handle = Open();
     ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "UserSetSelector", "UserSet1"), KZ_CC_OK);
-    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 777.0F), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_SetCommandValue(handle, "UserSetSave"), KZ_CC_OK);
-    ASSERT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 0), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 20.0F), KZ_CC_OK);
 
     // It survives the loss of power, what was not saved does not.
@@ -642,7 +526,6 @@ TEST_F(KZCameraControl, LoadsWhatAUserSetSaved) {
     ASSERT_EQ(KZ_CC_SetCommandValue(handle, "UserSetLoad"), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_GetFloatValue(handle, "ExposureTime", &exposure), KZ_CC_OK);
     EXPECT_EQ(exposure.current, 777.0F);
-    EXPECT_EQ(EnumValue(handle, "TriggerMode"), 1U);
 
     ASSERT_EQ(KZ_CC_SetEnumValueByString(handle, "UserSetSelector", "Default"), KZ_CC_OK);
     EXPECT_EQ(KZ_CC_SetCommandValue(handle, "UserSetSave"), KZ_CC_E_NODE_ACCESS);
@@ -680,20 +563,6 @@ TEST_F(KZCameraControl, ALostCameraTellsOnceAndAnswersEverythingAtOnce) {
     EXPECT_EQ(KZ_CC_DestroyHandle(handle), KZ_CC_OK);
     EXPECT_EQ(KZ_CC_GetWidth(again, &value), KZ_CC_OK);
     EXPECT_THAT(receiver.exceptions, ElementsAre(KZ_EXCEPTION_DISCONNECTED));
-}
-
-TEST_F(KZCameraControl, AHandleMayBeDestroyedInsideItsExceptionCallback) {
-    Receiver receiver;
-    KZHandle handle = nullptr;
-    std::atomic<std::uint32_t> destroyed{KZ_CC_E_HANDLE};
-    receiver.onException = [&] { destroyed = KZ_CC_DestroyHandle(handle); };
-    handle = OpenWithReceiver(receiver);
-    ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
-    ASSERT_TRUE(receiver.WaitForFrames(1));
-    ASSERT_TRUE(KZSim_Unplug(kSerial));
-    ASSERT_TRUE(receiver.WaitFor([&] { return !receiver.exceptions.empty(); }));
-    EXPECT_EQ(destroyed, KZ_CC_OK);
-    EXPECT_EQ(KZSim_OpenHandles(), 0U);
 }
 
 TEST_F(KZCameraControl, DestroyingDoesNotWaitForAnExceptionInProgressAndNoneFollows) {
@@ -739,7 +608,7 @@ TEST_F(KZCameraControl, EventsComeWithFramesOnAThreadOfTheirOwn) {
     EXPECT_THAT(receiver.events, ElementsAre("FrameStart", "FrameStart"));
 }
 
-// --- Faults and journal
+// --- Faults
 
 TEST_F(KZCameraControl, ShowsTheFaultsThatAreAskedFor) {
     for (const char* const wrong : {"open", "open=x", "fail=KZ_CC_OpenDevice", "nonsense=1",
@@ -748,39 +617,17 @@ TEST_F(KZCameraControl, ShowsTheFaultsThatAreAskedFor) {
     }
     EXPECT_FALSE(KZSim_SetFaults("unknown", ""));
 
-    const CameraDeviceInfo record = Record();
-    KZHandle handle = nullptr;
-    ASSERT_TRUE(KZSim_SetFaults(kSerial, "create=0x80000004"));
-    EXPECT_EQ(KZ_CC_CreateHandle(&handle, &record), KZ_CC_E_RESOURCE);
-    EXPECT_EQ(handle, nullptr);
-    ASSERT_TRUE(KZSim_SetFaults(kSerial, "open=0x80000201"));
-    handle = Create();
-    EXPECT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_E_OPEN_REFUSED);
-    ASSERT_TRUE(KZSim_SetFaults(kSerial, ""));
-    ASSERT_EQ(KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0), KZ_CC_OK);
-
+    Receiver receiver;
+    const KZHandle handle = OpenWithReceiver(receiver);
     ASSERT_TRUE(KZSim_SetFaults(
-        kSerial,
-        "packet=0 missing=Gamma refuse=TriggerMode:0x80000103 range=ExposureTime:2 "
-        "start=2147483652 fail=KZ_CC_GetWidth:0x80000006 convert=0x80000005 decode=0x80000006"));
-    EXPECT_EQ(KZ_CC_GetOptimalPacketSize(handle), 0);
+        kSerial, "missing=Gamma range=ExposureTime:2 decode=0x80000006 short=100 stop=2147484166"));
     KZNodeType type{};
     EXPECT_EQ(KZ_XML_GetNodeInterfaceType(handle, "Gamma", &type), KZ_CC_E_NODE_MISSING);
-    EXPECT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_E_NODE_ACCESS);
     EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 100.0F), KZ_CC_E_NODE_RANGE);
     EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 100.0F), KZ_CC_E_NODE_RANGE);
     EXPECT_EQ(KZ_CC_SetFloatValue(handle, "ExposureTime", 100.0F), KZ_CC_OK);
-    EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_RESOURCE);
-    KZIntValue value{};
-    EXPECT_EQ(KZ_CC_GetWidth(handle, &value), KZ_CC_E_NO_DATA);
-    PixelConvertParam convert{};
-    EXPECT_EQ(KZ_CC_ConvertPixelType(handle, &convert), KZ_CC_E_NOT_SUPPORTED);
     HbDecodeParam decode{};
     EXPECT_EQ(KZ_CC_HB_Decode(handle, &decode), KZ_CC_E_NO_DATA);
-
-    Receiver receiver;
-    ASSERT_EQ(KZ_CC_RegisterImageCallBackEx(handle, Receiver::Frame, &receiver), KZ_CC_OK);
-    ASSERT_TRUE(KZSim_SetFaults(kSerial, "short=100 stop=0x80000206"));
     ASSERT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
     ASSERT_TRUE(receiver.WaitForFrames(1));
     EXPECT_EQ(KZ_CC_StopGrabbing(handle), KZ_CC_E_DEVICE_LOST);
@@ -793,59 +640,13 @@ TEST_F(KZCameraControl, ShowsTheFaultsThatAreAskedFor) {
 TEST_F(KZCameraControl, ASlowCallHoldsUpTheOthersOfItsHandle) {
     const KZHandle handle = Open();
     ASSERT_TRUE(KZSim_SetFaults(kSerial, "slow=KZ_CC_SetEnumValue:200"));
-    std::atomic<bool> written{false};
     KZSim_ClearJournal(kSerial);
-    std::thread writer([&] {
-        EXPECT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK);
-        written = true;
-    });
-    while (Journal().empty()) {  // until the call is inside
+    std::thread writer([&] { EXPECT_EQ(KZ_CC_SetEnumValue(handle, "TriggerMode", 1), KZ_CC_OK); });
+    while (KZSim_Journal(kSerial, nullptr, 0) == 0) {  // until the call is inside
         std::this_thread::sleep_for(1ms);
     }
     EXPECT_EQ(EnumValue(handle, "TriggerMode"), 1U);
     writer.join();
-    EXPECT_TRUE(written);
-}
-
-TEST_F(KZCameraControl, KeepsAJournalOfCallsThatChangeSomething) {
-    Receiver receiver;
-    KZSim_ClearJournal(kSerial);
-    const KZHandle handle = OpenWithReceiver(receiver);
-    KZ_CC_RegisterEventCallBackEx(handle, "FrameStart", Receiver::Event, &receiver);
-    EnumValue(handle, "TriggerMode");
-    KZ_CC_SetEnumValueByString(handle, "UserSetSelector", "UserSet1");
-    KZ_CC_SetCommandValue(handle, "UserSetLoad");
-    KZ_CC_SetIntValue(handle, "NoSuchFeature", 5);
-    KZ_CC_SetFloatValue(handle, "Gain", 1.5F);
-    KZ_CC_SetBoolValue(handle, "LineInverter", true);
-    const KZTransmissionType transmission{KZ_TRANSMISSION_UNICAST_AND_MULTICAST, 0, 0, {}};
-    KZ_GIGE_SetTransmissionType(handle, &transmission);
-    KZ_CC_StartGrabbing(handle);
-    KZ_CC_StopGrabbing(handle);
-    KZ_CC_RegisterImageCallBackEx(handle, nullptr, nullptr);
-    KZ_CC_CloseDevice(handle);
-    KZ_CC_DestroyHandle(handle);
-    const std::string expected =
-        "KZ_CC_CreateHandle\n"
-        "KZ_CC_OpenDevice 3\n"
-        "KZ_CC_RegisterImageCallBackEx\n"
-        "KZ_CC_RegisterExceptionCallBack\n"
-        "KZ_CC_RegisterEventCallBackEx FrameStart\n"
-        "KZ_CC_SetEnumValueByString UserSetSelector UserSet1\n"
-        "KZ_CC_SetCommandValue UserSetLoad\n"
-        "KZ_CC_SetIntValue NoSuchFeature 5\n"
-        "KZ_CC_SetFloatValue Gain 1.5\n"
-        "KZ_CC_SetBoolValue LineInverter 1\n"
-        "KZ_GIGE_SetTransmissionType 65537\n"
-        "KZ_CC_StartGrabbing\n"
-        "KZ_CC_StopGrabbing\n"
-        "KZ_CC_RegisterImageCallBackEx null\n"
-        "KZ_CC_CloseDevice\n"
-        "KZ_CC_DestroyHandle\n";
-    EXPECT_EQ(Journal(), expected);
-    char cut[8];
-    EXPECT_EQ(KZSim_Journal(kSerial, cut, sizeof cut), expected.size());
-    EXPECT_STREQ(cut, "KZ_CC_C");
 }
 
 // --- All at once
@@ -863,7 +664,7 @@ TEST_F(KZCameraControl, BearsEveryThreadBusyWhileTheCameraComesAndGoes) {
     std::thread deliverer([&] {
         const std::uint8_t pixels[4] = {};
         FrameOutInfo info{};
-        info.tagValue = 1;
+        info.frameLength = sizeof pixels;
         while (running) {
             KZSim_DeliverFrame(kSerial, pixels, &info);
             std::this_thread::sleep_for(1ms);

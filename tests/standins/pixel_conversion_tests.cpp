@@ -104,9 +104,7 @@ TEST(PixelConversion, YuvIsFullRangeBt601) {
                 ElementsAre(114, 86, 135, 214, 186, 235));
     EXPECT_THAT(ToMono(kYUV422_8, 2, 1, {76, 85, 77, 255}), ElementsAre(76, 77));
     EXPECT_THAT(ToMono(kYUV422_8_UYVY, 2, 1, {85, 76, 255, 77}), ElementsAre(76, 77));
-}
-
-TEST(PixelConversion, TheLastPixelOfAnOddYuvFrameTakesTheChromaBeforeIt) {
+    // The last pixel of an odd frame takes the chroma before it.
     EXPECT_THAT(ToRgb(kYUV422_8, 3, 1, {100, 148, 200, 138, 50, 0}),
                 ElementsAre(114, 86, 135, 214, 186, 235, 64, 36, 85));
     EXPECT_THAT(ToRgb(kYUV422_8_UYVY, 1, 1, {0, 50}), ElementsAre(50, 50, 50));
@@ -299,18 +297,6 @@ Bytes Compress(std::uint32_t pixelType, const Bytes& frame) {
                                     static_cast<std::uint32_t>(frame.size()), compressed.data(),
                                     static_cast<std::uint32_t>(compressed.size())));
     return compressed;
-}
-
-TEST(FrameCompression, FollowsTheWrittenFormat) {
-    const Bytes frame = {5, 6, 7, 8, 9, 100};
-    // Differences 5, 1 1 1 1, 91.
-    const Bytes compressed = {'K', 'Z', 'F', '1', 0x01, 0x00, 0x08, 0x01, 6,
-                              0,   0,   0,   0,   5,    253,  1,    0,    91};
-    EXPECT_EQ(Compress(kMono8 | kCompressedBit, frame), compressed);
-    const Decoded decoded = Decode(compressed, 6);
-    EXPECT_EQ(decoded.code, KZ_CC_OK);
-    EXPECT_EQ(decoded.pixelType, kMono8);
-    EXPECT_EQ(decoded.pixels, frame);
 }
 
 TEST(FrameCompression, GivesEveryFrameBackAndShrinksPlainOnes) {

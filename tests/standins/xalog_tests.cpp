@@ -208,27 +208,6 @@ TEST_F(XalogTest, LinesOfManyThreadsAreWholeAndNoneIsLost) {
     EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
 }
 
-TEST_F(XalogTest, NoThreadIsInsideASinkThatWasTakenOff) {
-    struct Slow {
-        std::atomic<bool> inside{false};
-        std::promise<void> entered;
-    } slow;
-    XalogHost_SetSink(
-        [](std::int32_t, const char*, void* user) {
-            auto& self = *static_cast<Slow*>(user);
-            self.inside = true;
-            self.entered.set_value();
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            self.inside = false;
-        },
-        &slow);
-    std::thread logger([] { Xalog_LogPrint(4, "slow"); });
-    slow.entered.get_future().wait();
-    XalogHost_SetSink(nullptr, nullptr);
-    EXPECT_FALSE(slow.inside);
-    logger.join();
-}
-
 TEST_F(XalogTest, ASinkMayLogAndTakeItselfOff) {
     static int depth = 0;
     static int calls = 0;
