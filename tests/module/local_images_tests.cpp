@@ -204,6 +204,13 @@ TEST_F(LocalImages, EndAFoldersNameAtItsFirstBlank) {
     EXPECT_EQ(Scan(blank), cam::kNoImageFolder);
 }
 
+TEST_F(LocalImages, FindAFolderOfAnyName) {
+    const PictureFolder named(fs::path(u8"Bilder-\u00e4\u00df-\u6f22"));
+    named.Write("a.bmp", GreyPicture(9));
+    ASSERT_EQ(Scan(named), cam::kOk);
+    EXPECT_EQ(Next(), 9);
+}
+
 TEST_F(LocalImages, FindPicturesOfAnyNameInAFolderGivenInTheSystemsCodePage) {
     const PictureFolder named(fs::path(u8"\u00df"));
     const std::string folderText = platform::Utf8ToSystem(named.Text());
