@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstring>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -10,6 +11,8 @@
 
 #include "camera/sdk/kz_camera_control.h"
 #include "camera/sdk/pixel_format.h"
+#include "imaging/shared_memory_base.h"
+#include "platform/shared_mapping.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "tests/support/fake_gige_camera.h"
 #include "tests/support/module_host.h"
@@ -21,6 +24,7 @@ using namespace std::chrono_literals;
 using cam::BufferNode;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -29,6 +33,7 @@ using ::testing::StartsWith;
 constexpr std::uint32_t kSize = 512;  // of the camera's picture as it starts, both ways
 constexpr std::size_t kFrames = 100;
 constexpr char kSoftware[] = "1";  // of TriggerSource, which starts as an input line of the camera
+constexpr char kLoopback[] = "127.0.0.1";
 
 const Report kLost{kReportCameraSource, "0"};
 const Report kBack{kReportCameraSource, "1"};
@@ -83,6 +88,18 @@ bool RightPictureComes(ModuleHost& host, std::uint32_t width = kSize,
     });
 }
 
+// Whoever maps the region by its name sees the same picture.
+bool IsSharedByName(const BufferNode& node) {
+    platform::SharedMapping region;
+    if (region.Open(node.sharedName) != 0 || region.Map() != 0) {
+        return false;
+    }
+    cam::SharedRegionHeader header;
+    std::memcpy(&header, region.View(), sizeof header);
+    return std::string_view(header.name) == node.sharedName && header.dataSize >= node.dataLength &&
+           std::memcmp(region.View() + header.headerLength, node.data, node.dataLength) == 0;
+}
+
 // For a module that has opened none yet. It looks once as it starts, which a camera that is slow to
 // answer may miss.
 bool IsListed(ModuleHost& host, const FakeGigECamera& camera) {
@@ -104,6 +121,16 @@ void TriggerBySoftware(ModuleHost& host) {
         std::this_thread::sleep_for(200ms);
     }
     host.Set("ClearCacheImage", "");
+}
+
+// Asks for images until the camera that could not be opened before is open.
+bool IsOpenedOnRequest(ModuleHost& host) {
+    return Eventually([&] {
+        if (const auto image = host.Image()) {
+            host.Free(*image);
+        }
+        return host.Get("SmartCameraType") != "-1";
+    });
 }
 
 // Runs `action` aside; false when it hangs, and then the process is not waited for either.
@@ -169,6 +196,35 @@ TEST_F(RealCamera, IsListedOpenedAndClosed) {
     EXPECT_EQ(host.Set("CameraName", camera.Serial()), cam::kOpenFailed);
 }
 
+TEST_F(RealCamera, ReadsAndWritesItsFeatures) {
+    Open();
+    EXPECT_EQ(host.Get("Width"), "512$1$2048$1$1$");
+    EXPECT_EQ(host.Get("TriggerMode"), "0$0$1");
+    EXPECT_EQ(host.Get("PixelFormat"),
+              "17301505$17301515$17301514$17301512$17301513$17301505$35127316$17825799");
+    EXPECT_THAT(host.Get("ExposureTimeAbs"), EndsWith("$10.000$10000000.000$1.000000$"));
+    EXPECT_THAT(host.Get("AcquisitionFrameRate"), StartsWith("25.000$"));
+    EXPECT_EQ(host.Get("DeviceModelName"), "Fake");
+
+    EXPECT_EQ(host.Set("AcquisitionFrameRate", "50.000$0$0$1$"), cam::kOk);
+    EXPECT_THAT(host.Get("AcquisitionFrameRate"), StartsWith("50.000$"));
+    EXPECT_EQ(host.Set("GainAuto", "2"), cam::kOk);
+    EXPECT_EQ(host.Get("GainAuto"), "2$1$3$2");
+    EXPECT_EQ(host.Set("TestBoolean", "True"), cam::kOk);
+    EXPECT_EQ(host.Get("TestBoolean"), "True");
+    EXPECT_EQ(host.Set("TestBoolean", "False"), cam::kOk);
+    EXPECT_EQ(host.Get("TestBoolean"), "False");
+    EXPECT_EQ(host.Set("TestStringReg", "Station 4"), cam::kOk);
+    EXPECT_EQ(host.Get("TestStringReg"), "Station 4");
+
+    EXPECT_EQ(host.Set("OffsetX", "99999"), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(host.Set("GainAuto", "9"), KZ_CC_E_NODE_RANGE);
+    EXPECT_EQ(host.Set("SensorWidth", "64"), KZ_CC_E_NODE_ACCESS);
+    EXPECT_EQ(host.Set("UserSetSelector", "1"), cam::kOk);
+    EXPECT_EQ(host.LogCount("param is not in node:UserSetSelector"), 1U);
+    EXPECT_THAT(host.Get("CameraPreviewInfo"), EndsWith("$450$450$" + camera.Serial()));
+}
+
 TEST_F(RealCamera, DeliversAFrameForEachTrigger) {
     Open();
     // The first frame of a stream is lost easily, before there is room for a whole one.
@@ -182,6 +238,7 @@ TEST_F(RealCamera, DeliversAFrameForEachTrigger) {
         const auto image = host.Image();
         ASSERT_TRUE(image.has_value()) << frame;
         EXPECT_TRUE(IsRightPicture(*image)) << frame;
+        EXPECT_TRUE(IsSharedByName(*image)) << frame;
         EXPECT_TRUE(last == 0 || Distance(last, image->frameNumber) == 1)
             << image->frameNumber << " after " << last;
         last = image->frameNumber;
@@ -189,6 +246,43 @@ TEST_F(RealCamera, DeliversAFrameForEachTrigger) {
     }
     EXPECT_EQ(OpenRegions().size(), 1U);
     EXPECT_EQ(host.Get("CameraErrorInfo"), errors);
+}
+
+TEST_F(RealCamera, OffersItsFramesToAProcedure) {
+    constexpr std::int32_t kProcedure = 7;
+    struct Taken {
+        std::uint32_t offered;
+        std::uint32_t number;
+        bool right;
+    };
+    // Filled by the module's thread until it is joined.
+    std::vector<Taken> taken;
+    std::atomic<bool> enough{false};
+    host.onProcedure = [&](std::int32_t procedure, std::uint32_t number) -> std::uint32_t {
+        if (enough || procedure != kProcedure) {
+            return kModuleFrameRefused;
+        }
+        if (const auto image = host.Image()) {
+            taken.push_back({number, image->frameNumber, IsRightPicture(*image)});
+            host.Free(*image);
+        }
+        enough = taken.size() == kFrames;
+        return cam::kOk;
+    };
+    host.Relate(kProcedure);
+    EXPECT_EQ(host.Set("CameraName", camera.Serial()), cam::kOk);
+    EXPECT_EQ(host.Set("AcquisitionFrameRate", "100"), cam::kOk);
+    EXPECT_EQ(host.Set("TriggerOff", ""), cam::kOk);
+    EXPECT_TRUE(Eventually([&] { return enough.load(); }));
+    host.Set("TriggerProcessRunStatus", "False");
+
+    std::uint32_t last = 0;
+    for (const Taken& frame : taken) {
+        EXPECT_EQ(frame.number, frame.offered);
+        EXPECT_TRUE(IsLater(last, frame.number)) << frame.number << " after " << last;
+        EXPECT_TRUE(frame.right) << frame.number;
+        last = frame.number;
+    }
 }
 
 TEST_F(RealCamera, GoesOnAfterItsPictureChanged) {
@@ -203,7 +297,10 @@ TEST_F(RealCamera, GoesOnAfterItsPictureChanged) {
 
     const auto comesAs = [&](std::uint32_t pixelType, std::uint32_t bytesPerPixel) {
         return Eventually([&] {
-            const auto image = host.TakeImage();
+            const auto image = host.Image();
+            if (image) {
+                host.Free(*image);
+            }
             return image && image->pixelType == pixelType &&
                    image->dataLength == 1024 * 128 * bytesPerPixel;
         });
@@ -302,6 +399,39 @@ TEST_F(RealCamera, ComesBackFromEveryLoss) {
     EXPECT_LE(OpenRegions().size(), 2 * 52U);
 }
 
+TEST_F(RealCamera, IsOpenedAndComesBackByItsAddress) {
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Relate(1);
+    host.Set("Type", "1");
+    host.Set("LocalIP", kLoopback);
+    host.Set("CameraIP", CameraAddress(99));
+    EXPECT_NE(host.Set("ConnectIP", "True"), cam::kOk);
+    EXPECT_EQ(host.Get("ConnectIP"), "False");
+    EXPECT_EQ(host.LogCount('(' + CameraAddress(99) + ")Open failed, error code:"), 1U);
+
+    host.Set("CameraIP", camera.Address());
+    // Nobody looks for it elsewhere when it is slow to answer.
+    ASSERT_TRUE(Eventually([&] { return host.Set("ConnectIP", "True") == cam::kOk; }));
+    EXPECT_EQ(host.Get("ConnectIP"), "True");
+    EXPECT_EQ(host.Get("ModelName"), "Fake");
+    EXPECT_EQ(host.Get("SerialNumber"), "");
+    EXPECT_EQ(host.Set("TriggerOff", ""), cam::kOk);
+    EXPECT_TRUE(RightPictureComes(host));
+    EXPECT_THAT(host.StateReports(), IsEmpty());
+    EXPECT_THAT(host.Published(), ElementsAre("CameraOnline=1"));
+
+    host.Set("AutoConnect", "True");
+    camera.Kill();
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    EXPECT_EQ(host.Get("ConnectIP"), "False");
+    camera.Start();
+    ASSERT_TRUE(host.WaitForLog("Camera reconnect success"));
+    EXPECT_EQ(host.Set("TriggerOff", ""), cam::kOk);
+    EXPECT_TRUE(RightPictureComes(host));
+    EXPECT_THAT(host.Published(),
+                ElementsAre("CameraOnline=1", "CameraOffline=1", "CameraOnline=1"));
+}
+
 TEST_F(RealCamera, IsSetUpAgainAsTheSolutionSays) {
     const std::pair<const char*, std::string> kValues[] = {{"CameraName", camera.Serial()},
                                                            {"SerialNumber", camera.Serial()},
@@ -391,10 +521,7 @@ TEST_F(RealCamera, MayGoBeforeItIsOpened) {
     EXPECT_EQ(host.Set("CameraName", camera.Serial()), KZ_CC_E_DEVICE_LOST);
     EXPECT_THAT(host.StateReports(), IsEmpty());
     camera.Start();
-    EXPECT_TRUE(Eventually([&] {
-        host.TakeImage();
-        return host.Get("SmartCameraType") != "-1";
-    }));
+    EXPECT_TRUE(IsOpenedOnRequest(host));
     EXPECT_THAT(host.StateReports(), ElementsAre(On(camera)));
 }
 

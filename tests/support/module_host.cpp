@@ -191,10 +191,12 @@ void ModuleHost::OnReport(void* user, void*, std::uint32_t code, const char* tex
     }
 }
 
-void ModuleHost::OnBinaryData(void* user, std::int32_t, const char* key, const char* data,
+void ModuleHost::OnBinaryData(void* user, std::int32_t kind, const char* key, const char* data,
                               std::uint32_t length) {
     auto& host = *static_cast<ModuleHost*>(user);
-    const std::string published = std::string(key) + '=' + std::string(data, length);
+    // All that the module publishes is of one kind; another one shows.
+    const std::string published = (kind == kBinaryCameraState ? "" : std::to_string(kind) + ' ') +
+                                  std::string(key) + '=' + std::string(data, length);
     {
         const std::lock_guard hold(host.m_lock);
         host.m_published.push_back(published);
