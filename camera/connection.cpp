@@ -132,16 +132,17 @@ Status CCameraModule::SetDeviceValue(std::string_view value) try {
         CloseCurCamera();
         m_pendingSelection.Set("");
         m_closedByUser.Set(true);
-        return kOk;
+    } else {
+        if (m_devices.ActiveEmpty(m_bGenTL.Get()) && EnumDevices() != kOk) {
+            return kOpenFailed;
+        }
+        if (const Status status = OpenSelected(selection); status != kOk) {
+            return status;
+        }
+        ReplaySavedParams();
+        ReconnectStopEvent.Set();
     }
-    if (m_devices.ActiveEmpty(m_bGenTL.Get()) && EnumDevices() != kOk) {
-        return kOpenFailed;
-    }
-    if (const Status status = OpenSelected(selection); status != kOk) {
-        return status;
-    }
-    ReplaySavedParams();
-    ReconnectStopEvent.Set();
+    m_settings.connectedByIp.Set(false);
     return kOk;
 } catch (...) {
     return kOpenFailed;
@@ -216,10 +217,40 @@ void CCameraModule::Configure(const char* function) {
     if (const Status status =
             m_camera.RegisterEventCallBack("FrameStart", &CCameraModule::EventCallBack, this);
         status != kOk) {
+        // Printed, not logged: hosts look for this one line on the console.
         std::printf("Register Event CallBack fail! nRet [0x%x]\n", status);
     }
     ReenterRealTimeMode();
     StartConfigured(function);
+}
+
+void CCameraModule::ConfigureByAddress(DeviceIdentity identity) {
+    ForgetWrittenValues();
+    char model[kCameraTextSize] = {};
+    if (const Status status = m_camera.GetStringValue("DeviceModelName", model, sizeof model);
+        status != kOk) {
+        CAM_LOG(kLogError, ModuleId(), kConnectByIp,
+                "KZ_CC_GetStringValue DeviceModelName failed, nRet %#x", status);
+    }
+    identity.model = model;
+    TakeIdentity(identity);
+    m_transportType.Set(KZ_TRANSPORT_GIGE);
+    PublishCameraOnline(kConnectByIp);
+    StopForConfiguration(kConnectByIp);
+    for (const char* rate : {"AcquisitionFrameRateEnable", "AcquisitionLineRateEnable"}) {
+        if (m_camera.SetBoolValue(rate, true) != kOk) {
+            CAM_LOG(kLogError, ModuleId(), kConnectByIp, "(%s)Set %s failed\n",
+                    m_serial.Get().c_str(), rate);
+        }
+    }
+    if (m_camera.SetEnumValue("PixelFormat", pixel_format::kMono8) != kOk) {
+        CAM_LOG(kLogError, ModuleId(), kConnectByIp, "(%s)Set PixelFormat failed\n",
+                m_serial.Get().c_str());
+    }
+    SetTriggerModeOn(kConnectByIp);
+    RegisterFrameCallBacks(kConnectByIp);
+    ReenterRealTimeMode();
+    StartConfigured(kConnectByIp);
 }
 
 // The camera always starts from its user set 1.
@@ -357,33 +388,7 @@ Status CCameraModule::ConnectCameraByIP() try {
                 cameraIp.c_str(), opened);
         return opened;
     }
-    ForgetWrittenValues();
-    char model[kCameraTextSize] = {};
-    if (const Status status = m_camera.GetStringValue("DeviceModelName", model, sizeof model);
-        status != kOk) {
-        CAM_LOG(kLogError, ModuleId(), kConnectByIp,
-                "KZ_CC_GetStringValue DeviceModelName failed, nRet %#x", status);
-    }
-    DeviceIdentity identity = IdentityOf(record);
-    identity.model = model;
-    TakeIdentity(identity);
-    m_transportType.Set(KZ_TRANSPORT_GIGE);
-    PublishCameraOnline(kConnectByIp);
-    StopForConfiguration(kConnectByIp);
-    for (const char* rate : {"AcquisitionFrameRateEnable", "AcquisitionLineRateEnable"}) {
-        if (m_camera.SetBoolValue(rate, true) != kOk) {
-            CAM_LOG(kLogError, ModuleId(), kConnectByIp, "(%s)Set %s failed\n",
-                    m_serial.Get().c_str(), rate);
-        }
-    }
-    if (m_camera.SetEnumValue("PixelFormat", pixel_format::kMono8) != kOk) {
-        CAM_LOG(kLogError, ModuleId(), kConnectByIp, "(%s)Set PixelFormat failed\n",
-                m_serial.Get().c_str());
-    }
-    SetTriggerModeOn(kConnectByIp);
-    RegisterFrameCallBacks(kConnectByIp);
-    ReenterRealTimeMode();
-    StartConfigured(kConnectByIp);
+    ConfigureByAddress(IdentityOf(record));
     return kOk;
 } catch (...) {
     return kOpenFailed;

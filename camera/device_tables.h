@@ -1,7 +1,6 @@
 // What the last enumeration found, and the rules that read a device record.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string_view>
 

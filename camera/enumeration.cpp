@@ -126,13 +126,13 @@ Status CCameraModule::GetCameraList(char* buffer, std::int32_t capacity, std::ui
     const bool useGenTL = m_bGenTL.Get();
     const bool connected = m_camera.IsOpen();
     const CameraText serial = m_serial.Get();
-    const std::uint32_t openCount = m_camera.OpenCount();
+    const std::uint32_t openId = m_camera.OpenId();
     const std::string_view connectedSerial = serial.view();
     const CameraList list =
         MakeCameraList(m_devices, useGenTL, connected ? &connectedSerial : nullptr);
     if (!list.connectedListed && connected && !m_settings.connectedByIp.Get() && !useGenTL) {
         // The open camera is not on the machine any more, and nobody told us.
-        m_camera.DropLost(openCount);
+        m_camera.DropLost(openId);
         StartReconnect();
     }
     *length = static_cast<std::uint32_t>(list.text.size());

@@ -61,7 +61,7 @@ Status CMyCamera::OpenAs(std::uint32_t (*create)(KZHandle*, const Record*), cons
         CloseAndDestroy(handle);
         return opened;
     }
-    ++m_openCount;
+    m_openId = ++m_lastOpenId;
     m_handle = handle;
     if constexpr (std::is_same_v<Record, CameraDeviceInfo>) {
         if (record->transportType == KZ_TRANSPORT_GIGE) {
@@ -95,18 +95,19 @@ void CMyCamera::Close() {
     if (const KZHandle handle = m_handle.load(); handle != nullptr) {
         CloseAndDestroy(handle);
         m_handle = nullptr;
+        m_openId = 0;
     }
     m_grabbing.Set(false);
 }
 
-void CMyCamera::DropLost(std::uint32_t openCount) {
+void CMyCamera::DropLost(std::uint32_t openId) {
     if (InFrameCallback()) {
         return;
     }
     const StopAnnouncement stop(*this);
     const platform::LockGuard hold(m_lock);
     const KZHandle handle = m_handle.load();
-    if (handle == nullptr || m_openCount != openCount) {
+    if (handle == nullptr || m_openId != openId) {
         return;
     }
     KZ_CC_DestroyHandle(handle);
@@ -139,7 +140,11 @@ CMyCamera::Configuration::~Configuration() {
 
 Status CMyCamera::ResumeGrabbing(platform::Event& imageArrived, platform::Event& grabStarted) {
     const platform::LockGuard hold(m_lock);
-    if (m_grabbing.Get() || m_configurations != 0) {
+    if (m_configurations != 0) {
+        return kOk;
+    }
+    if (m_grabbing.Get()) {
+        grabStarted.Set();
         return kOk;
     }
     const Status started = StartGrabbing();

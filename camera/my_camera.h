@@ -40,9 +40,9 @@ class CMyCamera {
     [[nodiscard]] Status Open(const GenTLDeviceInfo* record);
     void Close();
 
-    // Destroys the handle of a camera that is gone, without closing the device. `openCount` is the
-    // OpenCount() when the loss was seen: a camera opened since then is left alone.
-    void DropLost(std::uint32_t openCount);
+    // Destroys the handle of a camera that is gone, without closing the device. `openId` is the
+    // OpenId() when the loss was seen: a camera opened since then is left alone.
+    void DropLost(std::uint32_t openId);
 
     // 0 when no camera is open: there is nothing to do.
     [[nodiscard]] Status StartGrabbing();
@@ -93,7 +93,9 @@ class CMyCamera {
     [[nodiscard]] bool IsOpen() const { return m_handle.load() != nullptr; }
     [[nodiscard]] bool IsGrabbing() const { return m_grabbing.Get(); }
     [[nodiscard]] bool InRealTimeMode() const { return m_realTime.Get(); }
-    [[nodiscard]] std::uint32_t OpenCount() const { return m_openCount.load(); }
+    // Tells one opening of a camera from every other; 0 before the first and once it was closed. A
+    // lost camera keeps its own until another is opened.
+    [[nodiscard]] std::uint32_t OpenId() const { return m_openId.load(); }
 
     // Identifies the camera in reports and log lines; empty after Close, and for one that was
     // opened by its address.
@@ -139,8 +141,9 @@ class CMyCamera {
     [[nodiscard]] bool LockUnlessStopping(platform::RecursiveLock& lock) TRY_ACQUIRE(true, lock);
 
     // The grab keeper's StartGrabbing, also tried when no camera is open; nothing is done while one
-    // grabs or is being set up. Sets both events after a try, under the camera lock: a request to a
-    // camera that is opened next must not take them for its own frame's.
+    // is being set up. Sets both events after a try, under the camera lock: a request to a camera
+    // that is opened next must not take them for its own frame's. For one that grabs already
+    // only `grabStarted` is set: its reset may belong to a stop that failed or had nothing to do.
     [[nodiscard]] Status ResumeGrabbing(platform::Event& imageArrived,
                                         platform::Event& grabStarted);
 
@@ -200,7 +203,8 @@ class CMyCamera {
     int m_configurations GUARDED_BY(m_lock) = 0;
     // Written under the lock; read without it by the frame callback and for hints.
     std::atomic<KZHandle> m_handle{nullptr};
-    std::atomic<std::uint32_t> m_openCount{0};
+    std::atomic<std::uint32_t> m_openId{0};
+    std::uint32_t m_lastOpenId GUARDED_BY(m_lock) = 0;
     std::atomic<int> m_stopsUnderWay{0};
     Setting<std::thread::id> m_frameThread{{}};
     Setting<bool> m_grabbing{false};

@@ -28,25 +28,25 @@ void CCameraModule::cbException(std::uint32_t messageType, void* user) {
         return;
     }
     auto& module = *static_cast<CCameraModule*>(user);
-    // Before anything that takes time: by then the host may have opened another camera.
-    const std::uint32_t openCount = module.m_camera.OpenCount();
+    // Before anything that takes time: by then the host may have chosen another camera, or none.
+    const std::uint32_t openId = module.m_camera.OpenId();
     CAM_LOG(kLogError, module.ModuleId(), kException, "(%s)Camera callback exception:(%x)",
             module.m_serial.Get().c_str(), messageType);
     if (messageType == KZ_EXCEPTION_DISCONNECTED) {
-        module.HandleDisconnect(openCount);
+        module.HandleDisconnect(openId);
     }
 }
 
-void CCameraModule::HandleDisconnect(std::uint32_t openCount) {
-    if (openCount != m_camera.OpenCount()) {
-        // The host has opened another camera since, and was told that this one is closed.
+void CCameraModule::HandleDisconnect(std::uint32_t openId) {
+    if (openId == 0 || openId != m_camera.OpenId()) {
+        // The host has closed this camera since, and was told so.
         return;
     }
-    m_lossSeen.Set(openCount);
+    m_lossSeen.Set(openId);
     PublishCameraOffline(kException);
     ReportCameraOff(kException, m_serial.Get());
     StopLastReconnect();
-    m_camera.DropLost(openCount);
+    m_camera.DropLost(openId);
     ReportCameraSource(kException, kCameraLost);
     StartReconnect();
 }

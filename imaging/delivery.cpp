@@ -126,7 +126,7 @@ void CCameraModule::StartImageProcessingThread() {
 void CCameraModule::DispatchFrames() try {
     // The host may take frames off the queue, change its registrations and open a camera while it
     // is asked, so the scan holds on to nothing but a sequence number and, for one frame, a copy. A
-    // pass is over with the frames that were there when it began, or a fast camera kept it for
+    // pass ends with the frames that it began with; otherwise a fast camera would keep it going for
     // ever.
     std::uint64_t end = 0;
     {

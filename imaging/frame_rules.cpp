@@ -33,15 +33,14 @@ bool IsCompressedFormat(std::uint32_t pixelType) {
 
 std::uint32_t DecodedBytesPerPixel(std::uint32_t pixelType) {
     struct Rule {
-        std::uint32_t bits;
+        std::uint32_t bit;
         std::uint32_t bytes;
     };
-    // The first rule all of whose bits are set holds; the combined ones never get their turn.
-    static constexpr Rule kRules[] = {{8, 1},     {16, 2},      {8 | 16, 3}, {32, 4},
-                                      {4 | 8, 2}, {16 | 32, 6}, {64, 8}};
+    // Combinations need no rule of their own: their first bit decides.
+    static constexpr Rule kRules[] = {{8, 1}, {16, 2}, {32, 4}, {64, 8}};
     const std::uint32_t bitsPerPixel = BitsPerPixel(pixelType);
     for (const Rule& rule : kRules) {
-        if ((bitsPerPixel & rule.bits) == rule.bits) {
+        if ((bitsPerPixel & rule.bit) != 0) {
             return rule.bytes;
         }
     }

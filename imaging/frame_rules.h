@@ -12,8 +12,8 @@ namespace cam {
 
 [[nodiscard]] bool IsCompressedFormat(std::uint32_t pixelType);
 
-// The bytes a pixel that the decoder is given room for. The tests on single bits of the format's
-// bits-per-pixel field are in the decoder's own order: 12-bit packed and 24-bit formats get 1.
+// Bytes a pixel of the room that the decoder is given. Single bits of the format's bits-per-pixel
+// field are tested in the decoder's own order, so 12-bit packed and 24-bit formats get 1.
 [[nodiscard]] std::uint32_t DecodedBytesPerPixel(std::uint32_t pixelType);
 
 // In 64 bits, whatever a frame claims.

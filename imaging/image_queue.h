@@ -1,6 +1,7 @@
 // The frames that wait for the host, oldest first.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <optional>

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <memory>
 #include <new>
 
 #include "module/framework/param_list.h"
 #include "module/log/log.h"
+#include "platform/code_page.h"
 #include "platform/shared_mapping.h"
 
 namespace cam {
@@ -16,6 +16,15 @@ namespace {
 
 constexpr std::chrono::milliseconds kGrabKeeperPause{200};
 constexpr std::chrono::milliseconds kFrameInProgressWait{3000};
+
+// The SDK knows the path by the text that it was loaded with, in the system's code page.
+void UnloadGenTL(const char* path) noexcept {
+    try {
+        KZ_CC_UnloadGenTLLibrary(platform::Utf8ToSystem(path).c_str());
+    } catch (...) {
+        KZ_CC_UnloadGenTLLibrary(path);
+    }
+}
 
 }  // namespace
 
@@ -28,7 +37,7 @@ CCameraModule::~CCameraModule() {
     DeInit();
     const auto path = m_szGenTLPath.Get();
     if (m_bGenTL.Get() && !path.empty()) {
-        KZ_CC_UnloadGenTLLibrary(path.c_str());
+        UnloadGenTL(path.c_str());
         CAM_LOG(kLogInfo, ModuleId(), "CCameraModule::~CCameraModule", "UnloadGenTLLibrary %s",
                 path.c_str());
     }
@@ -135,24 +144,23 @@ Status CCameraModule::ApplyDefaultConfig() {
 void CCameraModule::KeepGrabbing() {
     std::uint32_t lostOpen = 0;
     while (!m_thGrabbing.StopRequested()) {
-        const std::uint32_t openCount = m_camera.OpenCount();
+        const std::uint32_t openId = m_camera.OpenId();
         Status resumed = kOk;
         {
             const platform::LockGuard hold(m_parameterLock);
-            if (!m_camera.IsGrabbing()) {
-                resumed = m_camera.ResumeGrabbing(ImageArrivedEvent, GrabStartedEvent);
-            }
+            resumed = m_camera.ResumeGrabbing(ImageArrivedEvent, GrabStartedEvent);
         }
         if (resumed == KZ_CC_E_DEVICE_LOST) {
-            // A camera lost before its open had registered the exception callback: nobody else will
-            // tell. Where somebody does, one more round lets him.
-            if (lostOpen == openCount && m_lossSeen.Get() != openCount) {
+            // A camera lost before its open had registered the exception callback: nobody else
+            // reports the loss. If the callback is on its way after all, waiting one round lets it
+            // report first.
+            if (lostOpen == openId && m_lossSeen.Get() != openId) {
                 CAM_LOG(kLogError, ModuleId(), "CCameraModule::KeepGrabbing",
                         "(%s)Camera lost, found when grabbing was to start",
                         m_serial.Get().c_str());
-                HandleDisconnect(openCount);
+                HandleDisconnect(openId);
             }
-            lostOpen = openCount;
+            lostOpen = openId;
         }
         WakeEvent.WaitFor(kGrabKeeperPause);
     }

@@ -122,6 +122,7 @@ class CCameraModule final : public CAbstractUserModule {
         REQUIRES(m_connectionLock);
     void TakeIdentity(const DeviceIdentity& identity);
     void Configure(const char* function) REQUIRES(m_connectionLock);
+    void ConfigureByAddress(DeviceIdentity identity) REQUIRES(m_connectionLock);
     void ForgetWrittenValues() { m_setUpCount.Set(m_setUpCount.Get() + 1); }
     void LoadUserSet(const char* function);
     void KeepHeartbeat(const char* function);
@@ -133,8 +134,8 @@ class CCameraModule final : public CAbstractUserModule {
     void ReplaySavedParams() REQUIRES(m_connectionLock);
 
     // Reconnection
-    // `openCount` is CMyCamera::OpenCount when the loss was seen.
-    void HandleDisconnect(std::uint32_t openCount);
+    // `openId` is CMyCamera::OpenId when the loss was seen.
+    void HandleDisconnect(std::uint32_t openId);
     void StartReconnect();
     void StopLastReconnect();
     void ReConnectDevice();
@@ -197,7 +198,7 @@ class CCameraModule final : public CAbstractUserModule {
     SharedText<kCameraTextSize> m_manufacturer;
     Setting<std::uint32_t> m_transportType{0};
     Setting<bool> m_closedByUser{false};
-    Setting<std::uint32_t> m_lossSeen{0};  // CMyCamera::OpenCount of the latest loss
+    Setting<std::uint32_t> m_lossSeen{0};  // CMyCamera::OpenId of the latest loss
 
     Settings m_settings;
     Setting<bool> m_bGenTL{false};            // enumerate through GenTL producers

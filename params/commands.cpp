@@ -145,17 +145,14 @@ struct ParamCommands {
     }
 
     static Status CameraName(CCameraModule& module, const Value& value) {
-        const Status status = module.SetDeviceValue(value.Text());
-        if (status == kOk) {
-            module.m_settings.connectedByIp.Set(false);
-        }
-        return status;
+        return module.SetDeviceValue(value.Text());
     }
 
     static Status RealTimeImgAcq(CCameraModule& module, const Value& value) {
         if (module.RefusedInFrameCallback(kFunction)) {
             return kInvalid;
         }
+        const CMyCamera::Configuration configuration(module.m_camera);
         module.GrabStartedEvent.Reset();
         if (value.Bool()) {
             module.m_camera.EnterRealTimeMode();

@@ -21,7 +21,7 @@
 
 namespace cam {
 
-// Files are decoded by a thread of its own, a few ahead of the host, from the first Deliver on; a
+// This object's own thread decodes the files, a few ahead of the host, from the first Deliver on; a
 // file that cannot be decoded is logged and passed over. At most kPicturesAhead pictures are kept,
 // and more than two only while they fit kAheadBytes together; a picture above kMaxPictureBytes
 // counts as broken.

@@ -1,7 +1,6 @@
 #include "params/parameter_info.h"
 
 #include <algorithm>
-#include <string>
 
 namespace cam {
 
@@ -28,7 +27,9 @@ constexpr ParameterInfo kInfo[] = {
      "with a carriage return (`\\r`) ahead of each. The length tells the full size with the NUL; a "
      "smaller buffer gets as much as it holds and no NUL; 67,000 bytes hold any list. While Type "
      "is "
-     "1 nothing is written, and the length is 12."},
+     "1 nothing is written, and the length is 12. When the open camera is not on the list any "
+     "more, "
+     "reading drops it and begins the search for it, without a notice."},
     {"CheckCameraOpened", kExact, Command, None, "", "", kNotFixed,
      "opens the chosen camera if it is not open", "It is the choice whose open failed before."},
     {"Type", kExact, ReadWrite, Integer, "", "0, 1", "0",
@@ -84,7 +85,10 @@ constexpr ParameterInfo kInfo[] = {
     // Images
     {"CameraImage", kExact, Read, Record, "", "", kNotFixed,
      "the oldest frame that waits, or one triggered and waited for",
-     "The host owns the image until FreeBuf. 0xE0000409: no image.", kNotForPeople},
+     "The host owns the image until FreeBuf. 0xE0000409: no image. Waits up to 1 s for the camera "
+     "to "
+     "stream first.",
+     kNotForPeople},
     {"FreeBuf", kExact, Write, Record, "", "size 64", kNotFixed, "gives a frame back",
      "A record that was not given out, or was returned already, is ignored.", kNotForPeople},
     {"ImageCacheNum", kExact, ReadWrite, Integer, "frames", "0 or less: none is kept", "50",

@@ -104,8 +104,8 @@ std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try 
     return kNoResources;
 }
 
-// Where a relation goes in the kept list: back to the nameless entry it had there, or, registered
-// since, to the last relation's.
+// The index in the kept list at which relation `id` is saved: that of its own nameless entry or,
+// for one registered since, of the last relation's (-1: there is none).
 std::int32_t CCameraModule::RelationIndex(const ModuleParamList& kept, std::string_view id) const {
     const auto entries = EntriesOf(kept);
     const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& candidate) {

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <mutex>
-#include <utility>
 
 #include "camera/sdk/kz_camera_control.h"
 #include "module/framework/module_frame.h"

@@ -7,6 +7,8 @@
 
 namespace cam {
 
+// Milestones such as an open's success are logged as errors too, so that they show at every level.
+// The texts, misspellings and line ends included, are what log filters at the hosts look for.
 inline constexpr int kLogDebug = 1;
 inline constexpr int kLogInfo = 2;
 inline constexpr int kLogWarning = 3;

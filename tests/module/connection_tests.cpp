@@ -1,7 +1,9 @@
 // Finding, opening, setting up and closing cameras, down to the order of the calls on them.
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "camera/sdk/kz_camera_control.h"
 #include "module/log/log.h"
@@ -492,6 +494,12 @@ TEST_F(ConnectionByAddress, IsNotTakenForLostByTheList) {
     host.Set("Type", "0");
     EXPECT_THAT(host.Get("CameraName"), HasSubstr("0$$$$$Close\r"));
     EXPECT_EQ(KZSim_OpenHandles(), 1U);
+    // One that is chosen behind it and opens only at the second attempt is no address's any more.
+    KZSim_SetFaults("A", "open=0x80000201");
+    EXPECT_EQ(host.Set("CameraName", "A"), KZ_CC_E_OPEN_REFUSED);
+    KZSim_SetFaults("A", "");
+    EXPECT_EQ(host.Set("CheckCameraOpened", "True"), cam::kOk);
+    EXPECT_EQ(host.Get("ConnectIP"), "False");
 }
 
 TEST_F(Connection, RealTimeModeBypassesTheModuleAndIsTakenUpAgain) {
@@ -529,6 +537,21 @@ TEST_F(Connection, RealTimeModeBypassesTheModuleAndIsTakenUpAgain) {
                 ElementsAre("KZ_CC_StopGrabbing", "KZ_CC_SetBoolValue TriggerMode 1",
                             "KZ_CC_SetEnumValue TriggerMode 1", "KZ_GIGE_SetTransmissionType 0"));
     EXPECT_TRUE(host.Image().has_value());
+
+    // While the camera is switched the grab keeper waits, and longer than its round takes.
+    KZSim_SetFaults("A", "fail=KZ_GIGE_SetTransmissionType:0x1");
+    host.onLog = [](const std::string& line) {
+        if (line.find("SetTransmission Error") != line.npos) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        }
+    };
+    KZSim_ClearJournal("A");
+    EXPECT_EQ(host.Set("RealTimeImgAcq", "True"), cam::kOk);
+    auto switched = Journal("A");
+    switched.resize(4);
+    EXPECT_THAT(switched, ElementsAre("KZ_CC_StopGrabbing", "KZ_GIGE_SetTransmissionType 65537",
+                                      "KZ_CC_SetBoolValue TriggerMode 0",
+                                      "KZ_CC_SetEnumValue TriggerMode 0"));
 }
 
 }  // namespace

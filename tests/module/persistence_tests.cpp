@@ -199,6 +199,16 @@ TEST(Persistence, DoesNotWaitForACameraThatWasNotSaved) {
     EXPECT_EQ(host.LogCount("[CCameraModule::LoadModuleData@"), 6U);
 }
 
+// Leaving a live view that was never entered stops nothing, so no start follows.
+TEST(Persistence, DoesNotWaitForACameraThatStreams) {
+    ModuleHost host(kCamera);
+    host.OpenForRequests("G1");
+    const Record record = RecordOf(
+        {{"SerialNumber", "G1"}, {"WaitForConnectingTime", "600000"}, {"RealTimeImgAcq", "False"}});
+    ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);  // not in ten minutes
+    EXPECT_EQ(host.LogCount("connecting finished, grabing=true"), 1U);
+}
+
 TEST(Persistence, WaitsWithinItsBoundAndLetsTheThreadGoOn) {
     ModuleHost host(kCamera);
     KZSim_Unplug("G1");

@@ -139,6 +139,23 @@ TEST(ReconnectionOfAnother, LeavesTheCameraOfTheHostAlone) {
     }
 }
 
+TEST_F(Reconnection, DoesNotSeekWhatTheHostClosedMeanwhile) {
+    std::atomic<bool> closed{false};
+    host.onLog = [&](const std::string& line) {
+        if (line.find("(G1)Camera callback exception") != line.npos) {
+            EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk);
+            closed = true;
+        }
+    };
+    KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
+    ASSERT_TRUE(Eventually([&] { return closed.load(); }));
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(StateReports(host), (Reports{kOff}));
+    EXPECT_EQ(Attempts(host), 0U);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    host.Destroy();  // ahead of what its log line uses
+}
+
 // A request wants the camera whose open failed, while the host chooses another.
 TEST(PendingSelection, IsForgottenWhenTheHostChoosesAnother) {
     ModuleHost host(std::string(kCamera) + "; usb3 serial=U1 width=64 height=32");
