@@ -66,7 +66,7 @@ class CCameraModule final : public CAbstractUserModule {
     std::uint32_t LoadModuleData(SAVE_MODULE_DATA_PARAM* record) override;
     std::uint32_t Init() override;
     // Harmless when repeated or after a failed Init. When it returns, no thread of the module runs
-    // and no callback of the SDK reaches it.
+    // and no callback of the SDK reaches it: it waits for both, so not from inside a notice.
     std::uint32_t DeInit() override;
 
     // The framework's notify event; `context` is the module.
@@ -177,6 +177,7 @@ class CCameraModule final : public CAbstractUserModule {
     void ClearImageQueue();
 
     // Saved data
+    void SaveRelations(ModuleParamList& params, ModuleParamList* copy) REQUIRES(m_receivers.m_lock);
     void KeepLoadedParams(const ModuleParamList& params);
     [[nodiscard]] std::int32_t RelationIndex(const ModuleParamList& kept, std::string_view id) const
         REQUIRES(m_receivers.m_lock);

@@ -9,7 +9,8 @@ extern "C" {
 // left by CQ_M_SetLastError. The host gives it back with DestroyModule.
 CAbstractUserModule* CreateModule(void* handle);
 
-// Ends the module's threads, closes its camera and frees it; a null `module` does nothing.
+// Ends the module's threads, closes its camera and frees it; a null `module` does nothing. Not from
+// inside one of its notices.
 void DestroyModule(void* handle, CAbstractUserModule* module);
 
 }  // extern "C"

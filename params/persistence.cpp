@@ -69,22 +69,7 @@ std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try 
     }
 
     const platform::LockGuard hold(m_receivers.m_lock);
-    if (copy != nullptr) {
-        m_savedRelationIndex = -1;
-    }
-    for (const std::string& id : m_receivers.Ids()) {
-        const std::int32_t index =
-            restore ? RelationIndex(record->params, id) : record->params.nNum;
-        if (static_cast<std::uint32_t>(index) >= kFrameworkMaxEntries) {
-            continue;
-        }
-        PutEntry(record->params.entries[index], kRelation, id);
-        if (copy != nullptr) {
-            PutEntry(copy->entries[index], "", id);
-            copy->nNum = ++record->params.nNum;
-            m_savedRelationIndex = index;
-        }
-    }
+    SaveRelations(record->params, copy.get());
     if (copy != nullptr) {
         m_savedData.SetParams(std::move(copy));
     }
@@ -102,6 +87,26 @@ std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try 
     return kOk;
 } catch (...) {
     return kNoResources;
+}
+
+// Behind the present values, and nameless in their `copy`, which is replayed after a reconnect and
+// relates nothing; without a copy `params` is the kept list, where each goes back to its place.
+void CCameraModule::SaveRelations(ModuleParamList& params, ModuleParamList* copy) {
+    if (copy != nullptr) {
+        m_savedRelationIndex = -1;
+    }
+    for (const std::string& id : m_receivers.Ids()) {
+        const std::int32_t index = copy != nullptr ? params.nNum : RelationIndex(params, id);
+        if (static_cast<std::uint32_t>(index) >= kFrameworkMaxEntries) {
+            continue;
+        }
+        PutEntry(params.entries[index], kRelation, id);
+        if (copy != nullptr) {
+            PutEntry(copy->entries[index], "", id);
+            copy->nNum = ++params.nNum;
+            m_savedRelationIndex = index;
+        }
+    }
 }
 
 // The index in the kept list at which relation `id` is saved: that of its own nameless entry or,
