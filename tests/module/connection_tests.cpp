@@ -504,6 +504,11 @@ TEST_F(ConnectionByAddress, IsNotTakenForLostByTheList) {
 
 TEST_F(Connection, RealTimeModeBypassesTheModuleAndIsTakenUpAgain) {
     ModuleHost host("gige serial=A width=64 height=48 rate=200 events=0\nusb3 serial=B");
+    host.onLog = [](const std::string& line) {
+        if (line.find("SetTransmission Error") != line.npos) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        }
+    };
     host.OpenForRequests("A");
     KZSim_ClearJournal("A");
     EXPECT_EQ(host.Set("RealTimeImgAcq", "False"), cam::kOk);
@@ -538,13 +543,8 @@ TEST_F(Connection, RealTimeModeBypassesTheModuleAndIsTakenUpAgain) {
                             "KZ_CC_SetEnumValue TriggerMode 1", "KZ_GIGE_SetTransmissionType 0"));
     EXPECT_TRUE(host.Image().has_value());
 
-    // While the camera is switched the grab keeper waits, and longer than its round takes.
+    // While the camera is switched, here for longer than a round of the grab keeper, that waits.
     KZSim_SetFaults("A", "fail=KZ_GIGE_SetTransmissionType:0x1");
-    host.onLog = [](const std::string& line) {
-        if (line.find("SetTransmission Error") != line.npos) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        }
-    };
     KZSim_ClearJournal("A");
     EXPECT_EQ(host.Set("RealTimeImgAcq", "True"), cam::kOk);
     auto switched = Journal("A");
