@@ -3,6 +3,8 @@
 #include <charconv>
 #include <optional>
 
+#include "host/text.h"
+
 namespace host {
 namespace {
 
@@ -21,16 +23,6 @@ std::optional<CameraChoice> ParseEntry(std::string_view entry) {
 }
 
 }  // namespace
-
-std::vector<std::string_view> SplitFields(std::string_view text, char separator) {
-    std::vector<std::string_view> fields;
-    for (std::size_t end; (end = text.find(separator)) != std::string_view::npos;
-         text.remove_prefix(end + 1)) {
-        fields.push_back(text.substr(0, end));
-    }
-    fields.push_back(text);
-    return fields;
-}
 
 ChoiceList ParseChoiceList(std::string_view text) {
     ChoiceList list;

@@ -1,4 +1,4 @@
-// The text in which the module offers cameras to choose from, and the text form of its values.
+// The text in which the module offers cameras to choose from.
 #pragma once
 
 #include <string>
@@ -20,9 +20,5 @@ struct ChoiceList {
 
 // "selected$serial$$$$Close\rName (SERIAL)\r...". What does not look like an entry is left out.
 [[nodiscard]] ChoiceList ParseChoiceList(std::string_view text);
-
-// The fields of a value text, which stand between '$'.
-[[nodiscard]] std::vector<std::string_view> SplitFields(std::string_view text,
-                                                        char separator = '$');
 
 }  // namespace host

@@ -48,7 +48,8 @@ struct Grab {
     }
 
     [[nodiscard]] bool GoesOn() const {
-        return run.Frames() < wanted && run.NotDeliveredInARow() < kGiveUpAfter && !Interrupted();
+        return run.Frames() < wanted && run.NotDeliveredInARow() < kGiveUpAfter && !Interrupted() &&
+               !OutputFailed();
     }
 
     // Reads the frame that is due and passes it on.
@@ -135,7 +136,8 @@ ExitCode Outcome(const Grab& grab) {
     if (Interrupted()) {
         return ExitCode::Interrupted;
     }
-    return grab.run.Frames() < grab.wanted ? ExitCode::NoFrame : ExitCode::Ok;
+    // Output that fails is told by main.
+    return grab.run.Frames() < grab.wanted && !OutputFailed() ? ExitCode::NoFrame : ExitCode::Ok;
 }
 
 // Ends the saving and says how the run went.

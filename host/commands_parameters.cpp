@@ -79,10 +79,13 @@ ExitCode RunGet(const Options& options) {
     session.OpenCamera(options, false);
     const std::string value = session.Get(key);
     if (IsUnreadable(value)) {
+        if (IsOnlyWritten(key)) {
+            throw Failure(key + " is only written");
+        }
         throw Failure(key + " cannot be read: " +
                       (options.camera.empty() && !options.address
                            ? "a camera's feature needs --camera or --ip"
-                           : "the camera has no such feature"));
+                           : "the camera has no such feature, or does not let it be read"));
     }
     std::fputs((Printable(value) + "\n").c_str(), Output());
     return ExitCode::Ok;
@@ -95,7 +98,7 @@ ExitCode RunSet(const Options& options) {
         const std::string& key = options.arguments[i];
         session.Set(key, options.arguments[i + 1]);
         const std::string value = Printable(session.Get(key));
-        // Commands have no value to read back.
+        // Commands have no value to read back, nor have features that the camera lacks.
         if (!value.empty() && !IsUnreadable(value)) {
             std::fprintf(Output(), "%s = %s\n", key.c_str(), value.c_str());
         }

@@ -1,5 +1,4 @@
 // watch: the live state of a camera.
-#include <charconv>
 #include <cstdio>
 #include <mutex>
 #include <string>
@@ -17,7 +16,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kTakeInterval{50};
 constexpr std::chrono::seconds kShowInterval{1};
-constexpr char kClearLine[] = "\r\x1b[K";
 
 struct Notice {
     std::uint32_t code;
@@ -87,7 +85,7 @@ class Watch {
         m_session.Command("TriggerOff", "1");
         const Clock::time_point start = Clock::now();
         Clock::time_point nextShow = start + kShowInterval;
-        while (!Interrupted() &&
+        while (!Interrupted() && !OutputFailed() &&
                (seconds == 0 || Clock::now() < start + std::chrono::seconds(seconds))) {
             TakeFrame();
             ShowNotices();
@@ -164,6 +162,7 @@ class Watch {
 ExitCode RunWatch(const Options& options) {
     WatchObserver observer(options.procedures);
     ModuleSession session(options, observer);
+    static_cast<void>(observer.TakeNotices());  // of --gentl; no camera is open yet
     session.OpenCamera(options, true);
     session.RelateProcedures(options.procedures);
     Watch(session, observer).Run(options.seconds);

@@ -2,7 +2,6 @@
 
 #include <charconv>
 
-#include "host/choice_list.h"
 #include "host/text.h"
 
 namespace host {
@@ -44,7 +43,7 @@ std::string GrabRun::Summary(const TransportErrors& errors) const {
     const FrameJournal::Counts counts = m_journal.Count();
     std::string text = "frames taken    " + std::to_string(m_frames) + "\n";
 
-    // Between the first and the last frame lie one less than there are.
+    // n frames span n - 1 intervals.
     const double seconds = m_first ? std::chrono::duration<double>(m_last - *m_first).count() : 0;
     if (seconds > 0) {
         constexpr double kMega = 1e6;

@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
     host::WatchForInterrupt();
     const host::ExitCode code = Run(argc, argv);
     // A full disk or a closed pipe must not pass for success.
-    if (std::fflush(host::Output()) != 0 && code == host::ExitCode::Ok) {
+    if ((std::fflush(host::Output()) != 0 || host::OutputFailed()) && code == host::ExitCode::Ok) {
         std::fputs("camera_host: the output could not be written\n", stderr);
         return static_cast<int>(host::ExitCode::Failure);
     }

@@ -2,16 +2,17 @@
 
 #include <charconv>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>
 
 #include "host/exit_codes.h"
+#include "host/parameter_help.h"
 #include "host/text.h"
 #include "module/framework/status_codes.h"
 #include "module/log/xalog.h"
+#include "params/parameter_info.h"
 #include "platform/system.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
@@ -220,10 +221,16 @@ void ModuleSession::Set(const std::string& key, const std::string& value) {
     if (status != 0) {
         throw Failure("setting " + key + " to '" + value + "' failed: " + StatusText(status));
     }
+    // The module answers 0 for a feature that the camera lacks.
+    if (cam::FindParameterInfo(key) == nullptr && IsUnreadable(Get(key))) {
+        std::fprintf(stderr,
+                     "camera_host: %s does not read back: a command of the camera, or it has no "
+                     "such feature\n",
+                     key.c_str());
+    }
 }
 
-bool ModuleSession::OpenCamera(const Options& options, bool orFirst) {
-    bool opened = true;
+void ModuleSession::OpenCamera(const Options& options, bool orFirst) {
     if (options.address) {
         Set("Type", "1");
         Set("CameraIP", options.address->camera);
@@ -252,13 +259,10 @@ bool ModuleSession::OpenCamera(const Options& options, bool orFirst) {
         if (status != 0) {
             throw Failure("camera '" + serial + "' could not be opened: " + StatusText(status));
         }
-    } else {
-        opened = false;
     }
     for (const auto& [key, value] : options.settings) {
         Set(key, value);
     }
-    return opened;
 }
 
 void ModuleSession::RelateProcedures(std::uint64_t count) {

@@ -69,12 +69,13 @@ class ModuleSession {
     // The module's status; a command leaves no trace in a saved solution.
     [[nodiscard]] std::uint32_t TryCommand(const std::string& key, const std::string& value);
     void Command(const std::string& key, const std::string& value);
-    // A value that belongs to the solution.
+    // A value that belongs to the solution. A camera's feature that then does not read back is told
+    // on standard error: its name may be mistyped.
     void Set(const std::string& key, const std::string& value);
 
     // Opens the camera that the options name and writes their settings. Where they name none,
-    // `orFirst` takes the first one listed. False: no camera was asked for, only settings written.
-    bool OpenCamera(const Options& options, bool orFirst);
+    // `orFirst` takes the first one listed.
+    void OpenCamera(const Options& options, bool orFirst);
 
     // Tells the module which host procedures take its frames; without any it ignores frames.
     void RelateProcedures(std::uint64_t count);

@@ -1,9 +1,9 @@
 #include "host/options.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <limits>
+#include <string_view>
 
 namespace host {
 namespace {
@@ -32,66 +32,72 @@ constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
 
 constexpr CommandRow kCommands[] = {
     {Command::List, "list", "", 0, 0, "show the cameras that the module finds",
-     "Shows the serial number and the name of every camera. Where the output is no terminal, each\n"
-     "camera is a line of serial number, a tab and the name.\n\n"
-     "  camera_host list\n"
-     "  camera_host list --simulate default\n"},
+     R"(Shows the serial number and the name of every camera. Where the output is no terminal, each
+camera is a line of serial number, a tab and the name.
+
+  camera_host list
+  camera_host list --simulate default
+)"},
     {Command::Grab, "grab", "", 0, 0, "take frames and tell how it went",
-     "Opens the camera and takes frames from it: on request, one software trigger a frame, or, "
-     "with\n"
-     "--run-by-camera, as the free-running camera sends them. Ends with the frame rate, the data\n"
-     "rate, the frames lost and why, and the time from a frame's arrival to its being in the "
-     "host's\n"
-     "hands. Without --camera or --ip the first one in the list is taken.\n\n"
-     "  camera_host grab --frames 100 --out pictures --save-every 10\n"
-     "  camera_host grab --camera SIM0001 --run-by-camera --set ExposureTime=5000\n"
-     "  camera_host grab --ip 192.168.1.20 192.168.1.1\n"},
+     R"(Opens the camera and takes frames from it: on request, one software trigger a frame, or, with
+--run-by-camera, as the free-running camera sends them. Ends with the frame rate, the data
+rate, the frames lost and why, and the time from a frame's arrival to its being in the host's
+hands. Without --camera or --ip the first one in the list is taken.
+
+  camera_host grab --frames 100 --out pictures --save-every 10
+  camera_host grab --camera SIM0001 --run-by-camera --set ExposureTime=5000
+  camera_host grab --ip 192.168.1.20 192.168.1.1
+)"},
     {Command::Get, "get", "KEY", 1, 1, "read a value of the module or the camera",
-     "Prints the value text of a key, or of a camera's feature by its GenICam name. A value with "
-     "a\n"
-     "range is followed by its bounds: value$minimum$maximum$increment$. Camera features and what\n"
-     "the module knows of a camera need --camera or --ip. 'camera_host params' shows the keys.\n\n"
-     "  camera_host get ImageCacheNum\n"
-     "  camera_host get ExposureTime --camera SIM0001\n"},
+     R"(Prints the value text of a key, or of a camera's feature by its GenICam name. A value with a
+range is followed by its bounds: value$minimum$maximum$increment$. Camera features and what
+the module knows of a camera need --camera or --ip. 'camera_host params' shows the keys.
+
+  camera_host get ImageCacheNum
+  camera_host get ExposureTime --camera SIM0001
+)"},
     {Command::Set, "set", "KEY VALUE [KEY VALUE ...]", 2, kAnyNumber,
      "write values of the module or the camera",
-     "Writes each value, in order, and prints what then reads back. A module's own settings last "
-     "as\n"
-     "long as the program runs; a camera keeps features until --camera opens it again, which "
-     "loads\n"
-     "its user set 1, so write SaveParams last to keep them. --ip loads none, and SaveParams then\n"
-     "goes to the set that the camera has selected.\n\n"
-     "  camera_host set --camera SIM0001 ExposureTime 5000 SaveParams 1\n"},
+     R"(Writes each value, in order, and prints what then reads back. A module's own settings last as
+long as the program runs; a camera keeps features until --camera opens it again, which loads
+its user set 1, so write SaveParams last to keep them. --ip loads none, and SaveParams then
+goes to the set that the camera has selected.
+
+  camera_host set --camera SIM0001 ExposureTime 5000 SaveParams 1
+)"},
     {Command::Params, "params", "", 0, 0, "show the keys with value, range and meaning",
-     "Shows the keys of the module that have an effect and the common camera features: value,\n"
-     "range, meaning. Without --camera or --ip the features of a camera are left out. On a "
-     "terminal,\n"
-     "long ranges are cut off.\n\n"
-     "  camera_host params --camera SIM0001\n"},
+     R"(Shows the keys of the module that have an effect and the common camera features: value,
+range, meaning. Without --camera or --ip the features of a camera are left out. On a terminal,
+long ranges are cut off.
+
+  camera_host params --camera SIM0001
+)"},
     {Command::Watch, "watch", "", 0, 0, "show the live state of a camera",
-     "Opens the camera, lets it run freely, takes its frames, and shows once a second: "
-     "connection,\n"
-     "frame rate, frames waiting, frames lost. Notices of the module are shown as they come. "
-     "Without\n"
-     "--camera or --ip the first one in the list is taken. Unless --ip opened it, the camera may "
-     "be\n"
-     "unplugged and plugged in again meanwhile. Ends with Ctrl-C or after --seconds.\n\n"
-     "  camera_host watch --camera SIM0001 --seconds 10\n"},
+     R"(Opens the camera, lets it run freely, takes its frames, and shows once a second: connection,
+frame rate, frames waiting, frames lost. Notices of the module are shown as they come. Without
+--camera or --ip the first one in the list is taken. Unless --ip opened it, the camera may be
+unplugged and plugged in again meanwhile. Ends with Ctrl-C or after --seconds.
+
+  camera_host watch --camera SIM0001 --seconds 10
+)"},
     {Command::Save, "save", "FILE", 1, 1, "save the settings as a solution",
-     "Opens the camera if one is named, applies the values of --set, and saves all as a host "
-     "saves\n"
-     "its solution.\n\n"
-     "  camera_host save line1.solution --camera SIM0001 --set ImageCacheNum=10\n"},
+     R"(Opens the camera if one is named, applies the values of --set, and saves all as a host saves
+its solution.
+
+  camera_host save line1.solution --camera SIM0001 --set ImageCacheNum=10
+)"},
     {Command::Load, "load", "FILE", 1, 1, "load a saved solution and show the result",
-     "Loads what 'camera_host save' saved, waits for the saved camera as long as the solution "
-     "says,\n"
-     "and shows the settings.\n\n"
-     "  camera_host load line1.solution\n"},
+     R"(Loads what 'camera_host save' saved, waits for the saved camera as long as the solution says,
+and shows the settings.
+
+  camera_host load line1.solution
+)"},
     {Command::Folder, "folder", "DIR", 1, 1, "take the pictures of a folder instead of a camera's",
-     "Reads the BMP, JPEG, PNG and TIFF files of a folder through the module, in rotation, and "
-     "shows\n"
-     "what each request delivers. The folder's path may hold no blank.\n\n"
-     "  camera_host folder pictures --frames 20 --out copies\n"},
+     R"(Reads the BMP, JPEG, PNG and TIFF files of a folder through the module, in rotation, and shows
+what each request delivers. The folder's path may hold no blank.
+
+  camera_host folder pictures --frames 20 --out copies
+)"},
 };
 
 [[nodiscard]] std::uint64_t Number(std::string_view option, const std::string& text,
@@ -118,7 +124,13 @@ constexpr std::uint64_t kMany = 1'000'000'000;
 
 const OptionRow kOptions[] = {
     {"--camera", "SERIAL", kOpening, "open the camera of this serial number",
-     [](Options& o, Values v) { o.camera = v[0]; }},
+     [](Options& o, Values v) {
+         // An empty one would stand for the first camera, and 0 closes instead of opening.
+         if (v[0].empty() || v[0] == "0") {
+             throw UsageError("--camera takes a serial number");
+         }
+         o.camera = v[0];
+     }},
     {"--ip", "CAMERA LOCAL", kOpening,
      "open a GigE camera by its address and the network card's; sets it to Mono8",
      [](Options& o, Values v) {
@@ -162,11 +174,11 @@ const OptionRow kOptions[] = {
      [](Options& o, Values v) { o.module = v[0]; }},
     {"--log-level", "N", kAll, "show the module's log: 1 debug, 2 information, 3 warning, 4 error",
      [](Options& o, Values v) {
-         o.logLevel = static_cast<int>(Number("--log-level", v[0], 0, 9));
+         o.logLevel = static_cast<int>(Number("--log-level", v[0], 1, 4));
      }},
     {"--log-file", "FILE", kAll, "append the module's log to this file",
      [](Options& o, Values v) { o.logFile = v[0]; }},
-    {"--help", "", kAll, "show this help", nullptr},
+    {"--help", "", kAll, "show this help, as -h does", nullptr},
     {"--version", "", kAll, "show the version", nullptr},
 };
 
@@ -240,6 +252,27 @@ constexpr std::string_view kExitCodes =
     return *found;
 }
 
+// What may be wrong with a command line whose words are each understood.
+void Check(const Options& options, const CommandRow& command,
+           std::span<const OptionRow* const> used) {
+    for (const OptionRow* option : used) {
+        if ((option->commands & Bit(command.command)) == 0) {
+            throw UsageError("'" + std::string(command.name) + "' has no option " +
+                             std::string(option->name));
+        }
+    }
+    const std::size_t count = options.arguments.size();
+    if (count < command.minimumArguments || count > command.maximumArguments ||
+        (command.command == Command::Set && count % 2 != 0)) {
+        throw UsageError(
+            "'" + std::string(command.name) + "' takes " +
+            (command.arguments.empty() ? "no arguments" : std::string(command.arguments)));
+    }
+    if (!options.camera.empty() && options.address) {
+        throw UsageError("--camera and --ip exclude each other");
+    }
+}
+
 [[nodiscard]] std::size_t CountWords(std::string_view text) {
     return text.empty() ? 0
                         : static_cast<std::size_t>(std::count(text.begin(), text.end(), ' ')) + 1;
@@ -257,7 +290,7 @@ Options ParseOptions(std::span<const std::string> arguments) {
 
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
-        if (onlyArguments || !argument.starts_with("--")) {
+        if (onlyArguments || (!argument.starts_with("--") && argument != "-h")) {
             if (command != nullptr) {
                 options.arguments.push_back(argument);
             } else if (argument == "help") {
@@ -271,18 +304,27 @@ Options ParseOptions(std::span<const std::string> arguments) {
             onlyArguments = true;
             continue;
         }
-        const OptionRow& option = FindOption(argument);
+        const std::size_t equals = argument.find('=');
+        const OptionRow& option =
+            FindOption(argument == "-h" ? "--help" : argument.substr(0, equals));
         help = help || option.name == "--help";
         version = version || option.name == "--version";
+        std::vector<std::string> values;
+        if (equals != std::string::npos) {
+            values.push_back(argument.substr(equals + 1));
+        }
         const std::size_t count = CountWords(option.values);
-        if (arguments.size() - i - 1 < count) {
-            throw UsageError(argument + " takes " + std::string(option.values));
+        while (values.size() < count && i + 1 < arguments.size()) {
+            values.push_back(arguments[++i]);
+        }
+        if (values.size() != count) {
+            throw UsageError(std::string(option.name) + " takes " +
+                             (count == 0 ? "no value" : std::string(option.values)));
         }
         if (option.apply != nullptr) {
-            option.apply(options, arguments.subspan(i + 1, count));
+            option.apply(options, values);
         }
         used.push_back(&option);
-        i += count;
     }
 
     if (help) {
@@ -297,22 +339,7 @@ Options ParseOptions(std::span<const std::string> arguments) {
         throw UsageError("a command is missing");
     }
     options.command = command->command;
-    for (const OptionRow* option : used) {
-        if ((option->commands & Bit(options.command)) == 0) {
-            throw UsageError("'" + std::string(command->name) + "' has no option " +
-                             std::string(option->name));
-        }
-    }
-    const std::size_t count = options.arguments.size();
-    if (count < command->minimumArguments || count > command->maximumArguments ||
-        (options.command == Command::Set && count % 2 != 0)) {
-        throw UsageError(
-            "'" + std::string(command->name) + "' takes " +
-            (command->arguments.empty() ? "no arguments" : std::string(command->arguments)));
-    }
-    if (!options.camera.empty() && options.address) {
-        throw UsageError("--camera and --ip exclude each other");
-    }
+    Check(options, *command, used);
     return options;
 }
 

@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "host/choice_list.h"
+#include "host/text.h"
 #include "params/parameter_info.h"
 
 namespace host {
@@ -34,8 +35,12 @@ constexpr ParameterHelp kCameraFeatures[] = {
 // The module cuts a feature's text off here, be it in the middle of a number.
 constexpr std::size_t kLongestFeatureText = 255;
 
+bool IsOnlyWritten(const cam::ParameterInfo& info) {
+    return info.access == cam::KeyAccess::Write || info.access == cam::KeyAccess::Command;
+}
+
 ValueKind KindOf(const cam::ParameterInfo& info) {
-    if (info.access == cam::KeyAccess::Write || info.access == cam::KeyAccess::Command) {
+    if (IsOnlyWritten(info)) {
         return Command;
     }
     switch (info.form) {
@@ -77,6 +82,11 @@ std::vector<ParameterHelp> AllParameters() {
     }
     parameters.insert(parameters.end(), std::begin(kCameraFeatures), std::end(kCameraFeatures));
     return parameters;
+}
+
+bool IsOnlyWritten(std::string_view key) {
+    const cam::ParameterInfo* const info = cam::FindParameterInfo(key);
+    return info != nullptr && IsOnlyWritten(*info);
 }
 
 bool IsUnreadable(std::string_view text) {

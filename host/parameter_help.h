@@ -26,6 +26,9 @@ struct ParameterHelp {
 // The keys of the module that a person has use for, then the camera features most used.
 [[nodiscard]] std::vector<ParameterHelp> AllParameters();
 
+// A key of the module that cannot be read.
+[[nodiscard]] bool IsOnlyWritten(std::string_view key);
+
 struct ShownValue {
     std::string value;
     std::string range;  // "1 to 64, step 1"; "0, 1, 7"; empty where the value tells none

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <condition_variable>
-#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <filesystem>

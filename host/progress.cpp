@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::uint64_t kCells = 40;
 constexpr std::chrono::milliseconds kDrawInterval{100};
-constexpr char kClearLine[] = "\r\x1b[K";
 
 }  // namespace
 

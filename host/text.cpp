@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "camera/sdk/kz_camera_control.h"
 #include "module/framework/status_codes.h"
 #include "standins/module_frame/module_frame_host.h"
 
@@ -30,6 +31,18 @@ const char* Meaning(std::uint32_t status) {
             return "no image to deliver";
         case cam::kNoCamera:
             return "no camera is open";
+        case KZ_CC_E_NODE_RANGE:
+            return "outside the feature's range";
+        case KZ_CC_E_NODE_ACCESS:
+            return "cannot be read or written now";
+        case KZ_CC_E_NODE_TYPE:
+            return "not of the feature's type";
+        case KZ_CC_E_OPEN_REFUSED:
+            return "another program has control of the camera";
+        case KZ_CC_E_DEVICE_LOST:
+            return "the camera does not answer";
+        case kModuleFrameBadArgument:
+            return "not accepted: too long, or empty";
         case kModuleFrameNoFile:
             return "the file cannot be read or written";
         default:
@@ -50,6 +63,16 @@ std::string StatusText(std::uint32_t status) {
     std::snprintf(code, sizeof code, "0x%08X", status);
     const char* meaning = Meaning(status);
     return meaning == nullptr ? code : std::string(code) + " (" + meaning + ")";
+}
+
+std::vector<std::string_view> SplitFields(std::string_view text, char separator) {
+    std::vector<std::string_view> fields;
+    for (std::size_t end; (end = text.find(separator)) != std::string_view::npos;
+         text.remove_prefix(end + 1)) {
+        fields.push_back(text.substr(0, end));
+    }
+    fields.push_back(text);
+    return fields;
 }
 
 std::string Shortened(std::string_view text, std::size_t length) {

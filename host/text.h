@@ -1,4 +1,4 @@
-// Small text helpers of the program: numbers, status codes, tables.
+// Small text helpers of the program: numbers, status codes, the module's value texts, tables.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,12 @@ namespace host {
 
 [[nodiscard]] std::string Decimal(double value, int digits);
 
-// "0xE0000409 (no image to deliver)"; the code alone when it is none of the module's own.
+// "0xE0000409 (no image to deliver)"; the code alone when it is none of the usual.
 [[nodiscard]] std::string StatusText(std::uint32_t status);
+
+// The fields of a value text, which stand between '$'.
+[[nodiscard]] std::vector<std::string_view> SplitFields(std::string_view text,
+                                                        char separator = '$');
 
 // The text in at most so many characters (3 or more), the last ones "..." where it is longer. For
 // texts without characters beyond ASCII.

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <csignal>
+
 namespace host {
 namespace {
 
@@ -19,6 +21,8 @@ void KeepOutputForResults() {
 }  // namespace
 
 std::vector<std::string> StartConsole(int argc, char** argv) {
+    // Or the module would not be destroyed, and its camera and regions be left as they are.
+    std::signal(SIGPIPE, SIG_IGN);
     KeepOutputForResults();
     return argc > 0 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
 }

@@ -21,12 +21,17 @@ std::string ToUtf8(const wchar_t* text) {
     return utf8;
 }
 
-bool IsConsole(std::FILE* file) {
+// False where the file is no console, or one that does not know escape codes.
+bool EnableEscapeCodes(std::FILE* file) {
+    const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
     DWORD mode = 0;
-    return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), &mode) != 0;
+    return GetConsoleMode(console, &mode) != 0 &&
+           SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
 std::FILE* output = stdout;
+bool outputIsTerminal = false;
+bool standardErrorIsTerminal = false;
 
 // Without the means the module's prints stay where they are; the results come all the same.
 void KeepOutputForResults() {
@@ -46,6 +51,8 @@ std::vector<std::string> StartConsole(int, char**) {
     // The same bytes as everywhere for those who read them.
     _setmode(_fileno(output), _O_BINARY);
     _setmode(_fileno(stderr), _O_BINARY);
+    outputIsTerminal = EnableEscapeCodes(output);
+    standardErrorIsTerminal = EnableEscapeCodes(stderr);
 
     int count = 0;
     wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -62,11 +69,11 @@ std::FILE* Output() {
 }
 
 bool OutputIsTerminal() {
-    return IsConsole(output);
+    return outputIsTerminal;
 }
 
 bool StandardErrorIsTerminal() {
-    return IsConsole(stderr);
+    return standardErrorIsTerminal;
 }
 
 }  // namespace host

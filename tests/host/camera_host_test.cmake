@@ -52,12 +52,17 @@ expect(0 "^50\n$" get ImageCacheNum)
 expect(0 "^640\\$" get Width ${first})
 expect(1 "needs --camera" get Width)
 expect(1 "no such feature" get Colourfulness ${first})
+expect(1 "LogLevel is only written" get LogLevel)
 expect(0 "^ImageCacheNum = 7\nWidth = 320\\$" set ImageCacheNum 7 Width 320 ${first})
+expect(0 "^camera_host: ExposureTme does not read back" set ExposureTme 5000 ${first})
 expect(1 "0xE0000410 \\(no camera is open\\)" set Width 320)
+expect(1 "0x80000102 \\(outside the feature's range\\)" set Width 3 ${first})
 expect(0 "ExposureTime\t[0-9.]+\t.* to .*\tmicroseconds" params ${first})
-expect(0 "frames/s" watch --seconds 2 ${first})
+# The camera was opened, and is not back from anywhere.
+expect(0 "^camera on line\non line .*frames/s" watch --seconds 2 --gentl ${WORK}
+    --simulate default)
 
-expect(0 "^$" save ${WORK}/line.solution --set ImageCacheNum=9 ${first})
+expect(0 "^$" save ${WORK}/line.solution --set ImageCacheNum=9 --set LogLevel=4 ${first})
 expect(0 "SerialNumber\tSIM0001\t.*ImageCacheNum\t9\t" load ${WORK}/line.solution ${sim})
 expect(1 "could not be loaded" load ${WORK}/absent.solution)
 
@@ -65,6 +70,15 @@ expect(0 "1\t640x480\tMono8\t307200 bytes\n2\t.*pictures saved  2" folder ${WORK
     --out ${WORK}/copies)
 expect_files(2 ${WORK}/copies/*)
 expect(1 "cannot be listed" folder ${WORK}/absent)
+
+# A reader that goes away, as `head` does.
+foreach(endless "watch;${first}" "folder;${WORK}/pictures;--frames;1000000000")
+    execute_process(COMMAND ${EMULATOR} ${HOST} ${endless} COMMAND ${CMAKE_COMMAND} -E true
+        RESULTS_VARIABLE results ERROR_VARIABLE error TIMEOUT 60)
+    if(NOT results STREQUAL "1;0" OR NOT error MATCHES "output could not be written")
+        message(SEND_ERROR "${endless}, not read: ended with ${results}\n${error}")
+    endif()
+endforeach()
 
 expect(1 "cannot be loaded" list --module ${WORK}/absent)
 expect(1 "is no module" list --module ${NO_MODULE})

@@ -16,7 +16,7 @@ Options Parse(const std::vector<std::string>& arguments) {
 TEST(Options, AGrabWithEverythingOnIsUnderstood) {
     const Options options =
         Parse({"grab", "--camera", "A 1", "--frames", "100", "--run-by-camera", "--out", "dir",
-               "--save-every", "5", "--set", "Gain=2.5", "--set", "Name=a=b", "--log-level", "2",
+               "--save-every=5", "--set", "Gain=2.5", "--set=Name=a=b", "--log-level", "2",
                "--simulate", "gige; usb3"});
     EXPECT_EQ(options.command, Command::Grab);
     EXPECT_EQ(options.camera, "A 1");
@@ -30,10 +30,13 @@ TEST(Options, AGrabWithEverythingOnIsUnderstood) {
 }
 
 TEST(Options, AnAddressIsTwoValues) {
-    const Options options = Parse({"grab", "--ip", "10.0.0.2", "10.0.0.1"});
-    ASSERT_TRUE(options.address);
-    EXPECT_EQ(options.address->camera, "10.0.0.2");
-    EXPECT_EQ(options.address->local, "10.0.0.1");
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"grab", "--ip", "10.0.0.2", "10.0.0.1"}, {"grab", "--ip=10.0.0.2", "10.0.0.1"}}) {
+        const Options options = ParseOptions(arguments);
+        ASSERT_TRUE(options.address);
+        EXPECT_EQ(options.address->camera, "10.0.0.2");
+        EXPECT_EQ(options.address->local, "10.0.0.1");
+    }
 }
 
 TEST(Options, OptionsMayStandAnywhereButBehindTwoDashes) {
@@ -60,10 +63,16 @@ TEST(Options, WrongUsageIsRefused) {
         {"grab", "--frames", "-3"},
         {"grab", "--frames", "3x"},
         {"grab", "--frames", "99999999999999999999"},
-        {"grab", "--set", "Gain"},  // no value
-        {"grab", "--set", "=1"},    // no key
-        {"grab", "extra"},          // takes no arguments
-        {"get"},                    // takes one
+        {"list", "--log-level", "0"},
+        {"list", "--log-level", "5"},
+        {"grab", "--camera", ""},  // would be the first camera
+        {"grab", "--camera", "0"},
+        {"grab", "--ip=10.0.0.2"},
+        {"grab", "--run-by-camera=1"},  // takes no value
+        {"grab", "--set", "Gain"},      // no value
+        {"grab", "--set", "=1"},        // no key
+        {"grab", "extra"},              // takes no arguments
+        {"get"},                        // takes one
         {"get", "A", "B"},
         {"set", "A"},  // takes pairs
         {"set", "A", "1", "B"},
@@ -78,6 +87,8 @@ TEST(Options, WrongUsageIsRefused) {
 TEST(Options, HelpIsGivenWhateverElseStandsThere) {
     for (const auto& arguments : std::vector<std::vector<std::string>>{{},
                                                                        {"--help"},
+                                                                       {"-h"},
+                                                                       {"set", "A", "-h"},
                                                                        {"help"},
                                                                        {"help", "grab"},
                                                                        {"get", "--help"},
