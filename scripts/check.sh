@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What tests alone do not show: the format, memory and thread errors, locks that are not held, and
-# what the linter finds in the module's own code.
+# what the linter finds.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -27,11 +27,12 @@ check_locks() {
         run_quietly cmake --build --preset linux-analysis
 }
 
+# One file a run: the check of va_list arguments goes wrong in the second.
 check_lint() {
     echo "== clang-tidy"
-    git ls-files -z 'module/*.cpp' 'camera/*.cpp' 'imaging/*.cpp' 'params/*.cpp' 'host/*.cpp' \
-        ':!host/windows/*' |
-        xargs -0 -r -n 4 -P "$(nproc)" clang-tidy --quiet -p build/linux-analysis \
+    git ls-files -z 'module/*.cpp' 'camera/*.cpp' 'imaging/*.cpp' 'params/*.cpp' 'platform/*.cpp' \
+        'standins/*.cpp' 'host/*.cpp' ':!*/windows/*' |
+        xargs -0 -r -n 1 -P "$(nproc)" clang-tidy --quiet -p build/linux-analysis \
             --warnings-as-errors='*' 2> >(grep -v 'warnings generated\.$' >&2)
 }
 
