@@ -28,13 +28,11 @@ bool Event::Create() noexcept {
 
 void Event::Close() noexcept {
     std::uint32_t word = m_word.load();
-    std::uint32_t next = word;
     do {
         if (StateOf(word) == State::Closed) {
             return;
         }
-        next = WithState(word, State::Closed) + kOneRelease;
-    } while (!m_word.compare_exchange_weak(word, next));
+    } while (!m_word.compare_exchange_weak(word, WithState(word, State::Closed) + kOneRelease));
     Wake();
 }
 
@@ -44,13 +42,11 @@ bool Event::IsOpen() const noexcept {
 
 void Event::Signal() noexcept {
     std::uint32_t word = m_word.load();
-    std::uint32_t next = word;
     do {
         if (StateOf(word) != State::Unsignalled) {
             return;
         }
-        next = WithState(word, State::Signalled) + kOneRelease;
-    } while (!m_word.compare_exchange_weak(word, next));
+    } while (!m_word.compare_exchange_weak(word, WithState(word, State::Signalled) + kOneRelease));
 }
 
 void Event::Reset() noexcept {

@@ -10,7 +10,7 @@ namespace platform {
 namespace {
 
 // A folder may be named with a separator behind it, which not every system call takes.
-std::filesystem::path WithoutTrailingSeparator(std::filesystem::path path) {
+std::filesystem::path WithoutTrailingSeparator(const std::filesystem::path& path) {
     return path.has_filename() || !path.has_relative_path() ? path : path.parent_path();
 }
 

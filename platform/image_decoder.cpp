@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <exception>
 #include <fstream>
+#include <new>
 #include <stdexcept>
 #include <string_view>
 

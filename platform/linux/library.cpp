@@ -6,21 +6,6 @@
 
 namespace platform {
 
-DynamicLibrary::~DynamicLibrary() {
-    Unload();
-}
-
-DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
-    : m_handle(std::exchange(other.m_handle, nullptr)) {}
-
-DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
-    if (this != &other) {
-        Unload();
-        m_handle = std::exchange(other.m_handle, nullptr);
-    }
-    return *this;
-}
-
 bool DynamicLibrary::Load(const std::string& path, std::string& error) {
     Unload();
     m_handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);

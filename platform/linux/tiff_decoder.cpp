@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <new>
 #include <stdexcept>
-#include <string>
 
 #include "platform/linux/picture_decoders.h"
 

@@ -2,9 +2,9 @@
 #include "camera/sdk/kz_camera_control.h"
 
 #include <cstdio>
-#include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "standins/kz_camera_control/frame_compression.h"
 #include "standins/kz_camera_control/library.h"

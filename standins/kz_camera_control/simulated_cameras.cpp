@@ -1,6 +1,5 @@
 #include "standins/kz_camera_control/simulated_cameras.h"
 
-#include <algorithm>
 #include <string>
 
 #include "standins/kz_camera_control/frame_compression.h"

@@ -8,7 +8,7 @@
 
 namespace module_frame {
 
-Framework& TheFramework() noexcept {
+Framework& TheFramework() {
     static Framework* const framework = new Framework;
     return *framework;
 }

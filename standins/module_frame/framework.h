@@ -70,6 +70,6 @@ class Framework {
 };
 
 // The one of the process. Leaked on purpose: modules may report while statics are being destroyed.
-[[nodiscard]] Framework& TheFramework() noexcept;
+[[nodiscard]] Framework& TheFramework();
 
 }  // namespace module_frame

@@ -2,12 +2,10 @@
 #include "module/framework/module_frame.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "standins/module_frame/framework.h"
 #include "standins/module_frame/guarded.h"
 
-using module_frame::Framework;
 using module_frame::Function;
 using module_frame::Handle;
 using module_frame::Status;
@@ -19,10 +17,10 @@ namespace {
 // One framework function: counted, made to fail on demand, and without an exception.
 template <typename Work>
 Status Called(Function function, Work&& work) noexcept {
-    if (const std::optional<Status> fault = TheFramework().calls.Enter(function)) {
-        return *fault;
-    }
-    return module_frame::Guarded(std::forward<Work>(work));
+    return module_frame::Guarded([&]() -> Status {
+        const std::optional<Status> fault = TheFramework().calls.Enter(function);
+        return fault ? *fault : work();
+    });
 }
 
 void Overlay(Values& values, const Values& over) {
