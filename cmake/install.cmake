@@ -16,7 +16,9 @@ install(TARGETS camera_module_headers CameraModule ModuleFrame Xalog KZCameraCon
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_BINDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS camera_host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(CAMERA_MODULE_HOST)
+    install(TARGETS camera_host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 
 foreach(header
         camera/sdk/kz_camera_control.h camera/sdk/pixel_format.h
