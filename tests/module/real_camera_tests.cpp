@@ -231,8 +231,9 @@ TEST_F(RealCamera, DeliversAFrameForEachTrigger) {
     ASSERT_TRUE(RightPictureComes(host));
     TriggerBySoftware(host);
     host.Set("SoftTriggerWaitTime", "20");
-    // A busy machine may have lost frames of the free run before.
+    // Of the free run before, a busy machine may have lost frames, and several may have waited.
     const std::string errors = host.Get("CameraErrorInfo");
+    const std::size_t regions = OpenRegions().size();
     std::uint32_t last = 0;
     for (std::size_t frame = 0; frame < kFrames; ++frame) {
         const auto image = host.Image();
@@ -244,7 +245,7 @@ TEST_F(RealCamera, DeliversAFrameForEachTrigger) {
         last = image->frameNumber;
         EXPECT_EQ(host.Free(*image), cam::kOk);
     }
-    EXPECT_EQ(OpenRegions().size(), 1U);
+    EXPECT_EQ(OpenRegions().size(), regions);
     EXPECT_EQ(host.Get("CameraErrorInfo"), errors);
 }
 
