@@ -1,8 +1,8 @@
 #include "standins/kz_camera_control/simulated_source.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace kz {

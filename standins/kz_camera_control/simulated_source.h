@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <vector>
 
