@@ -15,8 +15,8 @@
 #include "module/framework/status_codes.h"
 #include "module/shared_values.h"
 #include "module/worker_thread.h"
+#include "pictures/image_decoder.h"
 #include "platform/event.h"
-#include "platform/image_decoder.h"
 #include "platform/lock.h"
 
 namespace cam {

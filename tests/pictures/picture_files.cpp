@@ -1,4 +1,4 @@
-#include "tests/platform/picture_files.h"
+#include "tests/pictures/picture_files.h"
 
 #include <cstddef>
 #include <cstdlib>

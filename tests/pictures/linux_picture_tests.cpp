@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/platform/image_decoder_test.h"
-#include "tests/platform/picture_files.h"
+#include "tests/pictures/image_decoder_test.h"
+#include "tests/pictures/picture_files.h"
 
 namespace platform {
 namespace {

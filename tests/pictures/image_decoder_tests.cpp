@@ -1,12 +1,12 @@
-#include "platform/image_decoder.h"
+#include "pictures/image_decoder.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
 #include <thread>
 
-#include "tests/platform/image_decoder_test.h"
-#include "tests/platform/picture_files.h"
+#include "tests/pictures/image_decoder_test.h"
+#include "tests/pictures/picture_files.h"
 #include "tests/platform/support.h"
 
 namespace platform {
