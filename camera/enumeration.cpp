@@ -45,6 +45,10 @@ Status CCameraModule::EnumDevices() {
         return kOk;
     }
     const platform::NamedMutexHold machine(kEnumerationMutex);
+    if (!machine.Owned()) {
+        CAM_LOG(kLogError, ModuleId(), kFunction, "Enum goes on without the mutex, sys error=%d",
+                machine.Error());
+    }
     const FlagHold enumerating(m_enumerating);
     return m_bGenTL.Get() ? EnumGenTLDevices() : EnumPlainDevices();
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include "imaging/region_name.h"
 #include "module/framework/param_list.h"
 #include "module/log/log.h"
 #include "platform/code_page.h"
@@ -67,7 +68,7 @@ Status CCameraModule::InitOrThrow() {
     m_camera.SetModuleId(moduleId);
     m_localImages.SetModuleId(moduleId);
 
-    platform::SweepRegionsOfDeadProcesses();
+    platform::RemoveObjectsOfDeadProcesses(&ProcessOfRegion);
     if (const Status status = CreateEvents(); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "Create Event failed, nRet #%x", status);
         return status;
