@@ -1,4 +1,4 @@
-// TIFF layouts that the decoder of Wine does not take, and damage that it does not survive or
+// Layouts that the decoder of Wine does not take, and damage that it does not survive or
 // passes over.
 
 #include <string>
@@ -53,6 +53,20 @@ TEST_F(ImageDecoderOnLinux, RefusesTiffThatLies) {
     strips.rowsPerStrip = 4;
     strips.blocks = {std::string(64, '\1')};
     ExpectRefusal(Tiff(strips));
+}
+
+TEST_F(ImageDecoderOnLinux, ReadsJpegInPrintColours) {
+    const auto expect = [this](const std::string& file,
+                               std::initializer_list<std::uint8_t> colour) {
+        test::Pixels pixels;
+        for (int i = 0; i < 64; ++i) {
+            pixels.insert(pixels.end(), colour);
+        }
+        Expect(file, 8, 8, 3, pixels);
+    };
+    const std::vector<int> inks{64, 192, 250, 32};
+    expect(test::Jpeg(inks), {191 * 223 / 255, 63 * 223 / 255, 5 * 223 / 255});
+    expect(test::Jpeg(inks, true), {64 * 32 / 255, 192 * 32 / 255, 250 * 32 / 255});
 }
 
 TEST_F(ImageDecoderOnLinux, RefusesJpegCutShort) {

@@ -93,7 +93,7 @@ std::string Png(const PngPicture& picture) {
            PngChunk("IEND", "");
 }
 
-std::string Jpeg(const std::vector<int>& levels) {
+std::string Jpeg(const std::vector<int>& levels, bool invertedInks) {
     const auto components = static_cast<std::uint32_t>(levels.size());
     std::string frame = Big(8, 1) + Big(8, 2) + Big(8, 2) + Big(components, 1);
     std::string scan = Big(components, 1);
@@ -119,7 +119,9 @@ std::string Jpeg(const std::vector<int>& levels) {
     const std::string oneCodeOfOneBit = '\1' + std::string(15, '\0');
     // A constant block is its mean times eight.
     const std::string quantisation = std::string(64, '\x8');
-    return "\xFF\xD8" + JpegSegment(0xDB, '\0' + quantisation) + JpegSegment(0xC0, frame) +
+    const std::string mark =
+        invertedInks ? JpegSegment(0xEE, "Adobe" + Big(100, 2) + Big(0, 5)) : "";
+    return "\xFF\xD8" + mark + JpegSegment(0xDB, '\0' + quantisation) + JpegSegment(0xC0, frame) +
            JpegSegment(0xC4, '\0' + oneCodeOfOneBit + '\7') +
            JpegSegment(0xC4, '\x10' + oneCodeOfOneBit + '\0') + JpegSegment(0xDA, scan) + data +
            "\xFF\xD9";

@@ -30,9 +30,10 @@ struct PngPicture {
 };
 [[nodiscard]] std::string Png(const PngPicture& picture);
 
-// 8 x 8 pixels of one value. `levels`: grey, or luma and the two chromas; each 64 to 127 away from
-// the middle, 128, because one code has to do for all.
-[[nodiscard]] std::string Jpeg(const std::vector<int>& levels);
+// 8 x 8 pixels of one value. `levels`: grey, or luma and the two chromas, or the four inks, which
+// `invertedInks` marks as inverted; each 64 to 127 away from the middle, 128, because one code has
+// to do for all.
+[[nodiscard]] std::string Jpeg(const std::vector<int>& levels, bool invertedInks = false);
 
 // The values of the tags; `blocks`: strips or tiles, as stored.
 struct TiffPicture {
