@@ -77,6 +77,10 @@ Status CameraConnection::EnumDevices() {
         return kOk;
     }
     const platform::NamedMutexHold machine(kEnumerationMutex);
+    if (!machine.Owned()) {
+        CAM_LOG(kLogError, m_notices.ModuleId(), kEnumerate,
+                "Enum goes on without the mutex, sys error=%d", machine.Error());
+    }
     m_enumerating = true;
     const OnExit done([this]() NO_THREAD_SAFETY_ANALYSIS { m_enumerating = false; });
     if (m_bGenTL.Get()) {

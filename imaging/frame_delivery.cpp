@@ -116,8 +116,9 @@ Status FrameDelivery::WaitForTriggeredImage() {
         m_events.ImageArrivedEvent.WaitFor(timeout);
     }
     if (m_store.Empty()) {
-        CAM_LOG(kLogError, m_notices.ModuleId(), kGetImage, "(%s)TriggerSoftware no image: timeout %d ms",
-                m_connection.Serial().c_str(), static_cast<int>(timeout.count()));
+        CAM_LOG(kLogError, m_notices.ModuleId(), kGetImage,
+                "(%s)TriggerSoftware no image: timeout %d ms", m_connection.Serial().c_str(),
+                static_cast<int>(timeout.count()));
         return kNoImage;
     }
     return kOk;

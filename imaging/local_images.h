@@ -11,13 +11,13 @@
 #include <unordered_map>
 #include <vector>
 
-#include "imaging/buffer_node.h"
 #include "base/lock.h"
 #include "base/relaxed.h"
 #include "base/worker_thread.h"
+#include "imaging/buffer_node.h"
 #include "module/framework/status_codes.h"
+#include "pictures/image_decoder.h"
 #include "platform/event.h"
-#include "platform/image_decoder.h"
 
 namespace cam {
 

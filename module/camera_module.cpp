@@ -7,6 +7,7 @@
 
 #include "base/log.h"
 #include "base/text.h"
+#include "imaging/region_name.h"
 #include "params/param_list.h"
 #include "platform/code_page.h"
 #include "platform/shared_mapping.h"
@@ -82,7 +83,7 @@ Status CCameraModule::InitOrThrow() {
     m_camera.SetModuleId(moduleId);
     m_localImages.SetModuleId(moduleId);
 
-    platform::SweepRegionsOfDeadProcesses();
+    platform::RemoveObjectsOfDeadProcesses(&ProcessOfRegion);
     if (const Status status = m_events.Create(); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "Create Event failed, nRet #%x", status);
         return status;

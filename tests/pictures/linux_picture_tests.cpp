@@ -1,11 +1,11 @@
-// TIFF layouts that the decoder of Wine does not take, and damage that it does not survive or
+// Layouts that the decoder of Wine does not take, and damage that it does not survive or
 // passes over.
 
 #include <string>
 #include <vector>
 
-#include "tests/platform/image_decoder_test.h"
-#include "tests/platform/picture_files.h"
+#include "tests/pictures/image_decoder_test.h"
+#include "tests/pictures/picture_files.h"
 
 namespace platform {
 namespace {
@@ -53,6 +53,39 @@ TEST_F(ImageDecoderOnLinux, RefusesTiffThatLies) {
     strips.rowsPerStrip = 4;
     strips.blocks = {std::string(64, '\1')};
     ExpectRefusal(Tiff(strips));
+}
+
+TEST_F(ImageDecoderOnLinux, ReadsJpegInPrintColours) {
+    const auto expect = [this](const std::string& file,
+                               std::initializer_list<std::uint8_t> colour) {
+        test::Pixels pixels;
+        for (int i = 0; i < 64; ++i) {
+            pixels.insert(pixels.end(), colour);
+        }
+        Expect(file, 8, 8, 3, pixels);
+    };
+    const std::vector<int> inks{64, 192, 250, 32};
+    expect(test::Jpeg(inks), {191 * 223 / 255, 63 * 223 / 255, 5 * 223 / 255});
+    expect(test::Jpeg(inks, true), {64 * 32 / 255, 192 * 32 / 255, 250 * 32 / 255});
+}
+
+// The bytes of one row, then some megabytes more, in some kilobytes.
+TEST_F(ImageDecoderOnLinux, RefusesPngThatUnpacksToMoreThanItsSize) {
+    std::string bits =
+        "110"
+    for (int i = 0; i < 20'000; ++i) {
+        bits +=
+            "11000101"
+    }
+    bits += "0000000";  // end
+    std::string compressed = "\x78\x01";
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        if (i % 8 == 0) {
+            compressed += '\0';
+        }
+        compressed.back() = static_cast<char>(compressed.back() | (bits[i] - '0') << i % 8);
+    }
+    ExpectRefusal(test::Png({3, 8, 0, {}, {"\1\2\3"}, compressed}));
 }
 
 TEST_F(ImageDecoderOnLinux, RefusesJpegCutShort) {

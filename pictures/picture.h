@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "platform/image_decoder.h"
+#include "pictures/image_decoder.h"
 
 namespace platform {
 

@@ -1,7 +1,7 @@
 // The decoders behind DecodePicture, one a library.
 #pragma once
 
-#include "platform/picture.h"
+#include "pictures/picture.h"
 
 namespace platform {
 

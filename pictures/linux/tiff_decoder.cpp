@@ -9,7 +9,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "platform/linux/picture_decoders.h"
+#include "pictures/linux/picture_decoders.h"
 
 namespace platform {
 namespace {

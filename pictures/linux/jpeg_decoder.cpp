@@ -8,7 +8,7 @@
 #include <jerror.h>
 #include <jpeglib.h>
 
-#include "platform/linux/picture_decoders.h"
+#include "pictures/linux/picture_decoders.h"
 
 namespace platform {
 namespace {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/linux/picture_decoders.h"
+#include "pictures/linux/picture_decoders.h"
 
 namespace platform {
 namespace {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/image_decoder.h"
+#include "pictures/image_decoder.h"
 #include "tests/platform/support.h"
 
 namespace platform::test {

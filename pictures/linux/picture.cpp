@@ -1,6 +1,6 @@
-#include "platform/picture.h"
+#include "pictures/picture.h"
 
-#include "platform/linux/picture_decoders.h"
+#include "pictures/linux/picture_decoders.h"
 
 namespace platform {
 

@@ -1,4 +1,4 @@
-#include "platform/image_decoder.h"
+#include "pictures/image_decoder.h"
 
 #include <cstddef>
 #include <exception>
@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "pictures/picture.h"
 #include "platform/path_text.h"
-#include "platform/picture.h"
 
 namespace platform {
 namespace {

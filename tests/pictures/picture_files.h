@@ -27,12 +27,14 @@ struct PngPicture {
     std::uint8_t colourType = 0;
     std::vector<Colour> palette{};
     std::vector<std::string> rows{};
+    std::string compressed{};  // the rows as the file stores them; empty: as they are
 };
 [[nodiscard]] std::string Png(const PngPicture& picture);
 
-// 8 x 8 pixels of one value. `levels`: grey, or luma and the two chromas; each 64 to 127 away from
-// the middle, 128, because one code has to do for all.
-[[nodiscard]] std::string Jpeg(const std::vector<int>& levels);
+// 8 x 8 pixels of one value. `levels`: grey, or luma and the two chromas, or the four inks, which
+// `invertedInks` marks as inverted; each 64 to 127 away from the middle, 128, because one code has
+// to do for all.
+[[nodiscard]] std::string Jpeg(const std::vector<int>& levels, bool invertedInks = false);
 
 // The values of the tags; `blocks`: strips or tiles, as stored.
 struct TiffPicture {
@@ -47,6 +49,7 @@ struct TiffPicture {
     std::uint16_t extraSample = 0;   // 2: the last sample is alpha
     std::vector<Colour> palette{};
     std::vector<std::string> blocks{};
+    bool bigEndian = false;
 };
 [[nodiscard]] std::string Tiff(const TiffPicture& picture);
 
