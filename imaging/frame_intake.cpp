@@ -111,7 +111,7 @@ bool FrameIntake::DecodeFrame(FrameStore::FrameUnderWay& frame, const FrameOutIn
     const std::uint64_t size =
         ImageBytes(info.width, info.height, DecodedBytesPerPixel(info.pixelType));
     BufferNode decoded;
-    if (!frame.AnyFreeNode()) {
+    if (frame.GetFreeNodeCount() < 1) {
         if (!AddNode(frame, size, info.frameNumber, decoded)) {
             return false;
         }
@@ -142,7 +142,7 @@ bool FrameIntake::DecodeFrame(FrameStore::FrameUnderWay& frame, const FrameOutIn
 
 bool FrameIntake::GetOutputNode(FrameStore::FrameUnderWay& frame, const FrameOutInfo& info,
                                 std::uint64_t length, BufferNode& output) {
-    if (!frame.AnyFreeNode()) {
+    if (frame.GetFreeNodeCount() < 1) {
         if (!AddNode(frame, length, info.frameNumber, output)) {
             return false;
         }

@@ -98,8 +98,8 @@ class FrameStore::FrameUnderWay {
     [[nodiscard]] bool HasRoom(std::int32_t limit);
 
     // A hint: TakeFreeNode may still find none.
-    [[nodiscard]] bool AnyFreeNode() const {
-        return m_store.m_free.load(std::memory_order_relaxed) > 0;
+    [[nodiscard]] std::size_t GetFreeNodeCount() const {
+        return m_store.m_free.load(std::memory_order_relaxed);
     }
     [[nodiscard]] std::optional<BufferNode> TakeFreeNode(std::uint64_t size, NodePool::Fit fit);
     // Gives `node` a region of exactly `size` bytes. kInvalid: no size, and the node is untouched;

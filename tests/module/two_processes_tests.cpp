@@ -8,7 +8,7 @@
 #include <string>
 
 #include "imaging/shared_memory_base.h"
-#include "module/log/log.h"
+#include "base/log.h"
 #include "platform/shared_mapping.h"
 #include "platform/system.h"
 #include "standins/kz_camera_control/simulated_cameras.h"

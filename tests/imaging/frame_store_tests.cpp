@@ -1,4 +1,4 @@
-#include "imaging/buf_manager.h"
+#include "imaging/frame_store.h"
 
 #include <gmock/gmock.h>
 
@@ -26,45 +26,52 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr std::uint32_t kModule = 3;
-using Fit = CBufManager::Fit;
+using Fit = NodePool::Fit;
 
 constexpr std::uint32_t kTooLarge = 2'000'000'000;
-
-BufferNode Add(CBufManager& manager, std::uint32_t size) {
-    BufferNode node;
-    EXPECT_EQ(manager.AddOneNode(kModule, size, node), kOk);
-    EXPECT_NE(node.data, nullptr);
-    EXPECT_EQ(node.capacity, size);
-    return node;
-}
 
 std::vector<std::uint8_t> BytesOf(const platform::SharedMapping& region) {
     const auto* const view = reinterpret_cast<const std::uint8_t*>(region.View());
     return {view, view + region.Size()};
 }
 
-class BufManager : public testing::Test {
+class FrameMemory : public testing::Test {
   protected:
+    FrameMemory() {
+        m_notices.Attach(nullptr, kModule);
+        static_cast<void>(m_imageArrived.Create());
+    }
+
+    BufferNode Add(std::uint32_t size) {
+        BufferNode node;
+        EXPECT_EQ(m_frame.AddOneNode(size, node), kOk);
+        EXPECT_NE(node.data, nullptr);
+        EXPECT_EQ(node.capacity, size);
+        return node;
+    }
+
     // What a record does that must not be taken back.
     void ExpectRefused(const BufferNode& record) {
         static_cast<void>(m_log.Take());
-        const std::size_t before = m_manager.GetFreeNodeCount();
-        EXPECT_FALSE(m_manager.OwnsNode(record));
-        EXPECT_EQ(m_manager.FreeBuf(record), kOk);
-        EXPECT_EQ(m_manager.GetFreeNodeCount(), before);
-        EXPECT_THAT(m_log.Take(), SizeIs(1));
+        const std::size_t before = m_frame.GetFreeNodeCount();
+        EXPECT_EQ(m_store.FreeBuf(record), kOk);
+        EXPECT_EQ(m_frame.GetFreeNodeCount(), before);
+        EXPECT_THAT(m_log.Take(), ElementsAre(testing::StartsWith("4 3 CBufManager::FreeBuf: ")));
     }
 
     tests::LogCapture m_log;
-    CBufManager m_manager;
+    Notices m_notices;
+    platform::Event m_imageArrived;
+    FrameStore m_store{m_notices, m_imageArrived};
+    FrameStore::FrameUnderWay m_frame{m_store};
 };
 
-TEST_F(BufManager, NodesRaiseTheNodeNumberAndHaveRegionsOfTheirOwn) {
+TEST_F(FrameMemory, NodesRaiseTheNodeNumberAndHaveRegionsOfTheirOwn) {
     BufferNode a;
     a.dataLength = 5;
-    ASSERT_EQ(m_manager.AddOneNode(kModule, 1000, a), kOk);
+    ASSERT_EQ(m_frame.AddOneNode(1000, a), kOk);
     EXPECT_EQ(a.dataLength, 0U);
-    const BufferNode b = Add(m_manager, 1000);
+    const BufferNode b = Add(1000);
     const std::string setNodeNum = "3 -1 CModuleSharedMemoryBase::SetNodeNum: ";
     EXPECT_THAT(m_log.Take(),
                 ElementsAre(setNodeNum + "The current num of nodes [1] exceeds the set num [1]",
@@ -79,34 +86,33 @@ TEST_F(BufManager, NodesRaiseTheNodeNumberAndHaveRegionsOfTheirOwn) {
     EXPECT_EQ(std::to_integer<int>(host.View()[128 + 999]), 0xAA);
 }
 
-TEST_F(BufManager, TheNodeReturnedLastIsTakenFirst) {
-    EXPECT_FALSE(m_manager.TakeFreeNode(64, Fit::AtLeast).has_value());
+TEST_F(FrameMemory, TheNodeReturnedLastIsTakenFirst) {
+    EXPECT_FALSE(m_frame.TakeFreeNode(64, Fit::AtLeast).has_value());
     std::vector<BufferNode> nodes;
     for (int i = 0; i < 40; ++i) {
-        nodes.push_back(Add(m_manager, 64));
-        nodes.back().frameNumber = static_cast<std::uint32_t>(i);
+        nodes.push_back(Add(64));
     }
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), 0U);
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 0U);
     for (const BufferNode& node : nodes) {
-        EXPECT_EQ(m_manager.FreeBuf(node), kOk);
+        EXPECT_EQ(m_store.FreeBuf(node), kOk);
     }
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), 40U);
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 40U);
     for (auto node = nodes.rbegin(); node != nodes.rend(); ++node) {
-        const auto taken = m_manager.TakeFreeNode(64, Fit::Exactly);
+        const auto taken = m_frame.TakeFreeNode(64, Fit::Exactly);
         ASSERT_TRUE(taken.has_value());
         EXPECT_EQ(std::memcmp(&*taken, &*node, sizeof(BufferNode)), 0);
     }
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), 0U);
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 0U);
 }
 
-TEST_F(BufManager, ANodeThatFitsIsPreferred) {
-    for (const BufferNode& node : {Add(m_manager, 100), Add(m_manager, 200), Add(m_manager, 150)}) {
-        ASSERT_EQ(m_manager.FreeBuf(node), kOk);
+TEST_F(FrameMemory, ANodeThatFitsIsPreferred) {
+    for (const BufferNode& node : {Add(100), Add(200), Add(150)}) {
+        ASSERT_EQ(m_store.FreeBuf(node), kOk);
     }
     // It becomes the last one returned.
     const auto capacityOfNext = [this](std::uint64_t size, Fit fit) {
-        const BufferNode node = m_manager.TakeFreeNode(size, fit).value();
-        EXPECT_EQ(m_manager.FreeBuf(node), kOk);
+        const BufferNode node = m_frame.TakeFreeNode(size, fit).value();
+        EXPECT_EQ(m_store.FreeBuf(node), kOk);
         return node.capacity;
     };
     EXPECT_EQ(capacityOfNext(160, Fit::AtLeast), 200U);
@@ -118,50 +124,45 @@ TEST_F(BufManager, ANodeThatFitsIsPreferred) {
     EXPECT_EQ(capacityOfNext((std::uint64_t{1} << 32) + 100, Fit::Exactly), 150U);
 }
 
-TEST_F(BufManager, ANodeThatCannotBeAddedHasNoMemoryAndStillCounts) {
+TEST_F(FrameMemory, ANodeThatCannotBeAddedHasNoMemoryAndStillCounts) {
     BufferNode node;
     node.dataLength = 7;
-    EXPECT_EQ(m_manager.AddOneNode(kModule, 0, node), kInvalid);
+    EXPECT_EQ(m_frame.AddOneNode(0, node), kInvalid);
     EXPECT_EQ(node.dataLength, 7U);
     EXPECT_THAT(m_log.Take(), IsEmpty());
 
-    EXPECT_EQ(m_manager.AddOneNode(kModule, kTooLarge, node), kNoBufferNode);
+    EXPECT_EQ(m_frame.AddOneNode(kTooLarge, node), kNoBufferNode);
     EXPECT_EQ(node.data, nullptr);
     EXPECT_EQ(node.capacity, 0U);
     EXPECT_EQ(node.dataLength, 0U);
 
-    static_cast<void>(Add(m_manager, 10));
+    static_cast<void>(Add(10));
     EXPECT_THAT(m_log.Take(),
                 Contains("3 -1 CModuleSharedMemoryBase::SetNodeNum: Set node num [2]"));
 }
 
-TEST_F(BufManager, AReallocatedNodeKeepsItsNameAndItsPlaceInTheCount) {
-    BufferNode node = Add(m_manager, 100);
+TEST_F(FrameMemory, AReallocatedNodeKeepsItsNameAndItsPlaceInTheCount) {
+    BufferNode node = Add(100);
     const BufferNode before = node;
     const std::string name = node.sharedName;
     node.dataLength = 50;
-    node.frameNumber = 8;
     static_cast<void>(m_log.Take());
-    ASSERT_EQ(m_manager.RellocNode(kModule, 300, node), kOk);
+    ASSERT_EQ(m_frame.RellocNode(300, node), kOk);
     EXPECT_EQ(node.sharedName, name);
     EXPECT_EQ(node.capacity, 300U);
     EXPECT_EQ(node.dataLength, 0U);
-    EXPECT_EQ(node.frameNumber, 8U);
     EXPECT_THAT(m_log.Take(),
                 ElementsAre("3 -1 CModuleSharedMemoryBase::SetNodeNum: The current num of nodes "
                             "[1] exceeds the set num [1]"));
     ExpectRefused(before);
-    EXPECT_TRUE(m_manager.OwnsNode(node));
 
-    EXPECT_EQ(m_manager.RellocNode(kModule + 1, 300, node), kInvalid);
-    EXPECT_TRUE(m_manager.OwnsNode(node));
-    ASSERT_EQ(m_manager.FreeBuf(node), kOk);
-    EXPECT_TRUE(m_manager.TakeFreeNode(300, Fit::Exactly).has_value());
+    ASSERT_EQ(m_store.FreeBuf(node), kOk);
+    EXPECT_TRUE(m_frame.TakeFreeNode(300, Fit::Exactly).has_value());
 }
 
 // Windows keeps the name of a region that anybody has open; Linux gives it to the new one.
-TEST_F(BufManager, ARegionThatTheHostKeepsOpenStopsNoReallocation) {
-    BufferNode node = Add(m_manager, 100);
+TEST_F(FrameMemory, ARegionThatTheHostKeepsOpenStopsNoReallocation) {
+    BufferNode node = Add(100);
     std::deque<platform::SharedMapping> held;
     const std::uint32_t sizes[] = {100'000, 300'000, 200};
     for (const std::uint32_t size : sizes) {
@@ -171,7 +172,7 @@ TEST_F(BufManager, ARegionThatTheHostKeepsOpenStopsNoReallocation) {
         ASSERT_EQ(host.Map(), 0);
         const std::vector<std::uint8_t> before = BytesOf(host);
 
-        ASSERT_EQ(m_manager.RellocNode(kModule, size, node), kOk);
+        ASSERT_EQ(m_frame.RellocNode(size, node), kOk);
         EXPECT_EQ(node.capacity, size);
         EXPECT_THAT(std::vector(node.data, node.data + size), Each(0)) << "a fresh region";
         std::memset(node.data, 0xBB, size);
@@ -182,13 +183,13 @@ TEST_F(BufManager, ARegionThatTheHostKeepsOpenStopsNoReallocation) {
     ASSERT_EQ(host.Map(), 0);
     EXPECT_STREQ(reinterpret_cast<const char*>(host.View()) + 16, node.sharedName);
     EXPECT_EQ(std::to_integer<int>(host.View()[128 + 199]), 0xBB);
-    EXPECT_EQ(m_manager.FreeBuf(node), kOk);
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), 1U);
+    EXPECT_EQ(m_store.FreeBuf(node), kOk);
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 1U);
 }
 
-TEST_F(BufManager, ForgedAndRepeatedRecordsAreIgnored) {
-    const BufferNode a = Add(m_manager, 100);
-    const BufferNode b = Add(m_manager, 100);
+TEST_F(FrameMemory, ForgedAndRepeatedRecordsAreIgnored) {
+    const BufferNode a = Add(100);
+    const BufferNode b = Add(100);
     const auto forged = [&a](auto change) {
         BufferNode record = a;
         change(record);
@@ -205,60 +206,33 @@ TEST_F(BufManager, ForgedAndRepeatedRecordsAreIgnored) {
     ExpectRefused(forged(
         [](BufferNode& n) { n.sharedName = reinterpret_cast<const char*>(std::uintptr_t{8}); }));
 
-    EXPECT_TRUE(m_manager.OwnsNode(a));
-    ASSERT_EQ(m_manager.FreeBuf(a), kOk);
+    ASSERT_EQ(m_store.FreeBuf(a), kOk);
     ExpectRefused(a);
-    ASSERT_EQ(m_manager.FreeBuf(b), kOk);
+    ASSERT_EQ(m_store.FreeBuf(b), kOk);
     ExpectRefused(a);
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), 2U);
-    EXPECT_EQ(m_manager.TakeFreeNode(100, Fit::Exactly)->data, b.data);
-    ASSERT_EQ(m_manager.FreeBuf(b), kOk);  // it is out again
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), 2U);
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 2U);
+    EXPECT_EQ(m_frame.TakeFreeNode(100, Fit::Exactly)->data, b.data);
+    ASSERT_EQ(m_store.FreeBuf(b), kOk);  // it is out again
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 2U);
 }
 
-TEST_F(BufManager, ANodeLostToAFailedReallocationCannotComeBack) {
-    BufferNode lost = Add(m_manager, 100);
-    const BufferNode kept = Add(m_manager, 100);
+TEST_F(FrameMemory, ANodeLostToAFailedReallocationCannotComeBack) {
+    BufferNode lost = Add(100);
+    const BufferNode kept = Add(100);
     const BufferNode before = lost;
-    ASSERT_EQ(m_manager.RellocNode(kModule, kTooLarge, lost), kNoBufferNode);
+    ASSERT_EQ(m_frame.RellocNode(kTooLarge, lost), kNoBufferNode);
     EXPECT_EQ(lost.capacity, 0U);
     ExpectRefused(before);
 
-    BufferNode emptied = Add(m_manager, 100);
+    BufferNode emptied = Add(100);
     EXPECT_STRNE(emptied.sharedName, kept.sharedName);
     const BufferNode beforeEmptied = emptied;
-    EXPECT_EQ(m_manager.RellocNode(kModule, 0, emptied), kInvalid);
+    EXPECT_EQ(m_frame.RellocNode(0, emptied), kInvalid);
     ExpectRefused(beforeEmptied);
-    EXPECT_TRUE(m_manager.OwnsNode(kept));
-}
-
-// Regions asked for directly fill the list up, so that the next node gets a node's region.
-TEST_F(BufManager, ANodeWhoseRegionWasRecycledIsNoLongerTaken) {
-    const BufferNode first = Add(m_manager, 100);
-    const BufferNode second = Add(m_manager, 100);
-    ASSERT_EQ(m_manager.FreeBuf(first), kOk);
-    ASSERT_EQ(m_manager.SetNodeNum("4", 2), kOk);
-    for (int i = 0; i < 2; ++i) {
-        std::uint8_t* data = nullptr;
-        const char* name = nullptr;
-        ASSERT_EQ(m_manager.AllocateSharedMemory(kModule, 100, &data, &name, 0), kOk);
-    }
-    const BufferNode recycled = Add(m_manager, 90);
-    ASSERT_EQ(recycled.sharedName, first.sharedName);
-    ASSERT_EQ(recycled.data, first.data);
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), 0U);
-    ExpectRefused(first);
-    EXPECT_TRUE(m_manager.OwnsNode(recycled));
-
-    // The next one takes the second one's region and fails.
-    BufferNode failed;
-    ASSERT_EQ(m_manager.AddOneNode(kModule, kTooLarge, failed), kNoBufferNode);
-    ExpectRefused(second);
-    EXPECT_TRUE(m_manager.OwnsNode(recycled));
 }
 
 // ThreadSanitizer is the judge of the rest.
-TEST_F(BufManager, HostThreadsReturnNodesWhileFramesAreTakenIn) {
+TEST_F(FrameMemory, HostThreadsReturnNodesWhileFramesAreTakenIn) {
     constexpr int kFrames = 3000;
     constexpr std::size_t kUnderWay = 8;
     Xalog_ResetLevel(4);
@@ -277,10 +251,10 @@ TEST_F(BufManager, HostThreadsReturnNodesWhileFramesAreTakenIn) {
                     delivered.pop_front();
                     hold.unlock();
                     wrong += node.data[0] != static_cast<std::uint8_t>(node.frameNumber);
-                    static_cast<void>(m_manager.FreeBuf(node));
+                    static_cast<void>(m_store.FreeBuf(node));
                     BufferNode forged = node;
                     ++forged.capacity;
-                    static_cast<void>(m_manager.FreeBuf(forged));
+                    static_cast<void>(m_store.FreeBuf(forged));
                     hold.lock();
                 }
                 hold.unlock();
@@ -298,27 +272,83 @@ TEST_F(BufManager, HostThreadsReturnNodesWhileFramesAreTakenIn) {
         }
         const std::uint32_t size = frame % 500 < 250 ? 64 : 200;
         BufferNode node;
-        if (m_manager.GetFreeNodeCount() == 0) {
-            ASSERT_EQ(m_manager.AddOneNode(kModule, size, node), kOk);
+        if (m_frame.GetFreeNodeCount() == 0) {
+            ASSERT_EQ(m_frame.AddOneNode(size, node), kOk);
         } else {
-            node = m_manager.TakeFreeNode(size, Fit::Exactly).value();
+            node = m_frame.TakeFreeNode(size, Fit::Exactly).value();
             if (node.capacity != size) {
-                ASSERT_EQ(m_manager.RellocNode(kModule, size, node), kOk);
+                ASSERT_EQ(m_frame.RellocNode(size, node), kOk);
             }
         }
         names.insert(node.sharedName);
         node.frameNumber = static_cast<std::uint32_t>(frame);
         node.data[0] = static_cast<std::uint8_t>(frame++);
+        ASSERT_TRUE(m_frame.HasRoom(1));
+        ASSERT_TRUE(m_frame.Publish(node));
         const std::lock_guard hold(lock);
-        delivered.push_back(node);
+        delivered.push_back(m_store.Pop().value());
     }
     done = true;
     for (std::thread& host : hosts) {
         host.join();
     }
     EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(m_manager.GetFreeNodeCount(), names.size());
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), names.size());
     EXPECT_LE(names.size(), kUnderWay + 3);
+}
+
+// A host that keeps a record and returns it again later must not free the frame that its node holds
+// by then: two frames would share its memory.
+TEST_F(FrameMemory, ARecordOfAnEarlierFrameIsIgnored) {
+    BufferNode first = Add(64);
+    first.frameNumber = 1;
+    ASSERT_TRUE(m_frame.HasRoom(2) && m_frame.Publish(first));
+    BufferNode stale = m_store.Pop().value();
+    stale.reserved0 = 7;
+    stale.reserved1[2] = 9;
+    ASSERT_EQ(m_store.FreeBuf(stale), kOk);
+    BufferNode second = m_frame.TakeFreeNode(64, Fit::Exactly).value();
+    EXPECT_EQ(second.data, first.data);
+    EXPECT_EQ(second.reserved0, 0U) << "as the host left it";
+    EXPECT_EQ(second.reserved1[2], 0U);
+    second.frameNumber = 2;
+    ASSERT_TRUE(m_frame.HasRoom(2) && m_frame.Publish(second));
+    ExpectRefused(stale);
+    EXPECT_EQ(m_store.Pop()->frameNumber, 2U);
+    ASSERT_EQ(m_store.FreeBuf(second), kOk);
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 1U);
+}
+
+TEST_F(FrameMemory, AClearDropsWhatWaitsAndWhatIsUnderWay) {
+    for (std::uint32_t number = 1; number <= 3; ++number) {
+        BufferNode node = Add(64);
+        node.frameNumber = number;
+        ASSERT_TRUE(m_frame.HasRoom(3) && m_frame.Publish(node));
+    }
+    EXPECT_FALSE(m_frame.HasRoom(3));
+    EXPECT_TRUE(m_frame.HasRoom(4));
+    BufferNode underWay = Add(64);
+    underWay.frameNumber = 4;
+    static_cast<void>(m_log.Take());
+    m_store.Clear();
+    EXPECT_THAT(m_log.Take(), ElementsAre("3 3 CCameraModule::ClearImage: Warning:3 waiting images "
+                                          "dropped"));
+    m_imageArrived.Reset();
+    EXPECT_FALSE(m_frame.Publish(underWay));
+    EXPECT_TRUE(m_store.Empty());
+    EXPECT_FALSE(m_imageArrived.WaitFor({})) << "nobody is to look for the dropped frame";
+    EXPECT_EQ(m_frame.GetFreeNodeCount(), 4U);
+
+    const BufferNode next = m_frame.TakeFreeNode(64, Fit::Exactly).value();
+    ASSERT_TRUE(m_frame.HasRoom(1) && m_frame.Publish(next)) << "the clear is over";
+    EXPECT_TRUE(m_imageArrived.WaitFor({}));
+    EXPECT_TRUE(m_store.Queued().WaitFor({}));
+}
+
+TEST_F(FrameMemory, OneFrameIsTakenInAtATime) {
+    EXPECT_TRUE(m_frame.Alone());
+    EXPECT_FALSE(FrameStore::FrameUnderWay(m_store).Alone());
+    EXPECT_FALSE(FrameStore::FrameUnderWay(m_store).Alone()) << "the refused one left";
 }
 
 }  // namespace
