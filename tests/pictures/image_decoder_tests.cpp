@@ -80,6 +80,9 @@ TEST_F(ImageDecoder, ReadsTiff) {
     grey.blocks = {"\0\1\x80\xFF\3\4"s};
     Expect(Tiff(grey), 3, 2, 1, {0, 1, 0x80, 0xFF, 3, 4});
 
+    grey.bigEndian = true;
+    Expect(Tiff(grey), 3, 2, 1, {0, 1, 0x80, 0xFF, 3, 4});
+
     TiffPicture inverted = grey;
     inverted.photometric = 0;
     Expect(Tiff(inverted), 3, 2, 1, {255, 254, 0x7F, 0, 252, 251});

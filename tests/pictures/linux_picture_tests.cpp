@@ -69,6 +69,23 @@ TEST_F(ImageDecoderOnLinux, ReadsJpegInPrintColours) {
     expect(test::Jpeg(inks, true), {64 * 32 / 255, 192 * 32 / 255, 250 * 32 / 255});
 }
 
+// The bytes of one row, then some megabytes more, in some kilobytes.
+TEST_F(ImageDecoderOnLinux, RefusesPngThatUnpacksToMoreThanItsSize) {
+    std::string bits = "11000110000";  // last block, common codes; a zero
+    for (int i = 0; i < 20'000; ++i) {
+        bits += "1100010100000";  // 258 times the byte before
+    }
+    bits += "0000000";  // end
+    std::string compressed = "\x78\x01";
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        if (i % 8 == 0) {
+            compressed += '\0';
+        }
+        compressed.back() = static_cast<char>(compressed.back() | (bits[i] - '0') << i % 8);
+    }
+    ExpectRefusal(test::Png({3, 8, 0, {}, {"\1\2\3"}, compressed}));
+}
+
 TEST_F(ImageDecoderOnLinux, RefusesJpegCutShort) {
     const std::string whole = test::Jpeg({200});
     ExpectRefusal(whole.substr(0, whole.size() - 4));  // two bytes of pixels, two that end the file

@@ -89,7 +89,8 @@ std::string Png(const PngPicture& picture) {
            PngChunk("IHDR", Big(picture.width, 4) +
                                 Big(static_cast<std::uint32_t>(picture.rows.size()), 4) +
                                 Big(picture.bits, 1) + Big(picture.colourType, 1) + Big(0, 3)) +
-           (palette.empty() ? "" : PngChunk("PLTE", palette)) + PngChunk("IDAT", stored) +
+           (palette.empty() ? "" : PngChunk("PLTE", palette)) +
+           PngChunk("IDAT", picture.compressed.empty() ? stored : picture.compressed) +
            PngChunk("IEND", "");
 }
 
@@ -131,6 +132,7 @@ std::string Tiff(const TiffPicture& picture) {
     constexpr std::uint32_t kHeader = 8;
     constexpr std::uint16_t kShort = 3;
     constexpr std::uint16_t kLong = 4;
+    const auto number = picture.bigEndian ? &Big : &Little;
     std::string file;  // without the header
     std::string entries;
     std::uint32_t entryCount = 0;
@@ -144,14 +146,14 @@ std::string Tiff(const TiffPicture& picture) {
                          const std::vector<std::uint32_t>& values) {
         std::string bytes;
         for (const std::uint32_t value : values) {
-            bytes += Little(value, type == kShort ? 2 : 4);
+            bytes += number(value, type == kShort ? 2 : 4);
         }
         if (bytes.size() > 4) {
-            bytes = Little(append(bytes), 4);
+            bytes = number(append(bytes), 4);
         }
         bytes.resize(4);
-        entries += Little(tag, 2) + Little(type, 2) +
-                   Little(static_cast<std::uint32_t>(values.size()), 4) + bytes;
+        entries += number(tag, 2) + number(type, 2) +
+                   number(static_cast<std::uint32_t>(values.size()), 4) + bytes;
         ++entryCount;
     };
     std::vector<std::uint32_t> offsets;
@@ -194,8 +196,8 @@ std::string Tiff(const TiffPicture& picture) {
         add(338, kShort, {picture.extraSample});
     }
     const std::uint32_t directory = append("");
-    return std::string("II*\0", 4) + Little(directory, 4) + file + Little(entryCount, 2) + entries +
-           Little(0, 4);
+    return (picture.bigEndian ? "MM" : "II") + number(42, 2) + number(directory, 4) + file +
+           number(entryCount, 2) + entries + number(0, 4);
 }
 
 }  // namespace platform::test

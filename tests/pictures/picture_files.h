@@ -27,6 +27,7 @@ struct PngPicture {
     std::uint8_t colourType = 0;
     std::vector<Colour> palette{};
     std::vector<std::string> rows{};
+    std::string compressed{};  // the rows as the file stores them; empty: as they are
 };
 [[nodiscard]] std::string Png(const PngPicture& picture);
 
@@ -48,6 +49,7 @@ struct TiffPicture {
     std::uint16_t extraSample = 0;   // 2: the last sample is alpha
     std::vector<Colour> palette{};
     std::vector<std::string> blocks{};
+    bool bigEndian = false;
 };
 [[nodiscard]] std::string Tiff(const TiffPicture& picture);
 

@@ -32,6 +32,8 @@ TEST(FileSystem, ListsNamesInUtf8) {
     const auto all = Optional(UnorderedElementsAre(kGerman, kChinese, "inner"));
     EXPECT_THAT(ListFolder(folder.Utf8()), all);
     EXPECT_THAT(ListFolder(folder.Utf8() + kPathSeparator), all);
+    EXPECT_TRUE(PathExists(folder.Utf8() + kPathSeparator));
+    EXPECT_TRUE(PathExists(JoinPath(folder.Utf8(), kGerman)));
 }
 
 TEST(FileSystem, GivesUpOnWhatIsNoFolder) {

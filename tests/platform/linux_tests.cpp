@@ -1,4 +1,4 @@
-// What shared memory and the mutex leave on the machine, which only Linux shows as files.
+// What only Linux shows as files: shared memory, the mutex, and names of any bytes.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/file_system.h"
 #include "platform/named_mutex.h"
 #include "platform/shared_mapping.h"
 #include "platform/system.h"
@@ -23,6 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const fs::path kObjects = "/dev/shm";
+const fs::path kDescriptors = "/proc/self/fd";
 
 bool ObjectExists(const std::string& name) {
     return fs::exists(fs::symlink_status(kObjects / name));
@@ -104,9 +106,8 @@ TEST(SharedMappingOnLinux, ReplacesWhatWasLeftBehind) {
 }
 
 TEST(SharedMappingOnLinux, TakesOneDescriptorAndOneLifeSignForAllObjects) {
-    const fs::path descriptors = "/proc/self/fd";
     const std::string sign = LifeSignOf(std::to_string(CurrentProcessId()));
-    const std::ptrdiff_t before = EntriesOf(descriptors);
+    const std::ptrdiff_t before = EntriesOf(kDescriptors);
     const std::string word = "Test_" + test::UniqueWord();
     std::deque<SharedMapping> mappings;
     std::deque<SharedMapping> readers;
@@ -117,7 +118,7 @@ TEST(SharedMappingOnLinux, TakesOneDescriptorAndOneLifeSignForAllObjects) {
         ASSERT_EQ(readers.emplace_back().Open(name.c_str()), 0);
         ASSERT_EQ(readers.back().Map(), 0);
     }
-    EXPECT_EQ(EntriesOf(descriptors), before + 1);
+    EXPECT_EQ(EntriesOf(kDescriptors), before + 1);
     EXPECT_EQ(EntriesOf(kObjects, sign), 1);
     EXPECT_EQ(EntriesOf(kObjects, word), 50);
     mappings.resize(1);
@@ -126,7 +127,7 @@ TEST(SharedMappingOnLinux, TakesOneDescriptorAndOneLifeSignForAllObjects) {
     EXPECT_NE(mappings.front().Create(std::string(1000, 'x').c_str(), 100), 0);
     EXPECT_NE(mappings.front().Create(word.c_str(), std::uint64_t{1} << 60), 0);
     EXPECT_EQ(EntriesOf(kObjects, sign), 0);
-    EXPECT_EQ(EntriesOf(descriptors), before);
+    EXPECT_EQ(EntriesOf(kDescriptors), before);
 }
 
 TEST(SharedMappingOnLinux, ObjectsOfDeadProcessesAreRemoved) {
@@ -183,6 +184,7 @@ TEST(NamedMutexOnLinux, SaysWhyItIsNotOwned) {
 
 // Every user may put anything under any name. None of it is waited for, followed, used or removed.
 TEST(NamesOnLinux, AreNeverUsedWhereTheyAreNotAFileOfOnesOwn) {
+    const std::ptrdiff_t descriptors = EntriesOf(kDescriptors);
     const std::string dead = MakeDeadProcessWithAnObject();
     RemoveObjectsOfDeadProcesses(&OwnerOf);
     const test::TemporaryFolder folder;
@@ -222,6 +224,14 @@ TEST(NamesOnLinux, AreNeverUsedWhereTheyAreNotAFileOfOnesOwn) {
         EXPECT_TRUE(ObjectExists(LifeSignOf(dead)));
     }
     EXPECT_EQ(test::ReadFile(target), "target");
+    EXPECT_EQ(EntriesOf(kDescriptors), descriptors);
+    EXPECT_EQ(EntriesOf(kObjects, LifeSignOf("")), 0) << "held without an object";
+}
+
+TEST(FileSystemOnLinux, TakesNamesInTheCodePage) {
+    const test::TemporaryFolder folder;
+    test::WriteFile(folder.Path() / "gr\xFCn", "x");
+    EXPECT_EQ(ListFolder(folder.Utf8()), (std::vector<std::string>{"gr\xC3\xBCn"}));
 }
 
 }  // namespace
