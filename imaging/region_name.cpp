@@ -5,15 +5,15 @@
 #include <cstdio>
 #include <system_error>
 
+#include "base/text.h"
+
 namespace cam {
 namespace {
 
 constexpr std::size_t kNameBuffer = 63;  // with the terminator
 
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
-
 std::optional<std::int32_t> TakeNumber(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    text = WithoutLeadingBlanks(text);
     std::int32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc{}) {

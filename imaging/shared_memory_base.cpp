@@ -6,10 +6,10 @@
 #include <optional>
 #include <string_view>
 
+#include "base/log.h"
+#include "base/text.h"
 #include "imaging/region_name.h"
 #include "module/framework/module_frame.h"
-#include "module/log/log.h"
-#include "params/value_text.h"
 #include "platform/system.h"
 
 namespace cam {
@@ -20,8 +20,6 @@ namespace {
 constexpr auto kNoModule = static_cast<std::uint32_t>(kNoModuleId);
 
 constexpr char kAllocate[] = "CModuleSharedMemoryBase::AllocateSharedMemory";
-
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
 
 // A tenth more than asked for, so that a slightly larger frame later finds room.
 std::uint64_t MappedSize(std::uint32_t size) {

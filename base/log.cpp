@@ -1,6 +1,6 @@
-#include "module/log/log.h"
+#include "base/log.h"
 
-#include "module/shared_values.h"
+#include "base/text.h"
 #include "platform/system.h"
 
 namespace cam {
@@ -8,7 +8,15 @@ namespace cam {
 namespace {
 
 // In UTF-8 three bytes a character of the longest file name.
-constexpr std::size_t kModuleNameSize = 780;
+using ModuleName = FixedText<780>;
+
+ModuleName NameOfThisLibrary() noexcept try {
+    return ModuleName(
+        ModuleNameOfPath(platform::ModuleFilePath(reinterpret_cast<const void*>(&LogModuleName)),
+                         platform::kPathSeparator));
+} catch (...) {
+    return {};  // no memory; lines are written without the name
+}
 
 }  // namespace
 
@@ -21,11 +29,9 @@ std::string_view ModuleNameOfPath(std::string_view path, char separator) {
     return file.substr(0, file.rfind('.'));
 }
 
-const char* LogModuleName() {
+const char* LogModuleName() noexcept {
     // Without a destructor, because a thread may log while the process ends.
-    static const FixedText<kModuleNameSize> name(
-        ModuleNameOfPath(platform::ModuleFilePath(reinterpret_cast<const void*>(&LogModuleName)),
-                         platform::kPathSeparator));
+    static const ModuleName name = NameOfThisLibrary();
     return name.c_str();
 }
 

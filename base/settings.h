@@ -4,7 +4,8 @@
 
 #include <cstdint>
 
-#include "module/shared_values.h"
+#include "base/relaxed.h"
+#include "base/text.h"
 
 namespace cam {
 
@@ -22,32 +23,32 @@ inline constexpr std::int32_t kDefaultSoftTriggerWait = 2;
 
 struct Settings {
     // Acquisition
-    Setting<std::int32_t> imageCacheNum{50};  // most frames that wait for the host
-    Setting<std::int32_t> softTriggerWaitTime{kDefaultSoftTriggerWait};  // seconds
-    Setting<bool> triggerProcessRunStatus{true};
-    Setting<bool> triggerStringEnable{false};       // stored only
-    Setting<bool> dropImageWhenTriggerFail{false};  // stored only
+    Relaxed<std::int32_t> imageCacheNum{50};  // most frames that wait for the host
+    Relaxed<std::int32_t> softTriggerWaitTime{kDefaultSoftTriggerWait};  // seconds
+    Relaxed<bool> triggerProcessRunStatus{true};
+    Relaxed<bool> triggerStringEnable{false};       // stored only
+    Relaxed<bool> dropImageWhenTriggerFail{false};  // stored only
 
     // Connection
-    Setting<std::int32_t> connectionMode{kConnectBySelection};
-    Setting<bool> autoConnect{false};  // by address: reconnect after a loss
-    Setting<bool> connectedByIp{false};
+    Relaxed<std::int32_t> connectionMode{kConnectBySelection};
+    Relaxed<bool> autoConnect{false};  // by address: reconnect after a loss
+    Relaxed<bool> connectedByIp{false};
     SharedText<kAddressTextSize> cameraIp;
     SharedText<kAddressTextSize> localIp;      // of the network card that reaches the camera
-    Setting<std::int32_t> reconnectTime{100};  // seconds
-    Setting<std::int32_t> waitForConnectingTime{1000};  // milliseconds
+    Relaxed<std::int32_t> reconnectTime{100};  // seconds
+    Relaxed<std::int32_t> waitForConnectingTime{1000};  // milliseconds
 
     // I/O lines: the camera kind is the line set of CMyCamera::ReverseElecLevel
-    Setting<std::int32_t> cameraMold{1};
-    Setting<std::int32_t> ioEnableElectricalLevel{2};  // 1: inverted
+    Relaxed<std::int32_t> cameraMold{1};
+    Relaxed<std::int32_t> ioEnableElectricalLevel{2};  // 1: inverted
 
     // Pictures from a folder
-    Setting<bool> debugMode{false};
-    Setting<bool> autoSwitch{true};
+    Relaxed<bool> debugMode{false};
+    Relaxed<bool> autoSwitch{true};
     SharedText<kPathTextSize> fileFolderName;
-    Setting<std::int32_t> debugImageSource{1};  // this and the next three are stored only
-    Setting<std::int32_t> debugImageBufferCount{0};
-    Setting<std::int32_t> executeInterval{0};
+    Relaxed<std::int32_t> debugImageSource{1};  // this and the next three are stored only
+    Relaxed<std::int32_t> debugImageBufferCount{0};
+    Relaxed<std::int32_t> executeInterval{0};
     SharedText<kPathTextSize> localPicture;
 };
 

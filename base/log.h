@@ -19,7 +19,7 @@ inline constexpr int kNoModuleId = -1;
 
 // The name that starts every line: the file name of the library that holds this code, without
 // folder and extension. Made on first use; "" when the system cannot tell.
-[[nodiscard]] const char* LogModuleName();
+[[nodiscard]] const char* LogModuleName() noexcept;
 
 // The rule behind it: what stands between the last separator and the last dot after it; a path
 // without separator is kept whole.

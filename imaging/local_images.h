@@ -11,13 +11,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/lock.h"
+#include "base/relaxed.h"
+#include "base/worker_thread.h"
 #include "imaging/buffer_node.h"
 #include "module/framework/status_codes.h"
-#include "module/shared_values.h"
-#include "module/worker_thread.h"
 #include "pictures/image_decoder.h"
 #include "platform/event.h"
-#include "platform/lock.h"
 
 namespace cam {
 
@@ -65,9 +65,10 @@ class LocalImages {
     [[nodiscard]] Picture NextPicture(bool advance);
     [[nodiscard]] std::optional<BufferNode> CopyOf(const platform::DecodedImage& picture);
 
-    Setting<std::int32_t> m_moduleId{0};
+    Relaxed<std::int32_t> m_moduleId{0};
 
-    mutable platform::RecursiveLock m_lock;  // the local-list lock; not held while decoding
+    // Not held while decoding.
+    mutable Lock m_lock{LockRank::Leaf, "local images"};
     std::vector<std::string> m_paths GUARDED_BY(m_lock);
     std::uint64_t m_scan GUARDED_BY(m_lock) = 0;        // tells a decoding of an earlier folder
     std::size_t m_next GUARDED_BY(m_lock) = 0;          // index of the next path to decode
@@ -78,7 +79,7 @@ class LocalImages {
     platform::Event m_decoded;  // a picture, or a broken file, was added
     platform::Event m_room;     // a picture was taken, or the folder changed
 
-    platform::RecursiveLock m_deliveredLock;
+    Lock m_deliveredLock{LockRank::Leaf, "delivered pictures"};
     std::unordered_map<const std::uint8_t*, std::unique_ptr<std::uint8_t[]>> m_delivered
         GUARDED_BY(m_deliveredLock);
     std::uint32_t m_deliveredCount GUARDED_BY(m_deliveredLock) = 0;

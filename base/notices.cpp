@@ -1,4 +1,5 @@
-// What the module tells the host through the framework.
+#include "base/notices.h"
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
@@ -6,8 +7,9 @@
 #include <string_view>
 #include <type_traits>
 
-#include "module/camera_module.h"
-#include "module/log/log.h"
+#include "base/log.h"
+#include "module/framework/module_frame.h"
+#include "module/framework/status_codes.h"
 
 namespace cam {
 
@@ -65,55 +67,52 @@ class Notice {
 
 }  // namespace
 
-void CCameraModule::ReportFrame(std::uint32_t frameNumber) {
-    const CameraText key = m_camera.Key();
-    const Notice notice(static_cast<std::uint32_t>(ModuleId()), 1U, frameNumber, key.view());
-    if (const Status status = notice.Report(m_hModule, kReportFrameArrived); status != kOk) {
+void Notices::ReportFrame(std::uint32_t frameNumber, std::string_view cameraKey) const {
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), 1U, frameNumber, cameraKey);
+    if (const Status status = notice.Report(Handle(), kReportFrameArrived); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), "CCameraModule::DoImageCallBack",
                 "CQ_M_ReportData return [%x]", status);
     }
 }
 
-void CCameraModule::ReportFrameStarted() {
+void Notices::ReportFrameStarted(std::string_view serial) const {
     static constexpr char kFunction[] = "EventCallBack";
-    const CameraText serial = m_serial.Get();
-    const Notice notice(static_cast<std::uint32_t>(ModuleId()), 0U, 0U, serial.view());
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), 0U, 0U, serial);
     CAM_LOG(kLogError, ModuleId(), kFunction, "CQ_M_ReportData  405 %s", notice.c_str());
-    if (const Status status = notice.Report(m_hModule, kReportFrameStarted); status != kOk) {
+    if (const Status status = notice.Report(Handle(), kReportFrameStarted); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "CQ_M_ReportData return [%x]", status);
     }
 }
 
-void CCameraModule::ReportCameraOn(const char* function) {
-    const CameraText serial = m_serial.Get();
-    const Notice notice(static_cast<std::uint32_t>(ModuleId()), kOnline, serial.view());
-    if (const Status status = notice.Report(m_hModule, kReportCameraState); status != kOk) {
+void Notices::ReportCameraOn(const char* function, std::string_view serial) const {
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), kOnline, serial);
+    if (const Status status = notice.Report(Handle(), kReportCameraState); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "CQ_M_ReportData Camera On return [%x]", status);
     }
 }
 
-void CCameraModule::ReportCameraOff(const char* function, const CameraText& serial) {
-    const Notice notice(static_cast<std::uint32_t>(ModuleId()), kOffline, serial.view());
-    if (const Status status = notice.Report(m_hModule, kReportCameraState); status != kOk) {
+void Notices::ReportCameraOff(const char* function, std::string_view serial) const {
+    const Notice notice(static_cast<std::uint32_t>(ModuleId()), kOffline, serial);
+    if (const Status status = notice.Report(Handle(), kReportCameraState); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "CQ_M_ReportData Camera Off return [%x]", status);
     }
 }
 
-void CCameraModule::ReportCameraSource(const char* function, const char* text) {
+void Notices::ReportCameraSource(const char* function, const char* text) const {
     const Notice notice(std::string_view{text});
-    if (const Status status = notice.Report(m_hModule, kReportCameraSource); status != kOk) {
+    if (const Status status = notice.Report(Handle(), kReportCameraSource); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "CQ_M_ReportData return [%x]", status);
     }
 }
 
-void CCameraModule::PublishCameraOnline(const char* function) {
+void Notices::PublishCameraOnline(const char* function) const {
     const Notice notice(ModuleId());
     if (const Status status = notice.Publish("CameraOnline"); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "Send CameraOnline error.nRet:[%x]", status);
     }
 }
 
-void CCameraModule::PublishCameraOffline(const char* function) {
+void Notices::PublishCameraOffline(const char* function) const {
     const Notice notice(ModuleId());
     if (const Status status = notice.Publish("CameraOffline"); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), function, "Send CameraOffline error.nRet:[%x]", status);

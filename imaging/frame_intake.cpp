@@ -1,12 +1,13 @@
-// From the SDK's frame callback into the image queue.
+#include "imaging/frame_intake.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
 
+#include "base/log.h"
+#include "base/on_exit.h"
 #include "camera/sdk/pixel_format.h"
 #include "imaging/frame_rules.h"
-#include "module/camera_module.h"
-#include "module/log/log.h"
 
 namespace cam {
 
@@ -14,29 +15,13 @@ namespace {
 
 constexpr char kFunction[] = "CCameraModule::DoImageCallBack";
 
-// Tells the shut-down whether a frame is in the module's hands.
-class FrameInProgress {
-  public:
-    explicit FrameInProgress(platform::Event& done) : m_done(done) { m_done.Reset(); }
-    ~FrameInProgress() { m_done.Set(); }
-    FrameInProgress(const FrameInProgress&) = delete;
-    FrameInProgress& operator=(const FrameInProgress&) = delete;
-
-  private:
-    platform::Event& m_done;
-};
-
 }  // namespace
 
-void CCameraModule::ImageCallBack(std::uint8_t* data, FrameOutInfo* info, void* user) {
-    if (user != nullptr) {
-        static_cast<CCameraModule*>(user)->DoImageCallBack(data, info);
-    }
-}
-
-void CCameraModule::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info) try {
-    const FrameInProgress inProgress(EventDeinit);
-    const CMyCamera::FrameCallback onThisThread(m_camera);
+void FrameIntake::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info) try {
+    // Tells the shut-down whether a frame is in the module's hands.
+    m_events.EventDeinit.Reset();
+    const OnExit done([this] { m_events.EventDeinit.Set(); });
+    const StopGate::Callback callback(m_stopGate, StopGate::Source::Frame);
     if (info == nullptr || info->height == 0 || info->width == 0) {
         return;
     }
@@ -52,22 +37,11 @@ void CCameraModule::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info
     }
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "Received image from camera: %s, frame number: %d",
             m_camera.Key().c_str(), static_cast<int>(info->frameNumber));
-    ReportFrame(info->frameNumber);
+    m_notices.ReportFrame(info->frameNumber, m_camera.Key().view());
     if (m_settings.debugMode.Get()) {
         return;
     }
-    bool queued = false;
-    {
-        const platform::LockGuard hold(m_imageQueue.m_lock);
-        queued = TakeFrame(data, *info);
-        if (queued) {
-            // Under the lock: a host that takes this frame and triggers the next must not take
-            // this one's signal for the next one's.
-            ImageArrivedEvent.Signal();
-        }
-    }
-    if (queued) {
-        ImageArrivedEvent.Wake();
+    if (TakeFrame(data, *info)) {
         // At the error level so that it stays visible whatever level is in force.
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "CameraModule:Image callback end.frame number : %d",
@@ -77,13 +51,19 @@ void CCameraModule::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info
     CAM_LOG(kLogError, ModuleId(), kFunction, "Frame lost, out of memory");
 }
 
-bool CCameraModule::TakeFrame(std::uint8_t* data, const FrameOutInfo& info) {
-    const auto frame = static_cast<int>(info.frameNumber);
+bool FrameIntake::TakeFrame(std::uint8_t* data, const FrameOutInfo& info) {
+    const auto number = static_cast<int>(info.frameNumber);
+    FrameStore::FrameUnderWay frame(m_store);
+    if (!frame.Alone()) {
+        CAM_LOG(kLogError, ModuleId(), kFunction,
+                "Frame lost, another one is still taken in, frame number:%d", number);
+        return false;
+    }
     const std::int32_t limit = m_settings.imageCacheNum.Get();
-    if (limit <= 0 || m_imageQueue.Size() >= static_cast<std::size_t>(limit)) {
+    if (!frame.HasRoom(limit)) {
         CAM_LOG(kLogInfo, ModuleId(), kFunction,
                 "Image buffer queue count > %d, throw current image, frame number:%d", limit,
-                frame);
+                number);
         return false;
     }
 
@@ -93,7 +73,7 @@ bool CCameraModule::TakeFrame(std::uint8_t* data, const FrameOutInfo& info) {
     source.pixelType = info.pixelType;
     source.dataLength = info.frameLength;
     source.data = data;
-    if (IsCompressedFormat(info.pixelType) && !DecodeFrame(info, source)) {
+    if (IsCompressedFormat(info.pixelType) && !DecodeFrame(frame, info, source)) {
         return false;
     }
 
@@ -101,7 +81,7 @@ bool CCameraModule::TakeFrame(std::uint8_t* data, const FrameOutInfo& info) {
         pixel_format::BitsPerPixel(OutputFormatOf(info.pixelType)) / 8;
     const std::uint64_t length = ImageBytes(info.width, info.height, bytesPerPixel);
     BufferNode output;
-    if (!GetOutputNode(info, length, output)) {
+    if (!GetOutputNode(frame, info, length, output)) {
         return false;
     }
     if (output.data == nullptr) {
@@ -111,26 +91,32 @@ bool CCameraModule::TakeFrame(std::uint8_t* data, const FrameOutInfo& info) {
             return false;
         }
         if (source.capacity > 0) {
-            FreeNode(source);
+            static_cast<void>(m_store.FreeBuf(source));
         }
     }
-    CAM_LOG(kLogInfo, ModuleId(), kFunction, "push frame to list success.frame number : %d", frame);
-    m_imageQueue.Push(output);
+    CAM_LOG(kLogInfo, ModuleId(), kFunction, "push frame to list success.frame number : %d",
+            number);
+    if (!frame.Publish(output)) {
+        CAM_LOG(kLogWarning, ModuleId(), kFunction,
+                "Warning:Image dropped by a clear while it was taken in, frame number:%d", number);
+        return false;
+    }
     return true;
 }
 
-bool CCameraModule::DecodeFrame(const FrameOutInfo& info, BufferNode& source) {
-    const auto frame = static_cast<int>(info.frameNumber);
-    CAM_LOG(kLogDebug, ModuleId(), kFunction, "this frame is encode .frame number : %d", frame);
+bool FrameIntake::DecodeFrame(FrameStore::FrameUnderWay& frame, const FrameOutInfo& info,
+                              BufferNode& source) {
+    const auto number = static_cast<int>(info.frameNumber);
+    CAM_LOG(kLogDebug, ModuleId(), kFunction, "this frame is encode .frame number : %d", number);
     const std::uint64_t size =
         ImageBytes(info.width, info.height, DecodedBytesPerPixel(info.pixelType));
     BufferNode decoded;
-    if (m_bufManager.GetFreeNodeCount() < 1) {
-        if (!AddNode(size, info.frameNumber, decoded)) {
+    if (!frame.AnyFreeNode()) {
+        if (!AddNode(frame, size, info.frameNumber, decoded)) {
             return false;
         }
-    } else if (!TakeFreeNode(size, CBufManager::Fit::AtLeast, info.frameNumber, decoded) ||
-               (decoded.capacity < size && !ResizeNode(size, info.frameNumber, decoded))) {
+    } else if (!TakeFreeNode(frame, size, NodePool::Fit::AtLeast, info.frameNumber, decoded) ||
+               (decoded.capacity < size && !ResizeNode(frame, size, info.frameNumber, decoded))) {
         return false;
     }
 
@@ -140,7 +126,7 @@ bool CCameraModule::DecodeFrame(const FrameOutInfo& info, BufferNode& source) {
     param.destination = decoded.data;
     param.destinationCapacity = static_cast<std::uint32_t>(size);
     if (const Status status = m_camera.DecodeFrame(&param); status != kOk) {
-        CAM_LOG(kLogError, ModuleId(), kFunction, "iamge decode error, frame number:%d,%x", frame,
+        CAM_LOG(kLogError, ModuleId(), kFunction, "iamge decode error, frame number:%d,%x", number,
                 status);
         return false;
     }
@@ -150,24 +136,23 @@ bool CCameraModule::DecodeFrame(const FrameOutInfo& info, BufferNode& source) {
     decoded.dataLength = std::min(param.decodedLength, decoded.capacity);
     source = decoded;
     CAM_LOG(kLogDebug, ModuleId(), kFunction, "this frame decode success .frame number : %d",
-            frame);
+            number);
     return true;
 }
 
-bool CCameraModule::GetOutputNode(const FrameOutInfo& info, std::uint64_t length,
-                                  BufferNode& output) {
-    if (m_bufManager.GetFreeNodeCount() < 1) {
-        if (!AddNode(length, info.frameNumber, output)) {
+bool FrameIntake::GetOutputNode(FrameStore::FrameUnderWay& frame, const FrameOutInfo& info,
+                                std::uint64_t length, BufferNode& output) {
+    if (!frame.AnyFreeNode()) {
+        if (!AddNode(frame, length, info.frameNumber, output)) {
             return false;
         }
         CAM_LOG(kLogDebug, ModuleId(), kFunction, "AddOneNode %s", output.sharedName);
     } else {
-        if (!TakeFreeNode(length, CBufManager::Fit::Exactly, info.frameNumber, output)) {
+        if (!TakeFreeNode(frame, length, NodePool::Fit::Exactly, info.frameNumber, output)) {
             return false;
         }
         CAM_LOG(kLogDebug, ModuleId(), kFunction, "GetFreeNodeCount %s", output.sharedName);
     }
-    output.handedOver = 0;
     output.frameNumber = info.frameNumber;
     output.height = info.height;
     output.width = info.width;
@@ -179,16 +164,16 @@ bool CCameraModule::GetOutputNode(const FrameOutInfo& info, std::uint64_t length
     CAM_LOG(kLogDebug, ModuleId(), kFunction,
             "this frame size change .need reallco .frame number : %d",
             static_cast<int>(info.frameNumber));
-    if (!ResizeNode(length, info.frameNumber, output)) {
+    if (!ResizeNode(frame, length, info.frameNumber, output)) {
         return false;
     }
     CAM_LOG(kLogDebug, ModuleId(), kFunction, "RellocNodeMainBuf %s", output.sharedName);
     return true;
 }
 
-bool CCameraModule::FillOutputNode(const FrameOutInfo& info, const BufferNode& source,
-                                   std::uint64_t length, BufferNode& output) {
-    const auto frame = static_cast<int>(info.frameNumber);
+bool FrameIntake::FillOutputNode(const FrameOutInfo& info, const BufferNode& source,
+                                 std::uint64_t length, BufferNode& output) {
+    const auto number = static_cast<int>(info.frameNumber);
     if (source.pixelType == output.pixelType) {
         if (source.data == nullptr || source.dataLength != length) {
             CAM_LOG(kLogError, ModuleId(), kFunction, "Recv size [%d],need output size [%d]",
@@ -201,21 +186,21 @@ bool CCameraModule::FillOutputNode(const FrameOutInfo& info, const BufferNode& s
     }
     CAM_LOG(kLogDebug, ModuleId(), kFunction,
             "this frame need change pixel format.old:%x,new:%x .frame number : %d",
-            source.pixelType, output.pixelType, frame);
+            source.pixelType, output.pixelType, number);
     if (const Status status = ConvertPixelFormat(source, output); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "KZS SDK Convert Failed, Ret:%d",
                 static_cast<int>(status));
         return false;
     }
     CAM_LOG(kLogDebug, ModuleId(), kFunction,
-            "this frame change pixel format success .frame number : %d", frame);
+            "this frame change pixel format success .frame number : %d", number);
     return true;
 }
 
-bool CCameraModule::AddNode(std::uint64_t size, std::uint32_t frameNumber, BufferNode& node) {
+bool FrameIntake::AddNode(FrameStore::FrameUnderWay& frame, std::uint64_t size,
+                          std::uint32_t frameNumber, BufferNode& node) {
     if (size > std::numeric_limits<std::uint32_t>::max() ||
-        m_bufManager.AddOneNode(static_cast<std::uint32_t>(ModuleId()),
-                                static_cast<std::uint32_t>(size), node) != kOk) {
+        frame.AddOneNode(static_cast<std::uint32_t>(size), node) != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "Image buffer add buf node error, frame number:%d", static_cast<int>(frameNumber));
         return false;
@@ -223,9 +208,9 @@ bool CCameraModule::AddNode(std::uint64_t size, std::uint32_t frameNumber, Buffe
     return true;
 }
 
-bool CCameraModule::TakeFreeNode(std::uint64_t size, CBufManager::Fit fit,
-                                 std::uint32_t frameNumber, BufferNode& node) {
-    const auto free = m_bufManager.TakeFreeNode(size, fit);
+bool FrameIntake::TakeFreeNode(FrameStore::FrameUnderWay& frame, std::uint64_t size,
+                               NodePool::Fit fit, std::uint32_t frameNumber, BufferNode& node) {
+    const auto free = frame.TakeFreeNode(size, fit);
     if (!free) {
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "Image buffer get free node error, frame number:%d", static_cast<int>(frameNumber));
@@ -235,10 +220,10 @@ bool CCameraModule::TakeFreeNode(std::uint64_t size, CBufManager::Fit fit,
     return true;
 }
 
-bool CCameraModule::ResizeNode(std::uint64_t size, std::uint32_t frameNumber, BufferNode& node) {
+bool FrameIntake::ResizeNode(FrameStore::FrameUnderWay& frame, std::uint64_t size,
+                             std::uint32_t frameNumber, BufferNode& node) {
     if (size > std::numeric_limits<std::uint32_t>::max() ||
-        m_bufManager.RellocNode(static_cast<std::uint32_t>(ModuleId()),
-                                static_cast<std::uint32_t>(size), node) != kOk) {
+        frame.RellocNode(static_cast<std::uint32_t>(size), node) != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "Image buffer relloc node error, frame number:%d",
                 static_cast<int>(frameNumber));
         return false;
@@ -246,7 +231,7 @@ bool CCameraModule::ResizeNode(std::uint64_t size, std::uint32_t frameNumber, Bu
     return true;
 }
 
-Status CCameraModule::ConvertPixelFormat(const BufferNode& source, BufferNode& output) {
+Status FrameIntake::ConvertPixelFormat(const BufferNode& source, BufferNode& output) {
     PixelConvertParam param{};
     param.width = static_cast<std::uint16_t>(output.width);
     param.height = static_cast<std::uint16_t>(output.height);

@@ -1,4 +1,4 @@
-#include "params/local_images.h"
+#include "imaging/local_images.h"
 
 #include <algorithm>
 #include <chrono>
@@ -6,8 +6,8 @@
 #include <new>
 #include <utility>
 
+#include "base/log.h"
 #include "camera/sdk/pixel_format.h"
-#include "module/log/log.h"
 #include "platform/code_page.h"
 #include "platform/file_system.h"
 
@@ -39,7 +39,7 @@ LocalImages::~LocalImages() {
 }
 
 Status LocalImages::ScanFolder(std::string_view folder) {
-    const platform::LockGuard hold(m_lock);
+    const LockGuard hold(m_lock);
     Forget();
     if (!platform::PathExists(folder)) {
         return kNoImageFolder;
@@ -71,7 +71,7 @@ void LocalImages::Forget() {
 
 void LocalImages::Clear() {
     m_decoder.Stop();
-    const platform::LockGuard hold(m_lock);
+    const LockGuard hold(m_lock);
     Forget();
 }
 
@@ -100,7 +100,7 @@ bool LocalImages::DecodeNext() {
     std::string path;
     std::uint64_t scan = 0;
     {
-        const platform::LockGuard hold(m_lock);
+        const LockGuard hold(m_lock);
         if (m_brokenInARow >= m_paths.size() || !RoomAhead()) {
             m_room.Reset();
             return false;
@@ -109,7 +109,7 @@ bool LocalImages::DecodeNext() {
         scan = m_scan;
     }
     const Picture picture = Decode(path);
-    const platform::LockGuard hold(m_lock);
+    const LockGuard hold(m_lock);
     if (scan != m_scan) {
         return true;
     }
@@ -142,7 +142,7 @@ LocalImages::Picture LocalImages::Decode(const std::string& path) const {
 LocalImages::Picture LocalImages::NextPicture(bool advance) {
     for (;;) {
         {
-            const platform::LockGuard hold(m_lock);
+            const LockGuard hold(m_lock);
             const std::size_t needed = advance ? 2 : 1;
             if (m_ahead.size() >= needed) {
                 if (advance) {
@@ -182,14 +182,14 @@ std::optional<BufferNode> LocalImages::CopyOf(const platform::DecodedImage& pict
     node.dataLength = static_cast<std::uint32_t>(length);
     node.data = block.get();
     node.sharedName = "";
-    const platform::LockGuard hold(m_deliveredLock);
+    const LockGuard hold(m_deliveredLock);
     node.frameNumber = ++m_deliveredCount;
     m_delivered.emplace(node.data, std::move(block));
     return node;
 }
 
 bool LocalImages::FreeDelivered(const BufferNode& node) {
-    const platform::LockGuard hold(m_deliveredLock);
+    const LockGuard hold(m_deliveredLock);
     return m_delivered.erase(node.data) != 0;
 }
 
