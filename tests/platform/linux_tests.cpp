@@ -190,7 +190,6 @@ TEST(NamesOnLinux, AreNeverUsedWhereTheyAreNotAFileOfOnesOwn) {
     const test::TemporaryFolder folder;
     const fs::path target = folder.Path() / "target";
     test::WriteFile(target, "target");
-    const std::ptrdiff_t descriptors = EntriesOf(kDescriptors);
 
     const std::pair<const char*, std::function<bool(const fs::path&)>> traps[] = {
         {"FIFO", [](const fs::path& path) { return mkfifo(path.c_str(), 0666) == 0; }},
