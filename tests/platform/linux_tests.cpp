@@ -184,12 +184,12 @@ TEST(NamedMutexOnLinux, SaysWhyItIsNotOwned) {
 
 // Every user may put anything under any name. None of it is waited for, followed, used or removed.
 TEST(NamesOnLinux, AreNeverUsedWhereTheyAreNotAFileOfOnesOwn) {
+    const std::ptrdiff_t descriptors = EntriesOf(kDescriptors);
     const std::string dead = MakeDeadProcessWithAnObject();
     RemoveObjectsOfDeadProcesses(&OwnerOf);
     const test::TemporaryFolder folder;
     const fs::path target = folder.Path() / "target";
     test::WriteFile(target, "target");
-    const std::ptrdiff_t descriptors = EntriesOf(kDescriptors);
 
     const std::pair<const char*, std::function<bool(const fs::path&)>> traps[] = {
         {"FIFO", [](const fs::path& path) { return mkfifo(path.c_str(), 0666) == 0; }},
