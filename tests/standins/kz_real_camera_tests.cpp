@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "standins/kz_camera_control/linux/frame_stream.h"
+#include "standins/kz_camera_control/aravis/frame_stream.h"
 #include "tests/support/fake_gige_camera.h"
 
 namespace {

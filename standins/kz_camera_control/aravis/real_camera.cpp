@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/linux/real_camera.h"
+#include "standins/kz_camera_control/aravis/real_camera.h"
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-#include "standins/kz_camera_control/linux/remains.h"
+#include "standins/kz_camera_control/aravis/remains.h"
 
 namespace kz {
 namespace {

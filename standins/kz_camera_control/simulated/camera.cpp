@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/simulated_camera.h"
+#include "standins/kz_camera_control/simulated/camera.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/linux/real_cameras.h"
+#include "standins/kz_camera_control/aravis/real_cameras.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,9 +6,9 @@
 #include <string_view>
 #include <utility>
 
-#include "standins/kz_camera_control/linux/camera_features.h"
-#include "standins/kz_camera_control/linux/gvcp_inquiry.h"
-#include "standins/kz_camera_control/linux/real_camera.h"
+#include "standins/kz_camera_control/aravis/camera_features.h"
+#include "standins/kz_camera_control/aravis/gvcp_inquiry.h"
+#include "standins/kz_camera_control/aravis/real_camera.h"
 
 namespace kz {
 namespace {

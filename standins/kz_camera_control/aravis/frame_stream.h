@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "standins/kz_camera_control/linux/glib_ptr.h"
+#include "standins/kz_camera_control/aravis/glib_ptr.h"
 
 namespace kz {
 

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "standins/kz_camera_control/camera.h"
-#include "standins/kz_camera_control/simulated_picture.h"
+#include "standins/kz_camera_control/simulated/picture.h"
 
 namespace kz {
 

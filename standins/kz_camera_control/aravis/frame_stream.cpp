@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/linux/frame_stream.h"
+#include "standins/kz_camera_control/aravis/frame_stream.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/simulated_stream.h"
+#include "standins/kz_camera_control/simulated/stream.h"
 
 #include <algorithm>
 #include <utility>
