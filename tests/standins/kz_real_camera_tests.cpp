@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "standins/kz_camera_control/aravis/frame_stream.h"
+#include "standins/kz_camera_control/aravis/frame_numbers.h"
 #include "tests/support/fake_gige_camera.h"
 
 namespace {
@@ -296,16 +296,40 @@ TEST_F(TriggeredCamera, HearsNothingOfAnotherThatStreams) {
 }
 
 TEST(FrameNumbers, TellHowManyFramesWentBy) {
-    EXPECT_EQ(kz::FramesBetween(0, 65401), 0U) << "the first one seen";
-    EXPECT_EQ(kz::FramesBetween(5, 6), 0U);
-    EXPECT_EQ(kz::FramesBetween(5, 9), 3U);
-    // No frame of GigE Vision's 16 bits has the number 0.
-    EXPECT_EQ(kz::FramesBetween(65535, 1), 0U);
-    EXPECT_EQ(kz::FramesBetween(65534, 3), 3U);
-    EXPECT_EQ(kz::FramesBetween(9, 7), 0U) << "a late one";
-    EXPECT_EQ(kz::FramesBetween(9, 9), 0U);
-    EXPECT_EQ(kz::FramesBetween(65535, 65536), 0U) << "more than 16 bits";
-    EXPECT_EQ(kz::FramesBetween(1'000'000, 1), 0U) << "counted anew";
+    struct Case {
+        const char* name;
+        std::vector<std::uint64_t> numbers;
+        std::int64_t missing;
+    };
+    for (const Case& each : std::initializer_list<Case>{
+             {"the first one seen", {65401}, 0},
+             {"one after the other", {1, 2, 3}, 0},
+             {"gaps", {5, 9, 10, 12}, 4},
+             {"the wrap passes over 0", {65534, 65535, 1, 2}, 0},
+             {"a gap at the wrap", {65534, 3}, 3},
+             {"late: no longer missing", {5, 8, 6, 9}, 1},
+             {"all of a gap late", {5, 8, 7, 6, 9}, 0},
+             {"late over the wrap", {65533, 1, 65534, 2, 65535}, 0},
+             {"double", {5, 6, 6, 7}, 0},
+             {"a late one that is double", {5, 8, 6, 6, 9}, 1},
+             {"late before the first one seen", {5, 4, 6}, 0},
+             {"too late for the gap to be known", {5, 300, 190, 191}, 294},
+             {"counted anew", {1'000'000, 1, 2, 4}, 1},
+             {"counted anew with 16 bits", {40'000, 1, 3}, 1},
+             {"a long gap with 16 bits", {5, 60'000}, 59'994},
+             {"counted anew soon", {60, 1, 2, 62}, 1},
+             {"64-bit numbers do not wrap", {65535, 65536, 65538}, 1},
+             {"late among 64-bit numbers", {65534, 65537, 65535, 65538}, 1},
+             {"a gap among 64-bit numbers", {70'000, 170'000}, 99'999},
+             {"64-bit numbers at their end", {UINT64_MAX - 1, UINT64_MAX}, 0},
+         }) {
+        kz::FrameNumbers numbers;
+        std::int64_t missing = 0;
+        for (const std::uint64_t number : each.numbers) {
+            missing += kz::CountUnseen(numbers, number);
+        }
+        EXPECT_EQ(missing, each.missing) << each.name;
+    }
 }
 
 class CameraOnABadLine : public OpenCamera {
