@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -14,6 +15,7 @@
 
 #include "camera/sdk/kz_camera_control.h"
 #include "standins/kz_camera_control/aravis/frame_numbers.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
 #include "tests/support/fake_gige_camera.h"
 
 namespace {
@@ -273,6 +275,60 @@ class TriggeredCamera : public OpenCamera {
         return false;
     }
 };
+
+// The smallest frame there is consists of one packet with pixels.
+TEST_F(TriggeredCamera, SendsAFrameOfASinglePacket) {
+    ASSERT_EQ(KZ_CC_StopGrabbing(m_handle), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "Width", 64), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "Height", 64), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "GevSCPSPacketSize", 9000), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    EXPECT_TRUE(FrameComes());
+}
+
+// No thread can be had while this lives: a stack that large has no room.
+class NoThreads {
+  public:
+    NoThreads() {
+        pthread_getattr_default_np(&m_before);
+        pthread_attr_t attributes{};
+        pthread_getattr_default_np(&attributes);
+        pthread_attr_setstacksize(&attributes, std::size_t{1} << 46);
+        pthread_setattr_default_np(&attributes);
+        pthread_attr_destroy(&attributes);
+    }
+    ~NoThreads() {
+        pthread_setattr_default_np(&m_before);
+        pthread_attr_destroy(&m_before);
+    }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+
+  private:
+    pthread_attr_t m_before{};
+};
+
+TEST_F(OpenCamera, AnswersWithACodeWhereNoThreadCanBeStarted) {
+    const FakeGigECamera otherCamera(CameraAddress(6), CameraSerial(6));
+    ASSERT_EQ(KZSim_Configure("usb3 serial=S1"), 0U);
+    CameraDeviceInfo simulated{};
+    simulated.transportType = KZ_TRANSPORT_USB3;
+    std::strcpy(simulated.usb3.serialNumber, "S1");
+    for (const CameraDeviceInfo& record : {RecordOf(CameraSerial(6), Address(6)), simulated}) {
+        const Handle handle(record);
+        {
+            const NoThreads none;
+            EXPECT_EQ(handle.Open(), KZ_CC_E_RESOURCE);
+        }
+        ASSERT_EQ(handle.OpenPatiently(), KZ_CC_OK);
+        {
+            const NoThreads none;
+            EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_RESOURCE);
+        }
+        EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    }
+    EXPECT_EQ(KZSim_Configure(""), 0U);
+}
 
 // Whose packets fill the line while this one's stream is made, with numbers a little ahead of its
 // own: taken for this one's, they would make every frame of it a late one.

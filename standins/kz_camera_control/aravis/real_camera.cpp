@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "standins/kz_camera_control/aravis/remains.h"
+#include "standins/kz_camera_control/aravis/spare_thread.h"
 #include "standins/kz_camera_control/aravis/stream_socket.h"
 
 namespace kz {
@@ -71,6 +72,9 @@ Code RealCamera::CreateStream(GObjectPtr<ArvStream>& stream, std::size_t& frameS
     }
     if (payload <= 0) {
         return KZ_CC_E_NO_DATA;
+    }
+    if (!ThreadCanBeStarted()) {
+        return KZ_CC_E_RESOURCE;
     }
     frameSize = static_cast<std::size_t>(payload);
     stream = IsGigE() ? CreateGigEStream(ARV_GV_DEVICE(m_device.get()), &AtStreamThread, frameSize,
