@@ -323,7 +323,7 @@ void MeasureRate(const Setting& setting, int rounds) {
 
 void MeasureStarts(int starts) {
     // Its frames would fit the other's buffers, and its numbers begin with the same ones.
-    constexpr Setting kOther{.size = 500, .packetSize = 576};
+    constexpr Setting kOther{.size = 500, .packetSize = 576, .period = 5'000};
     constexpr Setting kOurs{.triggered = true};
     constexpr int kStartsPerCamera = 10;
     constexpr Seconds kPatience{1};

@@ -3,10 +3,14 @@
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <linux/capability.h>
 #include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -284,6 +288,26 @@ TEST_F(TriggeredCamera, SendsAFrameOfASinglePacket) {
     ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "GevSCPSPacketSize", 9000), KZ_CC_OK);
     ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
     EXPECT_TRUE(FrameComes());
+}
+
+void GiveUpPacketSockets() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[_LINUX_CAPABILITY_U32S_3]{};
+    ::syscall(SYS_capget, &header, sets);
+    sets[0].effective &= ~(1U << CAP_NET_RAW);
+    ::syscall(SYS_capset, &header, sets);
+}
+
+// In a process of its own, where nobody has looked for packet sockets before.
+TEST_F(OpenCamera, StreamsWithoutTheRightToAPacketSocketAndSaysSo) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            GiveUpPacketSockets();
+            const bool started = KZ_CC_StartGrabbing(m_handle) == KZ_CC_OK;
+            std::_Exit(started && m_frames.Await(3) && m_frames.Take()[0].whole ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "CAP_NET_RAW");
 }
 
 // No thread can be had while this lives: a stack that large has no room.

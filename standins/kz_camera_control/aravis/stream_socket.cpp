@@ -26,8 +26,9 @@ namespace {
 // before the filter stood has been looked at by Aravis then.
 constexpr std::chrono::milliseconds kRingDelay{25};
 constexpr std::chrono::milliseconds kLookEvery{5};
-// Each costs a tenth of a second.
-constexpr int kPacketSocketAttempts = 5;
+// Each costs less than a tenth of a second. Beside a camera that never pauses about half of them
+// fail.
+constexpr int kPacketSocketAttempts = 8;
 
 // Of a plain socket: one frame that is being received and one that waits.
 constexpr std::size_t kBufferedFrames = 2;

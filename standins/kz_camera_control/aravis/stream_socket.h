@@ -11,7 +11,7 @@ namespace kz {
 
 // Creates a stream that has heard no packet yet: on the packet socket where that can be had, else
 // on a plain one with room for frames of `frameSize` bytes. Why it is a plain one is logged, once a
-// process. Null: `error` tells why. The camera must not be sending. Waits up to half a second.
+// process. Null: `error` tells why. The camera must not be sending. Takes a second at most.
 [[nodiscard]] GObjectPtr<ArvStream> CreateGigEStream(ArvGvDevice* device,
                                                      ArvStreamCallback callback,
                                                      std::size_t frameSize, GErrorHolder& error);
