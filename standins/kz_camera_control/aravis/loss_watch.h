@@ -6,8 +6,8 @@
 #include <memory>
 #include <thread>
 
+#include "standins/kz_camera_control/aravis/glib_ptr.h"
 #include "standins/kz_camera_control/camera.h"
-#include "standins/kz_camera_control/linux/glib_ptr.h"
 
 namespace kz {
 

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/linux/loss_watch.h"
+#include "standins/kz_camera_control/aravis/loss_watch.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/linux/remains.h"
+#include "standins/kz_camera_control/aravis/remains.h"
 
 #include <exception>
 #include <memory>

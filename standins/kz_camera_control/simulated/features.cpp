@@ -1,8 +1,8 @@
-#include "standins/kz_camera_control/simulated_features.h"
+#include "standins/kz_camera_control/simulated/features.h"
 
 #include <algorithm>
 
-#include "standins/kz_camera_control/simulated_pixel_formats.h"
+#include "standins/kz_camera_control/simulated/pixel_formats.h"
 
 namespace kz {
 namespace {

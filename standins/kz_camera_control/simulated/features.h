@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "standins/kz_camera_control/camera.h"
-#include "standins/kz_camera_control/camera_description.h"
+#include "standins/kz_camera_control/simulated/camera_description.h"
 
 namespace kz {
 

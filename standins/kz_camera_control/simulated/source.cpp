@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/simulated_source.h"
+#include "standins/kz_camera_control/simulated/source.h"
 
 #include <algorithm>
 #include <cstring>

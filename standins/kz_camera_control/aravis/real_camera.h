@@ -3,10 +3,10 @@
 
 #include <memory>
 
+#include "standins/kz_camera_control/aravis/camera_features.h"
+#include "standins/kz_camera_control/aravis/frame_stream.h"
+#include "standins/kz_camera_control/aravis/loss_watch.h"
 #include "standins/kz_camera_control/camera.h"
-#include "standins/kz_camera_control/linux/camera_features.h"
-#include "standins/kz_camera_control/linux/frame_stream.h"
-#include "standins/kz_camera_control/linux/loss_watch.h"
 
 namespace kz {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "standins/kz_camera_control/simulated_camera.h"
+#include "standins/kz_camera_control/simulated/camera.h"
 
 namespace kz {
 

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/simulated_picture.h"
+#include "standins/kz_camera_control/simulated/picture.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 
 #include "camera/sdk/pixel_format.h"
 #include "standins/kz_camera_control/frame_compression.h"
-#include "standins/kz_camera_control/simulated_pixel_formats.h"
+#include "standins/kz_camera_control/simulated/pixel_formats.h"
 
 namespace kz {
 namespace {

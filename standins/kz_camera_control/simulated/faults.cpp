@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/simulated_faults.h"
+#include "standins/kz_camera_control/simulated/faults.h"
 
 #include <array>
 #include <charconv>

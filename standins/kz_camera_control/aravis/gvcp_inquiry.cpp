@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/linux/gvcp_inquiry.h"
+#include "standins/kz_camera_control/aravis/gvcp_inquiry.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/camera_description.h"
+#include "standins/kz_camera_control/simulated/camera_description.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 #include <set>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "standins/kz_camera_control/simulated_pixel_formats.h"
+#include "standins/kz_camera_control/simulated/pixel_formats.h"
 
 namespace kz {
 namespace {

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/linux/camera_features.h"
+#include "standins/kz_camera_control/aravis/camera_features.h"
 
 #include <algorithm>
 #include <array>

@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "standins/kz_camera_control/linux/glib_ptr.h"
+#include "standins/kz_camera_control/aravis/glib_ptr.h"
 
 namespace kz {
 

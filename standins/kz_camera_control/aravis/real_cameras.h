@@ -4,8 +4,8 @@
 #include <mutex>
 #include <vector>
 
+#include "standins/kz_camera_control/aravis/glib_ptr.h"
 #include "standins/kz_camera_control/camera.h"
-#include "standins/kz_camera_control/linux/glib_ptr.h"
 
 namespace kz {
 

@@ -1,4 +1,4 @@
-#include "standins/kz_camera_control/simulated_pixel_formats.h"
+#include "standins/kz_camera_control/simulated/pixel_formats.h"
 
 #include <array>
 

@@ -11,10 +11,10 @@
 
 #include "standins/kz_camera_control/call_interceptor.h"
 #include "standins/kz_camera_control/camera.h"
-#include "standins/kz_camera_control/camera_description.h"
-#include "standins/kz_camera_control/simulated_faults.h"
-#include "standins/kz_camera_control/simulated_features.h"
-#include "standins/kz_camera_control/simulated_stream.h"
+#include "standins/kz_camera_control/simulated/camera_description.h"
+#include "standins/kz_camera_control/simulated/faults.h"
+#include "standins/kz_camera_control/simulated/features.h"
+#include "standins/kz_camera_control/simulated/stream.h"
 
 namespace kz {
 
@@ -63,7 +63,7 @@ class SimulatedCamera final : public CallInterceptor,
     Code OnFeature(Session session, std::string_view name, Body&& body);
     template <typename Kind, typename Body>
     Code ReadFeature(Session session, std::string_view name, Body&& body);
-    // `write`: one of the write rules of simulated_features.h.
+    // `write`: one of the write rules of features.h.
     template <typename Write, typename Value>
     Code WriteFeature(Session session, std::string_view name, Write&& write, const Value& value);
 
