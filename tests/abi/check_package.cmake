@@ -19,7 +19,7 @@ if(TOOLCHAIN)
     set(toolchain -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 endif()
 run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE_DIR} -B ${build} ${toolchain} ${OPTIONS}
-    -DCameraModule_DIR=${STAGE}/installed/lib/cmake/CameraModule)
+    -DCMAKE_PREFIX_PATH=${STAGE}/installed)
 run(${CMAKE_COMMAND} --build ${build})
 string(REPLACE "|" ";" RUN "${RUN}")
 foreach(program IN LISTS RUN)
