@@ -1,82 +1,45 @@
 #include "camera/callback_gate.h"
 
-#include <atomic>
-#include <chrono>
-#include <cstdint>
 #include <mutex>
-
-#include "platform/address_wait.h"
+#include <type_traits>
 
 namespace cam {
 
 namespace {
 
-// Held for a walk along a short list. Unlike std::mutex and the waits of std::atomic it needs
-// neither constructor nor destructor on any system, so a callback during the process's end finds it
-// in order.
-class StaticLock {
-  public:
-    void lock() {
-        while (m_taken.exchange(kTaken) == kTaken) {
-            platform::SleepWhileEqual(m_taken, kTaken, kLook);
-        }
-    }
-    void unlock() {
-        m_taken = 0;
-        platform::WakeAllOn(m_taken);
-    }
-
-  private:
-    static constexpr std::uint32_t kTaken = 1;
-    // The wake-up ends the wait; this bounds one look.
-    static constexpr std::chrono::milliseconds kLook{100};
-
-    std::atomic<std::uint32_t> m_taken{0};
-};
-
-constinit StaticLock gatesLock;
+// Without a constructor or destructor that runs, so that a callback finds it in order even while
+// the process ends.
+constinit std::mutex gatesLock;
+static_assert(std::is_trivially_destructible_v<std::mutex>);
 constinit CallbackGate* firstOpen = nullptr;  // under gatesLock
 
-// The event ends the wait; this bounds one look.
-constexpr std::chrono::milliseconds kLeftLook{100};
+// Takes `item` out of the list that begins at `link`; nothing happens when it is not in it.
+template <typename Item>
+void Unlink(Item** link, Item* item, Item* Item::*next) {
+    while (*link != nullptr && *link != item) {
+        link = &((*link)->*next);
+    }
+    if (*link != nullptr) {
+        *link = item->*next;
+    }
+}
 
 }  // namespace
 
 void CallbackGate::Open(const void* module) {
     const std::lock_guard hold(gatesLock);
-    if (m_module != nullptr) {
-        return;
+    if (m_module == nullptr) {
+        m_module = module;
+        m_nextOpen = firstOpen;
+        firstOpen = this;
     }
-    static_cast<void>(m_left.Create());
-    m_module = module;
-    m_nextOpen = firstOpen;
-    firstOpen = this;
 }
 
 void CallbackGate::CloseAndWait() {
-    for (;;) {
-        {
-            const std::lock_guard hold(gatesLock);
-            Unlist();
-            if (!OtherInside()) {
-                return;
-            }
-            m_left.Reset();
-        }
-        m_left.WaitFor(kLeftLook);
-    }
-}
-
-void CallbackGate::Unlist() {
-    if (m_module == nullptr) {
-        return;
-    }
-    CallbackGate** link = &firstOpen;
-    while (*link != this) {
-        link = &(*link)->m_nextOpen;
-    }
-    *link = m_nextOpen;
+    std::unique_lock hold(gatesLock);
+    Unlink(&firstOpen, this, &CallbackGate::m_nextOpen);
     m_module = nullptr;
+    m_left.wait(hold, [this] { return !OtherInside(); });
 }
 
 bool CallbackGate::OtherInside() const {
@@ -105,13 +68,9 @@ CallbackGate::Entry::~Entry() {
         return;
     }
     const std::lock_guard hold(gatesLock);
-    Entry** link = &m_gate->m_inside;
-    while (*link != this) {
-        link = &(*link)->m_next;
-    }
-    *link = m_next;
+    Unlink(&m_gate->m_inside, this, &Entry::m_next);
     // Under the lock: the gate may be gone behind it.
-    m_gate->m_left.Set();
+    m_gate->m_left.notify_all();
 }
 
 }  // namespace cam

@@ -2,6 +2,8 @@
 # outside (GoogleTest) are left alone.
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_definitions(project_options INTERFACE
+    CAMERA_MODULE_CHECK_LOCK_ORDER=$<BOOL:${CAMERA_MODULE_CHECK_LOCK_ORDER}>)
 
 option(CAMERA_MODULE_WARNINGS_AS_ERRORS "A warning of the compiler fails the build" ON)
 target_compile_options(project_options INTERFACE

@@ -9,7 +9,8 @@
 #include "camera/sdk/pixel_format.h"
 #include "imaging/frame_rules.h"
 #include "module/camera_module.h"
-#include "module/log/log.h"
+#include "base/log.h"
+#include "base/text.h"
 #include "params/value_text.h"
 
 namespace {
