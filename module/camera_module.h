@@ -28,10 +28,10 @@
 
 namespace cam {
 
-class CCameraModule final : public CAbstractUserModule {
+class CCameraModule final : public UserModule<CCameraModule> {
   public:
     CCameraModule();
-    ~CCameraModule() override;
+    ~CCameraModule();  // NOLINT(modernize-use-override): on Windows it overrides nothing
 
     // The host's operations; any host thread, several at once. Nothing is thrown.
     std::uint32_t GetParam(const char* key, char* value, std::int32_t size,

@@ -61,7 +61,7 @@ void DestroyModule(void* handle, CAbstractUserModule* module) {
         return;
     }
     CQ_M_NotifyDecGlobalCameraNum(handle, kOneCamera, kGlobalCameraNumPattern);
-    delete module;
+    DeleteModule(module);
 }
 
 }  // extern "C"
