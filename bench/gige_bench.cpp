@@ -291,7 +291,8 @@ double CopySeconds(std::size_t size) {
 }
 
 void MeasureRate(const Setting& setting, int rounds) {
-    const FakeGigECamera camera(CameraAddress(1), CameraSerial(1));
+    const FakeGigECamera camera(CameraAddress(1), CameraSerial(1), 0,
+                                static_cast<int>(setting.size));
     Match match;
     for (int round = 0; round < rounds; ++round) {
         for (Contestant* const each : match.Round(round)) {
