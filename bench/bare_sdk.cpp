@@ -1,8 +1,8 @@
 #include "bench/bare_sdk.h"
 
 #include <chrono>
-#include <cstdio>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "camera/sdk/pixel_format.h"
@@ -49,8 +49,8 @@ std::uint32_t KZ_CC_EnumDevices(std::uint32_t, KZDeviceList* list) {
     list->count = static_cast<std::uint32_t>(records.size());
     for (std::size_t i = 0; i < records.size(); ++i) {
         records[i].transportType = KZ_TRANSPORT_GIGE;
-        std::snprintf(records[i].gige.serialNumber, sizeof records[i].gige.serialNumber,
-                      i == 0 ? "%s" : "%s%zu", kSerial, i);
+        const std::string serial = kSerial + (i == 0 ? std::string() : std::to_string(i));
+        serial.copy(records[i].gige.serialNumber, sizeof records[i].gige.serialNumber - 1);
         list->devices[i] = &records[i];
     }
     return KZ_CC_OK;
