@@ -81,22 +81,6 @@ bool ParseNumber(std::string_view text, Number least, Number most, Number& value
     return true;
 }
 
-bool ParseIp(std::string_view text, std::uint32_t& ip) {
-    std::uint32_t parsed = 0;
-    for (int part = 0; part < 4; ++part) {
-        const std::size_t dot = part < 3 ? text.find('.') : text.size();
-        std::uint32_t number = 0;
-        if (dot == std::string_view::npos ||
-            !ParseNumber<std::uint32_t>(text.substr(0, dot), 0, 255, number)) {
-            return false;
-        }
-        parsed = parsed << 8 | number;
-        text.remove_prefix(std::min(dot + 1, text.size()));
-    }
-    ip = parsed;
-    return true;
-}
-
 bool ParseEven(std::string_view text, std::uint32_t least, std::uint32_t& value) {
     return ParseNumber(text, least, kLargestSide, value) && value % 2 == 0;
 }
@@ -236,6 +220,22 @@ void NumberTheUnnamed(std::vector<CameraDescription>& cameras) {
 }
 
 }  // namespace
+
+bool ParseIp(std::string_view text, std::uint32_t& ip) {
+    std::uint32_t parsed = 0;
+    for (int part = 0; part < 4; ++part) {
+        const std::size_t dot = part < 3 ? text.find('.') : text.size();
+        std::uint32_t number = 0;
+        if (dot == std::string_view::npos ||
+            !ParseNumber<std::uint32_t>(text.substr(0, dot), 0, 255, number)) {
+            return false;
+        }
+        parsed = parsed << 8 | number;
+        text.remove_prefix(std::min(dot + 1, text.size()));
+    }
+    ip = parsed;
+    return true;
+}
 
 ParsedDescription ParseCameraDescription(std::string_view text) {
     ParsedDescription parsed;

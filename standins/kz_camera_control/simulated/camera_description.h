@@ -34,6 +34,9 @@ struct ParsedDescription {
     std::uint32_t wrongLine = 0;  // counted from 1; 0: all is well
 };
 
+// "a.b.c.d", packed as in the device records; false for any other text.
+[[nodiscard]] bool ParseIp(std::string_view text, std::uint32_t& ip);
+
 [[nodiscard]] ParsedDescription ParseCameraDescription(std::string_view text);
 
 }  // namespace kz
