@@ -1,6 +1,7 @@
 #include "standins/kz_camera_control/camera_inspection.h"
 
 #include <charconv>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,12 @@ namespace kz {
 
 std::string NumberText(double value) {
     char text[64];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    return {text, end};
+    // People do not read 1e+07 for an exposure time.
+    constexpr double kFirstUnwieldy = 1e15;
+    const auto format =
+        std::abs(value) < kFirstUnwieldy ? std::chars_format::fixed : std::chars_format::general;
+    const auto end = std::to_chars(text, text + sizeof text, value, format);
+    return end.ec == std::errc{} ? std::string(text, end.ptr) : std::to_string(value);
 }
 
 }  // namespace kz

@@ -2,14 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <set>
 
 #include "params/key_table.h"
 #include "params/parameter_info.h"
 #include "tests/support/module_host.h"
-#include "tests/support/parameter_text.h"
 
 namespace {
 
@@ -54,13 +51,6 @@ TEST(ParameterInfo, FindsAKeyAsTheModuleDoes) {
     EXPECT_EQ(FindParameterInfo("MyCameraMoldX"), FindParameterInfo("CameraMold"));
     EXPECT_EQ(FindParameterInfo("TypeX"), nullptr);
     EXPECT_EQ(FindParameterInfo("Width"), nullptr);
-}
-
-TEST(ParameterInfo, StandsOnItsPage) {
-    std::ifstream file(PARAMETER_PAGE, std::ios::binary);
-    const std::string page((std::istreambuf_iterator<char>(file)), {});
-    EXPECT_TRUE(page == tests::ParameterPage())
-        << PARAMETER_PAGE << " is out of date: build the target update_parameter_page";
 }
 
 }  // namespace

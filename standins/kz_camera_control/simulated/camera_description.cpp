@@ -178,8 +178,11 @@ bool FitsRecord(const CameraDescription& camera) {
            camera.name.size() < sizeof(KZGigEDeviceInfo::userDefinedName);
 }
 
-bool ParseCamera(const std::vector<std::string>& fields, CameraDescription& camera) {
+// Where it fails, `wrongWord` is the word at fault; empty where it takes them all.
+bool ParseCamera(const std::vector<std::string>& fields, CameraDescription& camera,
+                 std::string& wrongWord) {
     if (!ParseKind(fields.front(), camera)) {
+        wrongWord = fields.front();
         return false;
     }
     for (std::size_t i = 1; i < fields.size(); ++i) {
@@ -188,6 +191,7 @@ bool ParseCamera(const std::vector<std::string>& fields, CameraDescription& came
         const auto field = std::ranges::find(kFields, text.substr(0, equals), &Field::name);
         if (equals == std::string_view::npos || field == kFields.end() ||
             !field->read(text.substr(equals + 1), camera)) {
+            wrongWord = text;
             return false;
         }
     }
@@ -247,8 +251,10 @@ ParsedDescription ParseCameraDescription(std::string_view text) {
             continue;
         }
         CameraDescription camera;
-        if (!fields || !ParseCamera(*fields, camera) || parsed.cameras.size() == KZ_MAX_DEVICES) {
-            return {.cameras = {}, .wrongLine = number};
+        std::string wrongWord;
+        if (!fields || !ParseCamera(*fields, camera, wrongWord) ||
+            parsed.cameras.size() == KZ_MAX_DEVICES) {
+            return {.cameras = {}, .wrongLine = number, .wrongWord = wrongWord};
         }
         parsed.cameras.push_back(std::move(camera));
     }

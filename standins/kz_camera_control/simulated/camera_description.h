@@ -32,6 +32,7 @@ struct CameraDescription {
 struct ParsedDescription {
     std::vector<CameraDescription> cameras;
     std::uint32_t wrongLine = 0;  // counted from 1; 0: all is well
+    std::string wrongWord;        // of that line; empty where none alone is wrong
 };
 
 // "a.b.c.d", packed as in the device records; false for any other text.
