@@ -53,7 +53,7 @@ Json ToJson(const CameraRecord& camera, const Finding& finding) {
 }
 
 void PrintFinding(const Finding& finding) {
-    constexpr std::size_t kColumn = 26;
+    constexpr std::size_t kColumn = 28;
     const std::size_t width = OutputWidth() == 0 ? kUsualWidth : OutputWidth();
     std::string head = "  ";
     head += VerdictText(finding.verdict);

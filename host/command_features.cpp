@@ -14,6 +14,7 @@ namespace {
 
 // A camera's list of pixel formats would push the rest off the screen.
 constexpr std::size_t kValueColumns = 24;
+constexpr std::size_t kRangeColumns = 100;
 
 std::string ValueText(const ValueInfo& info) {
     const std::string value = info.type == ValueType::Command ? "(command)"
@@ -103,8 +104,9 @@ ExitCode RunFeatures(const Options& options) {
     Table table({"NAME", "VALUE", "ACCESS", "RANGE"});
     for (const ValueInfo& feature : features) {
         const std::string value = ValueText(feature);
+        const std::string range = RangeText(feature);
         table.Add({feature.name, forTerminal ? Shortened(value, kValueColumns) : value,
-                   AccessText(feature), RangeText(feature)});
+                   AccessText(feature), forTerminal ? Shortened(range, kRangeColumns) : range});
     }
     Print(table);
     return ExitCode::Ok;

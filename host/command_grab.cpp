@@ -116,7 +116,7 @@ class Grab {
         } else {
             Print(SummaryText(m_summary));
         }
-        if (m_summary.transport.Any()) {
+        if (m_summary.transport.Matter(1 + m_summary.connection.losses)) {
             PrintMessage("frames were lost on their way; 'camera_host doctor' looks for the cause");
         }
         return Outcome();

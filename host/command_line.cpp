@@ -20,7 +20,7 @@ constexpr char kSimulationHelp[] =
     "Simulated cameras are described by a line each, or separated by ';': a kind (gige, usb3 or "
     "gentl) and what differs from the usual as name=value, for example\n"
     "\n"
-    "  --simulate 'gige serial=A1 rate=60; usb3 serial=B2 format=RGB8 width=1280'\n"
+    "  --simulate 'gige serial=A1 rate=60; usb3 format=RGB8 width=1280'\n"
     "\n"
     "Names: serial, name, model, maker, width, height, format, rate, ip, nic, events, interface, "
     "transport. 'default' is one of each kind; those of GenTL show with --gentl and any folder.\n";
@@ -226,7 +226,7 @@ Description::Description(Options& options) : m_options(options) {
         "write values of the module or the camera",
         R"(Writes each value, in order, and prints what then reads back. A value that does not take effect is reported, and the exit code is 1. Entries of an enumeration go by name or number. A module's own settings last as long as the program runs; a camera keeps features until --camera opens it again, which loads its user set 1, so write SaveParams last to keep them. --ip loads none, and SaveParams then goes to the set that the camera has selected.
 
-  camera_host set --camera SIM0001 PixelFormat Mono8 ExposureTime 5000 SaveParams 1
+  camera_host set --camera SIM0001 ExposureTime 5000 SaveParams 1
 )");
     AddCamera(set, true);
 
@@ -246,8 +246,8 @@ Description::Description(Options& options) : m_options(options) {
         R"(Opens the camera and takes frames from it: on request, one software trigger per frame, or, with --run-by-camera, as the free-running camera sends them. Ends with a summary: frame rates, frames lost and why, and the time from a frame's arrival to the host. A camera that is lost is waited for as long as the module looks for it (ReconnectTime); then the run goes on. With --out pictures are recorded; frames that the disk does not keep up with are dropped and counted, except on request, where the next frame waits. Without --camera or --ip the first camera is taken.
 
   camera_host grab --frames 100 --out pictures --save-every 10
-  camera_host grab --camera SIM0001 --run-by-camera --seconds 60 --set ExposureTime=5000
-  camera_host grab --ip 192.168.1.20 --run-by-camera --frames 0 --out raw --format raw
+  camera_host grab --camera SIM0001 --run-by-camera --seconds 60
+  camera_host grab --ip 192.168.1.20 --frames 0 --out raw --format raw
 )");
     AddCamera(grab, true);
     Count(grab, "--frames", "frames to take (10; no limit with --seconds); 0: until Ctrl-C", 0,
@@ -364,6 +364,19 @@ std::string TakesText(const CLI::App& command) {
            (positionals.empty() ? "no arguments" : positionals.front()->get_type_name());
 }
 
+// The parser's text begins with the option's name.
+std::string MismatchText(const std::string& text, Description& description) {
+    const std::string name = text.substr(0, text.find(':'));
+    for (const CLI::App* app :
+         {description.Chosen(), static_cast<const CLI::App*>(&description.Program())}) {
+        const CLI::Option* const option = app != nullptr ? app->get_option_no_throw(name) : nullptr;
+        if (option != nullptr) {
+            return name + " takes " + option->get_type_name();
+        }
+    }
+    return text;
+}
+
 // "--ip CAMERA LOCAL" as one value: what follows the camera is the second address only where it
 // looks like one.
 std::vector<std::string> WithJoinedAddresses(std::span<const std::string> arguments) {
@@ -413,6 +426,8 @@ Options ParseCommandLine(std::span<const std::string> arguments, std::size_t wid
         throw UsageError(UnexpectedText(description, program));
     } catch (const CLI::RequiredError&) {
         throw UsageError(TakesText(*description.Chosen()));
+    } catch (const CLI::ArgumentMismatch& error) {
+        throw UsageError(MismatchText(error.what(), description));
     } catch (const CLI::ParseError& error) {
         throw UsageError(error.what());
     }

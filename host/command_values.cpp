@@ -1,9 +1,11 @@
 // get, set, params, save, load: what the module knows and is told.
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "host/commands.h"
 #include "host/console.h"
+#include "host/files.h"
 #include "host/module_session.h"
 #include "host/parameter_page.h"
 #include "host/print.h"
@@ -104,6 +106,21 @@ ExitCode GetBeside(const Options& options, const CameraInUse& inUse) {
     return ExitCode::Ok;
 }
 
+// The camera that a solution was saved with, as far as this program saved it: one chosen by its
+// serial number, or by address. Empty where there was none.
+std::string SavedCamera(const std::string& path) {
+    std::ifstream file(PathOf(path), std::ios::binary);
+    std::string camera;
+    for (std::string line; std::getline(file, line);) {
+        for (const std::string_view key : {"param \"CameraName\" \"", "param \"CameraIP\" \""}) {
+            if (line.starts_with(key)) {
+                camera = line.substr(key.size(), line.find('"', key.size()) - key.size());
+            }
+        }
+    }
+    return camera == "0" ? std::string() : camera;
+}
+
 [[noreturn]] void ThrowUnreadable(ModuleSession& session, const std::string& key) {
     if (const cam::ParameterInfo* const known = cam::FindParameterInfo(key);
         known != nullptr && IsOnlyWritten(*known)) {
@@ -200,9 +217,7 @@ ExitCode RunLoad(const Options& options) {
     session.LoadSolution(options.arguments.front());
     PrintValues(session, false);
     // The module goes on looking for it, and answers no failure.
-    const std::string serial = session.Get("SerialNumber");
-    const bool byAddress = session.Get("Type") == "1";
-    const std::string camera = byAddress ? session.Get("CameraIP") : serial;
+    const std::string camera = SavedCamera(options.arguments.front());
     if (!camera.empty() && IsUnreadable(session.Get("Width"))) {
         throw Failure(ExitCode::NoCamera, "the saved camera '" + camera + "' did not come");
     }

@@ -16,6 +16,7 @@ namespace {
 constexpr std::chrono::milliseconds kTakeInterval{50};
 constexpr std::chrono::seconds kShowInterval{1};
 constexpr std::chrono::seconds kFirstFrameTime{2};
+constexpr std::size_t kRoomForTime = 80;  // columns
 
 // What is shown once a second.
 struct State {
@@ -144,13 +145,15 @@ class Watch {
         state.dropped = counts.discarded;
         state.missing = counts.missing - m_missingBefore;
         state.errors = TransportErrors::Parse(m_session.Get("CameraErrorInfo"));
-        m_errors = m_errors || state.errors.Any();
+        m_errors = m_errors || state.errors.Matter(1);
         m_framesSinceShown = 0;
         m_lastShown = now;
         const auto time = std::chrono::system_clock::now();
         if (const std::size_t width = OutputWidth(); width != 0 && !m_options.json) {
             // One line that is drawn anew; a full one would make the terminal go to the next.
-            const std::string line = TimeOfDay(time) + " " + StateText(state);
+            const bool roomForTime = width >= kRoomForTime;
+            const std::string line =
+                (roomForTime ? TimeOfDay(time) + " " : std::string()) + StateText(state);
             Print(kClearLine + line.substr(0, width - 1));
             m_lineOpen = true;
         } else {

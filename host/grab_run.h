@@ -49,7 +49,10 @@ struct TransportErrors {
     std::int64_t lostPackets = 0;  // GigE
 
     [[nodiscard]] static TransportErrors Parse(std::string_view text);
-    [[nodiscard]] bool Any() const { return errorFrames > 0 || lostFrames > 0 || lostPackets > 0; }
+    // More than the frame that was under way when the camera's stream was opened.
+    [[nodiscard]] bool Matter(std::uint64_t streams) const {
+        return errorFrames + lostFrames > static_cast<std::int64_t>(streams);
+    }
 };
 
 // All of a run that is worth telling.

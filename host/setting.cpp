@@ -41,8 +41,8 @@ std::string EntryNumber(const ValueInfo& feature, const std::string& value) {
         }
         names.push_back(entry.name);
     }
-    throw Failure(feature.name + " has no entry '" + value + "'" + Suggestion(value, names) +
-                  "; it has " + RangeText(feature));
+    throw Failure(feature.name + " has no entry '" + value + "', but " + RangeText(feature) +
+                  Suggestion(value, names));
 }
 
 std::string FirstField(std::string_view text) {
@@ -148,9 +148,6 @@ std::string WriteFeature(ModuleSession& session, const std::string& key, const s
     if (!feature) {
         throw Failure(UnknownNameText(session, key));
     }
-    if (!feature->writable && AccessText(*feature) == "read") {
-        throw Failure(key + " is only read, or locked for now");
-    }
     std::string written = value;
     if (feature->type == ValueType::Enumeration) {
         written = EntryNumber(*feature, value);
@@ -194,9 +191,8 @@ std::string UnknownNameText(ModuleSession& session, const std::string& name) {
         }
         return "neither the module nor the camera knows '" + name + "'" + Suggestion(name, names);
     }
-    const std::string nearest = NearestWord(name, names);
-    if (!nearest.empty()) {
-        return "the module has no key '" + name + "'; did you mean '" + nearest + "'?";
+    if (const std::string suggestion = Suggestion(name, names); !suggestion.empty()) {
+        return "the module has no key '" + name + "'" + suggestion;
     }
     return "'" + name + "' is no key of the module; a camera's feature needs --camera or --ip";
 }

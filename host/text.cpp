@@ -173,12 +173,21 @@ std::string Shortened(std::string_view text, std::size_t length) {
 }
 
 std::string NearestWord(std::string_view mistyped, std::span<const std::string> words) {
+    constexpr std::size_t kEnoughToStop = 5;
     // A third of the letters wrong is another word.
     const std::size_t farthest = std::max<std::size_t>(1, mistyped.size() / 3);
     const std::string* nearest = nullptr;
     std::size_t least = farthest + 1;
     for (const std::string& word : words) {
-        if (const std::size_t distance = EditDistance(mistyped, word); distance < least) {
+        std::size_t distance = EditDistance(mistyped, word);
+        // People also stop early: "ExposureTme" for "ExposureTimeAbs".
+        for (std::size_t length = mistyped.size(); length <= mistyped.size() + 1; ++length) {
+            if (length < word.size() && length >= kEnoughToStop) {
+                distance = std::min(
+                    distance, EditDistance(mistyped, std::string_view(word).substr(0, length)) + 1);
+            }
+        }
+        if (distance < least) {
             least = distance;
             nearest = &word;
         }
@@ -188,7 +197,7 @@ std::string NearestWord(std::string_view mistyped, std::span<const std::string> 
 
 std::string Suggestion(std::string_view mistyped, std::span<const std::string> words) {
     const std::string nearest = NearestWord(mistyped, words);
-    return nearest.empty() ? nearest : "; did you mean '" + nearest + "'?";
+    return nearest.empty() ? nearest : " (did you mean '" + nearest + "'?)";
 }
 
 bool MatchesPattern(std::string_view text, std::string_view pattern) {

@@ -42,7 +42,7 @@ namespace host {
 // whatever their case. Empty where none is near.
 [[nodiscard]] std::string NearestWord(std::string_view mistyped,
                                       std::span<const std::string> words);
-// "; did you mean 'X'?", or nothing.
+// " (did you mean 'X'?)", or nothing.
 [[nodiscard]] std::string Suggestion(std::string_view mistyped, std::span<const std::string> words);
 
 // True where the text holds the pattern, whatever the case of their letters; '*' and '?' in the
