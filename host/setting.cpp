@@ -63,8 +63,11 @@ bool TookEffect(ValueType type, const std::string& written, const std::string& t
     switch (type) {
         case ValueType::Integer:
         case ValueType::Enumeration: {
+            // The module answers the upper half of the 32-bit range as negative numbers.
             const auto number = ParseInteger(wanted);
-            return number && number == ParseInteger(read);
+            const auto back = ParseInteger(read);
+            return number && back &&
+                   static_cast<std::uint32_t>(*number) == static_cast<std::uint32_t>(*back);
         }
         case ValueType::Float: {
             const auto number = ParseFloat(wanted);

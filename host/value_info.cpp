@@ -94,7 +94,8 @@ void TakeText(ValueInfo& info, std::string_view text) {
     }
     for (std::size_t i = 1; info.type == Enumeration && i < fields.size(); ++i) {
         if (const auto entry = ParseInteger(fields[i])) {
-            info.entries.push_back({{}, *entry});
+            // The module answers the upper half of the 32-bit range as negative numbers.
+            info.entries.push_back({{}, static_cast<std::uint32_t>(*entry)});
         }
     }
 }

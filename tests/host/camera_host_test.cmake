@@ -35,7 +35,7 @@ expect(2 "camera_host: there is no command 'shoot'" shoot)
 expect(0 "^SIM0001\tLeft \\(top\\)\t.*\tfree\nSIM0002\t\tSecond\tSimulated\t\t\tUSB3 Vision\tfree\n$"
     list ${sim})
 expect(0 "^S1\t[^\n]*\t10.0.0.2\t[^\n]*\nS1\t[^\n]*\t10.0.0.9\t[^\n]*\n$"
-    list --simulate "gige serial=S1; gige serial=S1 ip=10.0.0.9")
+    list --simulate "gige serial=S1\ngige serial=S1 ip=10.0.0.9")
 expect(2 "line 2 .*: 'hyperspace'" list --simulate "gige\nhyperspace")
 expect(2 "line 1 .*: 'widht=64'" list --simulate "gige serial=A widht=64")
 expect(3 "no camera was found" grab --simulate "# none")
@@ -77,7 +77,7 @@ expect(1 "did you mean 'Width'" grab --set Widht=320 ${first})
 expect(0 "^TriggerMode\tOff\tread, write\tOff, On\n$" features triggermode ${first})
 expect(1 "no feature 'Triggermoed' \\(did you mean 'TriggerMode'" features Triggermoed ${first})
 expect(0 "entries +Off \\(0\\), On \\(1\\)\n" describe TriggerMode ${first})
-expect(0 "value +50\n" describe ImageCacheNum)
+expect(0 "value +50 frames\n" describe ImageCacheNum)
 expect(0 "ExposureTime\t[0-9.]+\t.* to .*\tmicroseconds|ExposureTime\t.*exposure" params ${first})
 expect(0 "ok +owner +free\n.*shared memory" doctor ${first})
 # The camera was opened, and is not back from anywhere.
@@ -85,7 +85,7 @@ expect(0 "^[0-9:.]+ on line .*frames/s" watch --seconds 2 --gentl ${WORK} --simu
 
 expect(0 "^$" save ${WORK}/line.solution --set ImageCacheNum=9 --set LogLevel=4 ${first})
 expect(0 "SerialNumber\tSIM0001\t.*ImageCacheNum\t9\t" load ${WORK}/line.solution ${sim})
-expect(3 "the saved camera 'SIM0001' did not come" load ${WORK}/line.solution --simulate usb3)
+expect(3 "the saved camera 'SIM0001' did not come" load ${WORK}/line.solution --simulate "usb3 serial=OTHER")
 expect(1 "could not be loaded" load ${WORK}/absent.solution)
 expect(1 "is no file that could be replaced" save ${WORK})
 

@@ -212,7 +212,7 @@ TEST(Doctor, SaysWhatToDo) {
           std::pair("GevSCPSPacketSize", "9000")}) {
         patient.features.push_back(DescribeFeature(name, ValueType::Text, value));
     }
-    patient.machine = {212'992, false, false, 64'000'000};
+    patient.machine = {212'992, false, false, 50'000'000};
     const auto verdict = [&](const char* subject) -> std::optional<Verdict> {
         for (const Finding& finding : Examine(patient)) {
             if (finding.subject == subject) {
@@ -227,7 +227,7 @@ TEST(Doctor, SaysWhatToDo) {
     EXPECT_EQ(verdict("packet size"), Verdict::Problem);  // more than the card's MTU
     EXPECT_EQ(verdict("receive buffer"), Verdict::Advice);
     EXPECT_EQ(verdict("packet socket"), Verdict::Advice);
-    EXPECT_EQ(verdict("shared memory"), Verdict::Problem);  // four frames of 15 MB
+    EXPECT_EQ(verdict("shared memory"), Verdict::Problem);  // three frames of 15 MB
     patient.cards.front().mtu = 9000;
     EXPECT_EQ(verdict("packet size"), Verdict::Good);
     patient.cards.front().address = 0x0A000001;

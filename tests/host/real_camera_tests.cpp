@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, RealCamera, testing::Values("", " --run-by-camer
 
 TEST(RealCameraOfAnother, IsReadBesideItsOwner) {
     FakeGigECamera camera(CameraAddress(kCamera), CameraSerial(kCamera));
-    Program owner("watch --seconds 8 --ip " + camera.Address());
+    const Program owner("watch --ip " + camera.Address());  // until nobody reads it
     std::string output;
     // Until the owner has it.
     for (int i = 0; i < 40 && output.find("in use") == std::string::npos; ++i) {
@@ -79,7 +79,6 @@ TEST(RealCameraOfAnother, IsReadBesideItsOwner) {
     output.clear();
     EXPECT_EQ(Program("set Width 256 --ip " + camera.Address()).Wait(output), 1);
     EXPECT_THAT(output, HasSubstr("another program has control"));
-    EXPECT_EQ(owner.Wait(output), 0);
 }
 
 }  // namespace
