@@ -11,9 +11,8 @@ namespace cam {
 
 namespace {
 
-// Held for a walk along a short list. Unlike std::mutex and the waits of std::atomic it needs
-// neither constructor nor destructor on any system, so a callback during the process's end finds it
-// in order.
+// Held for a walk along a short list. Unlike std::mutex it needs neither constructor nor destructor
+// on any system, so a callback during the process's end finds it in order.
 class StaticLock {
   public:
     void lock() {
@@ -37,46 +36,33 @@ class StaticLock {
 constinit StaticLock gatesLock;
 constinit CallbackGate* firstOpen = nullptr;  // under gatesLock
 
-// The event ends the wait; this bounds one look.
-constexpr std::chrono::milliseconds kLeftLook{100};
+// Takes `item` out of the list that begins at `link`; nothing happens when it is not in it.
+template <typename Item>
+void Unlink(Item** link, Item* item, Item* Item::*next) {
+    while (*link != nullptr && *link != item) {
+        link = &((*link)->*next);
+    }
+    if (*link != nullptr) {
+        *link = item->*next;
+    }
+}
 
 }  // namespace
 
 void CallbackGate::Open(const void* module) {
     const std::lock_guard hold(gatesLock);
-    if (m_module != nullptr) {
-        return;
+    if (m_module == nullptr) {
+        m_module = module;
+        m_nextOpen = firstOpen;
+        firstOpen = this;
     }
-    static_cast<void>(m_left.Create());
-    m_module = module;
-    m_nextOpen = firstOpen;
-    firstOpen = this;
 }
 
 void CallbackGate::CloseAndWait() {
-    for (;;) {
-        {
-            const std::lock_guard hold(gatesLock);
-            Unlist();
-            if (!OtherInside()) {
-                return;
-            }
-            m_left.Reset();
-        }
-        m_left.WaitFor(kLeftLook);
-    }
-}
-
-void CallbackGate::Unlist() {
-    if (m_module == nullptr) {
-        return;
-    }
-    CallbackGate** link = &firstOpen;
-    while (*link != this) {
-        link = &(*link)->m_nextOpen;
-    }
-    *link = m_nextOpen;
+    std::unique_lock hold(gatesLock);
+    Unlink(&firstOpen, this, &CallbackGate::m_nextOpen);
     m_module = nullptr;
+    m_left.wait(hold, [this] { return !OtherInside(); });
 }
 
 bool CallbackGate::OtherInside() const {
@@ -105,13 +91,9 @@ CallbackGate::Entry::~Entry() {
         return;
     }
     const std::lock_guard hold(gatesLock);
-    Entry** link = &m_gate->m_inside;
-    while (*link != this) {
-        link = &(*link)->m_next;
-    }
-    *link = m_next;
+    Unlink(&m_gate->m_inside, this, &Entry::m_next);
     // Under the lock: the gate may be gone behind it.
-    m_gate->m_left.Set();
+    m_gate->m_left.notify_all();
 }
 
 }  // namespace cam

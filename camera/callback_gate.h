@@ -1,12 +1,11 @@
-// Keeps the SDK's callbacks out of a module that is gone. The SDK waits for a frame callback when a
-// handle is closed, but not for an exception or event callback: one of those may be about to enter
-// just when the host destroys the module. They enter through this gate, which tells by its address
-// whether a module still lets them in.
+// Keeps callbacks out of a module that is gone. The SDK waits for a frame callback when a handle is
+// closed, but perhaps not for an exception or event callback, and the framework not for a notify
+// event: one of those may be about to enter just when the host destroys the module. They enter
+// through this gate, which tells by its address whether a module still lets them in.
 #pragma once
 
+#include <condition_variable>
 #include <thread>
-
-#include "platform/event.h"
 
 namespace cam {
 
@@ -44,14 +43,13 @@ class CallbackGate {
 
   private:
     [[nodiscard]] bool OtherInside() const;
-    void Unlist();
 
     // All under the one lock of all gates, which are linked without allocation: the library may be
     // unloaded, or the process end, with a callback on its way.
     const void* m_module = nullptr;  // null: closed
     CallbackGate* m_nextOpen = nullptr;
     Entry* m_inside = nullptr;
-    platform::Event m_left;
+    std::condition_variable_any m_left;
 };
 
 }  // namespace cam

@@ -1,6 +1,8 @@
 #include "camera/device_tables.h"
 
-#include "module/shared_values.h"
+#include <algorithm>
+
+#include "base/text.h"
 
 namespace cam {
 
@@ -26,6 +28,20 @@ bool HasSerial(const CameraDeviceInfo& record, std::string_view serial) {
     // The other transport's field is often empty: no serial number names no camera.
     return !serial.empty() && (FieldText(record.gige.serialNumber) == serial ||
                                FieldText(record.usb3.serialNumber) == serial);
+}
+
+std::optional<CameraDeviceInfo> DeviceTables::FindPlain(std::string_view serial) const {
+    const auto found =
+        std::find_if(plain.begin(), plain.end(),
+                     [&](const CameraDeviceInfo& record) { return HasSerial(record, serial); });
+    return found != plain.end() ? std::optional(*found) : std::nullopt;
+}
+
+std::optional<GenTLDeviceInfo> DeviceTables::FindGenTL(std::string_view serial) const {
+    const auto found = std::find_if(genTL.begin(), genTL.end(), [&](const GenTLDeviceInfo& record) {
+        return IdentityOf(record).serial == serial;
+    });
+    return found != genTL.end() ? std::optional(*found) : std::nullopt;
 }
 
 }  // namespace cam

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "camera/sdk/kz_camera_control.h"
+#include "module/framework/status_codes.h"
 
 namespace cam {
 
@@ -32,7 +35,6 @@ class DeviceTable {
     Record m_records[KZ_MAX_DEVICES] = {};
 };
 
-// Guarded by the connection lock of the module that owns them.
 struct DeviceTables {
     DeviceTable<CameraDeviceInfo> plain;  // GigE Vision and USB3 Vision
     DeviceTable<GenTLDeviceInfo> genTL;
@@ -40,6 +42,16 @@ struct DeviceTables {
     [[nodiscard]] bool ActiveEmpty(bool useGenTL) const {
         return useGenTL ? genTL.Empty() : plain.Empty();
     }
+
+    // Fill one table anew by the SDK's discovery, of which only one may run on the machine. The
+    // result is the SDK's; each step is logged with `moduleId`.
+    [[nodiscard]] Status EnumeratePlain(std::int32_t moduleId);
+    // `path` is where the GenTL producers are, in UTF-8.
+    [[nodiscard]] Status EnumerateGenTL(std::int32_t moduleId, const std::string& path);
+
+    // The first record of that serial number.
+    [[nodiscard]] std::optional<CameraDeviceInfo> FindPlain(std::string_view serial) const;
+    [[nodiscard]] std::optional<GenTLDeviceInfo> FindGenTL(std::string_view serial) const;
 };
 
 // Who a device record describes; the texts point into the record.

@@ -1,6 +1,5 @@
 #include "camera/my_camera.h"
 
-#include <chrono>
 #include <cstdio>
 
 namespace cam {
@@ -14,9 +13,6 @@ constexpr std::uint16_t kRealTimePort = 1042;
 constexpr std::uint32_t kLineModeStrobe = 8;
 constexpr std::uint16_t kNoSwitchoverKey = 0;
 
-// How often the frame thread looks whether the lock has become free or a stop been announced.
-constexpr std::chrono::microseconds kFrameThreadPause{50};
-
 void CloseAndDestroy(KZHandle handle) {
     KZ_CC_StopGrabbing(handle);
     KZ_CC_CloseDevice(handle);
@@ -24,6 +20,24 @@ void CloseAndDestroy(KZHandle handle) {
 }
 
 }  // namespace
+
+CMyCamera::StopGuard::StopGuard(CMyCamera& camera) : m_camera(camera), m_held(true) {
+    if (!camera.m_stopGate.InCallback()) {
+        m_stop.emplace(camera.m_stopGate);
+        camera.m_lock.lock();
+        return;
+    }
+    m_held = camera.m_stopGate.MayStop() && camera.m_stopGate.Acquire(camera.m_lock);
+    if (m_held) {
+        m_stop.emplace(camera.m_stopGate);
+    }
+}
+
+CMyCamera::StopGuard::~StopGuard() {
+    if (m_held) {
+        m_camera.m_lock.unlock();
+    }
+}
 
 CMyCamera::~CMyCamera() {
     Close();
@@ -42,12 +56,11 @@ template <typename Record>
 Status CMyCamera::OpenAs(std::uint32_t (*create)(KZHandle*, const Record*), const char* createName,
                          const Record* record, std::uint32_t accessMode) {
     static constexpr char kFunction[] = "CMyCamera::Open";
-    if (record == nullptr || InFrameCallback()) {
+    const StopGuard hold(*this);
+    if (record == nullptr || !hold) {
         return kInvalid;
     }
-    const StopAnnouncement stop(*this);
-    const platform::LockGuard hold(m_lock);
-    Close();
+    CloseHandle();
     KZHandle handle = nullptr;
     if (const Status created = create(&handle, record); created != kOk) {
         CAM_LOG(kLogError, m_moduleId.Get(), kFunction, "%s failed, nRet %#x.", createName,
@@ -86,11 +99,12 @@ void CMyCamera::SetOptimalPacketSize(KZHandle handle) {
 }
 
 void CMyCamera::Close() {
-    if (InFrameCallback()) {
-        return;
+    if (const StopGuard hold(*this); hold) {
+        CloseHandle();
     }
-    const StopAnnouncement stop(*this);
-    const platform::LockGuard hold(m_lock);
+}
+
+void CMyCamera::CloseHandle() {
     m_key.Set("");
     if (const KZHandle handle = m_handle.load(); handle != nullptr) {
         CloseAndDestroy(handle);
@@ -100,23 +114,25 @@ void CMyCamera::Close() {
     m_grabbing.Set(false);
 }
 
-void CMyCamera::DropLost(std::uint32_t openId) {
-    if (InFrameCallback()) {
-        return;
+bool CMyCamera::DropLost(std::uint32_t openId) {
+    const StopGuard hold(*this);
+    if (!hold) {
+        return false;
     }
-    const StopAnnouncement stop(*this);
-    const platform::LockGuard hold(m_lock);
     const KZHandle handle = m_handle.load();
-    if (handle == nullptr || m_openId != openId) {
-        return;
+    if (handle != nullptr && m_openId == openId) {
+        KZ_CC_DestroyHandle(handle);
+        m_handle = nullptr;
+        m_grabbing.Set(false);
     }
-    KZ_CC_DestroyHandle(handle);
-    m_handle = nullptr;
-    m_grabbing.Set(false);
+    return true;
 }
 
 Status CMyCamera::StartGrabbing() {
-    const platform::LockGuard hold(m_lock);
+    const StopGate::Guard hold(m_stopGate, m_lock);
+    if (!hold) {
+        return kInvalid;
+    }
     const KZHandle handle = m_handle.load();
     if (handle == nullptr) {
         return kOk;
@@ -129,17 +145,18 @@ Status CMyCamera::StartGrabbing() {
 }
 
 CMyCamera::Configuration::Configuration(CMyCamera& camera) : m_camera(camera) {
-    const platform::LockGuard hold(m_camera.m_lock);
+    // Under the lock, behind a restart in progress; a thread of the SDK that gives way to a stop
+    // need not wait for it.
+    const StopGate::Guard hold(m_camera.m_stopGate, m_camera.m_lock);
     ++m_camera.m_configurations;
 }
 
 CMyCamera::Configuration::~Configuration() {
-    const platform::LockGuard hold(m_camera.m_lock);
     --m_camera.m_configurations;
 }
 
 Status CMyCamera::ResumeGrabbing(platform::Event& imageArrived, platform::Event& grabStarted) {
-    const platform::LockGuard hold(m_lock);
+    const LockGuard hold(m_lock);
     if (m_configurations != 0) {
         return kOk;
     }
@@ -154,11 +171,10 @@ Status CMyCamera::ResumeGrabbing(platform::Event& imageArrived, platform::Event&
 }
 
 Status CMyCamera::StopGrabbing() {
-    if (InFrameCallback()) {
+    const StopGuard hold(*this);
+    if (!hold) {
         return kInvalid;
     }
-    const StopAnnouncement stop(*this);
-    const platform::LockGuard hold(m_lock);
     const KZHandle handle = m_handle.load();
     if (handle == nullptr) {
         return kOk;
@@ -329,20 +345,6 @@ void CMyCamera::ExitRealTimeMode() {
 
 Status CMyCamera::DecodeFrame(HbDecodeParam* param) {
     return KZ_CC_HB_Decode(m_handle.load(), param);
-}
-
-bool CMyCamera::LockUnlessStopping(platform::RecursiveLock& lock) {
-    if (!InFrameCallback()) {
-        lock.lock();
-        return true;
-    }
-    while (!lock.try_lock()) {
-        if (m_stopsUnderWay > 0) {
-            return false;
-        }
-        std::this_thread::sleep_for(kFrameThreadPause);
-    }
-    return true;
 }
 
 Status CMyCamera::ConvertPixelType(PixelConvertParam* param) {

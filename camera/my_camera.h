@@ -3,16 +3,17 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
-#include <thread>
+#include <optional>
 #include <type_traits>
 
+#include "base/lock.h"
+#include "base/log.h"
+#include "base/relaxed.h"
+#include "base/text.h"
 #include "camera/sdk/kz_camera_control.h"
+#include "camera/stop_gate.h"
 #include "module/framework/status_codes.h"
-#include "module/log/log.h"
-#include "module/shared_values.h"
 #include "platform/event.h"
-#include "platform/lock.h"
 
 namespace cam {
 
@@ -20,16 +21,12 @@ inline constexpr std::size_t kCameraTextSize = 64;
 using CameraText = FixedText<kCameraTextSize>;
 
 // Every operation holds the camera lock, so that the handle is never used while another thread
-// opens, closes or replaces it. Results are 0, the SDK's code unchanged, or kInvalid: no camera
-// open, or a null pointer. The lock is the module's innermost: under it only the SDK is called.
-//
-// The SDK's stop, close and destroy calls wait for a frame callback in progress, and the callback
-// wants the camera lock: for pixel conversion, and for whatever the host asks from inside a frame's
-// notice. Every such call therefore announces itself before it takes the lock, and the frame thread
-// (LockUnlessStopping) does not wait behind an announced one.
+// opens, closes or replaces it; under it only the SDK is called. Results are 0, the SDK's code
+// unchanged, or kInvalid: no camera open, a null pointer, or a thread of the SDK that gave way to a
+// stop or, for a frame or an event, must not stop the camera.
 class CMyCamera {
   public:
-    CMyCamera() = default;
+    explicit CMyCamera(StopGate& stopGate) : m_stopGate(stopGate) {}
     ~CMyCamera();
     CMyCamera(const CMyCamera&) = delete;
     CMyCamera& operator=(const CMyCamera&) = delete;
@@ -41,8 +38,9 @@ class CMyCamera {
     void Close();
 
     // Destroys the handle of a camera that is gone, without closing the device. `openId` is the
-    // OpenId() when the loss was seen: a camera opened since then is left alone.
-    void DropLost(std::uint32_t openId);
+    // OpenId() when the loss was seen: a camera opened since then is left alone. False: gave way,
+    // and the handle is still there.
+    [[nodiscard]] bool DropLost(std::uint32_t openId);
 
     // 0 when no camera is open: there is nothing to do.
     [[nodiscard]] Status StartGrabbing();
@@ -117,29 +115,6 @@ class CMyCamera {
         CMyCamera& m_camera;
     };
 
-    // The stay of the frame callback's thread in the module. The SDK's stop waits for the callback,
-    // so on this thread nothing is stopped, closed or opened: those operations are refused.
-    class FrameCallback {
-      public:
-        explicit FrameCallback(CMyCamera& camera) : m_camera(camera) {
-            m_camera.m_frameThread.Set(std::this_thread::get_id());
-        }
-        ~FrameCallback() { m_camera.m_frameThread.Set({}); }
-        FrameCallback(const FrameCallback&) = delete;
-        FrameCallback& operator=(const FrameCallback&) = delete;
-
-      private:
-        CMyCamera& m_camera;
-    };
-    [[nodiscard]] bool InFrameCallback() const {
-        return m_frameThread.Get() == std::this_thread::get_id();
-    }
-
-    // Takes a lock whose holder may stop, close or open the camera and so wait for the frame
-    // callback. On the frame thread it is therefore given up (false) once such a call is under way;
-    // every other thread waits for it.
-    [[nodiscard]] bool LockUnlessStopping(platform::RecursiveLock& lock) TRY_ACQUIRE(true, lock);
-
     // The grab keeper's StartGrabbing, also tried when no camera is open; nothing is done while one
     // is being set up. Sets both events after a try, under the camera lock: a request to a camera
     // that is opened next must not take them for its own frame's. For one that grabs already
@@ -148,28 +123,29 @@ class CMyCamera {
                                         platform::Event& grabStarted);
 
   private:
-    class StopAnnouncement {
+    // The camera lock for a call that stops the camera, announced for as long as it is held. A
+    // thread of the SDK takes the lock first, so as not to give way to itself.
+    class SCOPED_CAPABILITY StopGuard {
       public:
-        explicit StopAnnouncement(CMyCamera& camera) : m_camera(camera) {
-            ++m_camera.m_stopsUnderWay;
-        }
-        ~StopAnnouncement() { --m_camera.m_stopsUnderWay; }
-        StopAnnouncement(const StopAnnouncement&) = delete;
-        StopAnnouncement& operator=(const StopAnnouncement&) = delete;
+        explicit StopGuard(CMyCamera& camera) ACQUIRE(camera.m_lock) NO_THREAD_SAFETY_ANALYSIS;
+        ~StopGuard() RELEASE() NO_THREAD_SAFETY_ANALYSIS;
+        StopGuard(const StopGuard&) = delete;
+        StopGuard& operator=(const StopGuard&) = delete;
+
+        [[nodiscard]] explicit operator bool() const { return m_held; }
 
       private:
         CMyCamera& m_camera;
+        bool m_held;
+        std::optional<StopGate::Stop> m_stop;
     };
 
     // Runs `call` with the open handle under the camera lock.
     template <typename Call>
     [[nodiscard]] Status WithHandle(Call&& call) {
-        if (!LockUnlessStopping(m_lock)) {
-            return kInvalid;
-        }
-        const platform::LockGuard hold(m_lock, std::adopt_lock);
+        const StopGate::Guard hold(m_stopGate, m_lock);
         const KZHandle handle = m_handle.load();
-        return handle != nullptr ? call(handle) : kInvalid;
+        return hold && handle != nullptr ? call(handle) : kInvalid;
     }
 
     // An SDK function on the open handle, none of whose pointers may be null.
@@ -197,21 +173,20 @@ class CMyCamera {
     void SetOptimalPacketSize(KZHandle handle) REQUIRES(m_lock);
     void SetTriggerMode(bool on);
 
-    // The camera lock. Taken after the connection lock or the parameter lock, and by the frame
-    // callback under the image-list lock.
-    platform::RecursiveLock m_lock;
-    int m_configurations GUARDED_BY(m_lock) = 0;
+    void CloseHandle() REQUIRES(m_lock);
+
+    StopGate& m_stopGate;
+    Lock m_lock{LockRank::Camera, "camera"};
+    std::atomic<int> m_configurations{0};
     // Written under the lock; read without it by the frame callback and for hints.
     std::atomic<KZHandle> m_handle{nullptr};
     std::atomic<std::uint32_t> m_openId{0};
     std::uint32_t m_lastOpenId GUARDED_BY(m_lock) = 0;
-    std::atomic<int> m_stopsUnderWay{0};
-    Setting<std::thread::id> m_frameThread{{}};
-    Setting<bool> m_grabbing{false};
-    Setting<bool> m_realTime{false};
+    Relaxed<bool> m_grabbing{false};
+    Relaxed<bool> m_realTime{false};
 
     SharedText<kCameraTextSize> m_key;
-    Setting<std::int32_t> m_moduleId{kNoModuleId};
+    Relaxed<std::int32_t> m_moduleId{kNoModuleId};
 };
 
 }  // namespace cam

@@ -1,9 +1,9 @@
-// What happens when the SDK reports a camera lost, and how it comes back.
+#include "camera/reconnection.h"
+
 #include <chrono>
 
-#include "camera/callback_gate.h"
-#include "module/camera_module.h"
-#include "module/log/log.h"
+#include "base/log.h"
+#include "base/on_exit.h"
 
 namespace cam {
 
@@ -13,78 +13,169 @@ constexpr char kFrameStart[] = "FrameStart";
 constexpr char kReconnect[] = "ReConnectDevice";
 constexpr char kException[] = "cbException";
 
-// What a change of the camera's source is told as.
-constexpr char kCameraLost[] = "0";
-constexpr char kCameraBack[] = "1";
-
 constexpr std::chrono::milliseconds kFirstPause{50};
 constexpr std::chrono::milliseconds kRetryPause{500};
 
 }  // namespace
 
-void CCameraModule::cbException(std::uint32_t messageType, void* user) {
-    const CallbackGate::Entry entry(user);
-    if (!entry) {
-        return;
-    }
-    auto& module = *static_cast<CCameraModule*>(user);
+Reconnection::Reconnection(CMyCamera& camera, CameraConnection& connection,
+                           const StopGate& stopGate, const Notices& notices,
+                           const Settings& settings, ModuleEvents& events)
+    : m_camera(camera),
+      m_connection(connection),
+      m_stopGate(stopGate),
+      m_notices(notices),
+      m_settings(settings),
+      m_events(events),
+      m_thReconnect([this] { ReConnectDevice(); }, &events.ReconnectStopEvent) {}
+
+void Reconnection::OnException(std::uint32_t messageType) {
     // Before anything that takes time: by then the host may have chosen another camera, or none.
-    const std::uint32_t openId = module.m_camera.OpenId();
-    CAM_LOG(kLogError, module.ModuleId(), kException, "(%s)Camera callback exception:(%x)",
-            module.m_serial.Get().c_str(), messageType);
+    const std::uint32_t openId = m_camera.OpenId();
+    CAM_LOG(kLogError, m_notices.ModuleId(), kException, "(%s)Camera callback exception:(%x)",
+            m_connection.Serial().c_str(), messageType);
     if (messageType == KZ_EXCEPTION_DISCONNECTED) {
-        module.HandleDisconnect(openId);
+        HandleLoss(openId);
     }
 }
 
-void CCameraModule::HandleDisconnect(std::uint32_t openId) {
-    if (openId == 0 || openId != m_camera.OpenId()) {
-        // The host has closed this camera since, and was told so.
+void Reconnection::OnEvent(const KZEventInfo* event) {
+    if (event == nullptr || FieldText(event->name) != kFrameStart) {
         return;
     }
-    m_lossSeen.Set(openId);
-    PublishCameraOffline(kException);
-    ReportCameraOff(kException, m_serial.Get());
-    StopLastReconnect();
-    m_camera.DropLost(openId);
-    ReportCameraSource(kException, kCameraLost);
-    StartReconnect();
+    CAM_LOG(kLogError, m_notices.ModuleId(), "EventCallBack",
+            "Receive FrameStart event from CamSDK.");
+    m_notices.ReportFrameStarted(m_connection.Serial().view());
 }
 
-void CCameraModule::StartReconnect() {
-    if (!m_thReconnect.Start()) {
-        CAM_LOG(kLogError, ModuleId(), "CCameraModule::StartReconnect",
-                "Reconnect thread not started, no resources");
+void Reconnection::HandleLoss(std::uint32_t openId) {
+    const Loss loss{openId, m_connection.Choices(), m_connection.Serial(), Step::Publish};
+    {
+        const LockGuard hold(m_lossLock);
+        if (openId == 0 || openId != m_camera.OpenId() || openId == m_loss.openId) {
+            return;
+        }
+        m_loss = loss;
+    }
+    CatchUp();
+}
+
+bool Reconnection::LossSeen(std::uint32_t openId) const {
+    const LockGuard hold(m_lossLock);
+    return m_loss.openId == openId;
+}
+
+void Reconnection::CatchUp() {
+    if (m_startOwed.Get()) {
+        Seek(m_seekChoices.Get());
+    }
+    {
+        const LockGuard hold(m_lossLock);
+        if (m_handling || m_loss.next == Step::None) {
+            return;
+        }
+        m_handling = true;
+    }
+    const OnExit done([this] {
+        const LockGuard hold(m_lossLock);
+        m_handling = false;
+    });
+    for (Loss loss = PresentLoss(); loss.next != Step::None; loss = PresentLoss()) {
+        if (!Take(loss)) {
+            return;
+        }
+        const LockGuard hold(m_lossLock);
+        if (m_loss.openId == loss.openId) {
+            m_loss.next = static_cast<Step>(static_cast<int>(loss.next) + 1);
+        }
     }
 }
 
-void CCameraModule::StopLastReconnect() {
-    if (m_connectionLock.HeldByThisThread() || m_camera.InFrameCallback()) {
-        // The host called back in from inside an open, or on the frame thread, which a stop waits
-        // for. The thread may be waiting for the connection lock, so it is only asked to end; it
-        // finds the camera open and does.
+Reconnection::Loss Reconnection::PresentLoss() {
+    const LockGuard hold(m_lossLock);
+    if (m_loss.choices != m_connection.Choices()) {
+        m_loss.next = Step::None;  // overtaken
+    }
+    return m_loss;
+}
+
+bool Reconnection::Take(const Loss& loss) {
+    switch (loss.next) {
+        case Step::Publish:
+            m_notices.PublishCameraOffline(kException);
+            return true;
+        case Step::Report:
+            m_notices.ReportCameraOff(kException, loss.serial.view());
+            return true;
+        case Step::EndSearch:
+            return EndSearch();
+        case Step::Drop:
+            return m_camera.DropLost(loss.openId);
+        case Step::ReportSource:
+            m_notices.ReportCameraSource(kException, kSourceCameraLost);
+            return true;
+        case Step::Search:
+            Seek(loss.choices);
+            return true;
+        case Step::None:
+            break;
+    }
+    return true;
+}
+
+// A search that is left from an earlier loss may be about to report its success, which must come
+// ahead of what follows.
+bool Reconnection::EndSearch() {
+    if (m_stopGate.HoldsConnection()) {
+        m_thReconnect.RequestStop();
+        return true;
+    }
+    m_thReconnect.Stop([this] { return !m_stopGate.InCallback() || !m_stopGate.StopUnderWay(); });
+    return !m_stopGate.InCallback() || !m_stopGate.StopUnderWay();
+}
+
+void Reconnection::Seek(std::uint32_t choices) {
+    m_seekChoices.Set(choices);
+    const bool started = m_thReconnect.Start();
+    if (!started && !m_startOwed.Get()) {
+        CAM_LOG(kLogError, m_notices.ModuleId(), "CCameraModule::StartReconnect",
+                "Reconnect thread not started, no resources; tried again");
+    }
+    m_startOwed.Set(!started);
+}
+
+void Reconnection::StopLastReconnect() {
+    m_startOwed.Set(false);
+    if (m_stopGate.OthersMayWait()) {
+        // The host called back in from inside an open, or on a thread that a stop waits for. The
+        // search may be waiting for the connection, so it is only asked to end; it finds the camera
+        // open and does.
         m_thReconnect.RequestStop();
         return;
     }
     m_thReconnect.Stop();
 }
 
-void CCameraModule::ReConnectDevice() {
+void Reconnection::ReConnectDevice() {
     using Clock = std::chrono::steady_clock;
     try {
-        ReconnectStopEvent.Reset();
-        ReconnectStopEvent.WaitFor(kFirstPause);
-        const CameraText sought = SoughtSerial();
+        const std::uint32_t choices = m_seekChoices.Get();
+        m_events.ReconnectStopEvent.Reset();
+        m_events.ReconnectStopEvent.WaitFor(kFirstPause);
+        if (choices != m_connection.Choices()) {
+            return;  // the host chose another camera, or none, at that moment
+        }
+        const CameraText sought = m_connection.SoughtSerial();
         const Clock::time_point start = Clock::now();
         // A stop during the first pause is one by a module that has just closed the camera.
         while (!m_thReconnect.StopRequested() && ReconnectWanted(sought.view())) {
-            CAM_LOG(kLogError, ModuleId(), kReconnect, "Try connect to camera(%s)...",
+            CAM_LOG(kLogError, m_notices.ModuleId(), kReconnect, "Try connect to camera(%s)...",
                     sought.c_str());
-            if (ReconnectOnce(sought)) {
+            if (m_connection.Reopen(sought)) {
                 return;
             }
-            if (ReconnectStopEvent.WaitFor(kRetryPause)) {
-                ReconnectStopEvent.Reset();
+            if (m_events.ReconnectStopEvent.WaitFor(kRetryPause)) {
+                m_events.ReconnectStopEvent.Reset();
             }
             const std::chrono::seconds limit(m_settings.reconnectTime.Get());
             if (Clock::now() - start >= limit) {
@@ -92,62 +183,16 @@ void CCameraModule::ReConnectDevice() {
             }
         }
     } catch (...) {
-        CAM_LOG(kLogError, ModuleId(), kReconnect, "Exception happened id=%d", ModuleId());
+        CAM_LOG(kLogError, m_notices.ModuleId(), kReconnect, "Exception happened id=%d",
+                m_notices.ModuleId());
     }
 }
 
-CameraText CCameraModule::SoughtSerial() const {
-    return CameraText(m_serial.Get().view().substr(0, sizeof KZGigEDeviceInfo::serialNumber));
-}
-
-bool CCameraModule::ReconnectWanted(std::string_view serial) const {
+bool Reconnection::ReconnectWanted(std::string_view serial) const {
     const std::int32_t mode = m_settings.connectionMode.Get();
     const bool byAddress = mode == kConnectByAddress && m_settings.autoConnect.Get();
     const bool bySelection = mode == kConnectBySelection && !serial.empty();
     return (byAddress || bySelection) && !m_camera.IsOpen();
-}
-
-bool CCameraModule::ReconnectOnce(const CameraText& serial) {
-    // Held for the whole attempt, so that it does not open anew what the host opens meanwhile.
-    const platform::LockGuard hold(m_connectionLock);
-    if (m_camera.IsOpen()) {
-        return true;
-    }
-    if (m_settings.connectionMode.Get() == kConnectByAddress) {
-        static constexpr char kTrue[] = "True";
-        if (SetParam("ConnectIP", kTrue, sizeof kTrue - 1) != kOk) {
-            return false;
-        }
-        CAM_LOG(kLogError, ModuleId(), kReconnect, "(%s)Camera reconnect success", serial.c_str());
-        return true;
-    }
-    const CameraDeviceInfo saved = m_savedData.GetDevice();
-    if (saved.transportType != 0 && ConnectDevice(saved) == kOk) {
-        // What an earlier attempt enumerated lacks the camera. Whoever reads the list would take it
-        // for lost, and a save would not find its record.
-        if (!FindDevice(m_camera.Key().view())) {
-            static_cast<void>(EnumDevices());
-        }
-        return true;
-    }
-    static_cast<void>(EnumDevices());
-    if (SetParam("CameraName", serial.c_str(), static_cast<std::int32_t>(serial.view().size())) !=
-        kOk) {
-        return false;
-    }
-    CAM_LOG(kLogError, ModuleId(), kReconnect, "(%s)Camera reconnect success", serial.c_str());
-    ReportCameraSource(kReconnect, kCameraBack);
-    return true;
-}
-
-void CCameraModule::EventCallBack(KZEventInfo* event, void* user) {
-    const CallbackGate::Entry entry(user);
-    if (!entry || event == nullptr || FieldText(event->name) != kFrameStart) {
-        return;
-    }
-    auto& module = *static_cast<CCameraModule*>(user);
-    CAM_LOG(kLogError, module.ModuleId(), "EventCallBack", "Receive FrameStart event from CamSDK.");
-    module.ReportFrameStarted();
 }
 
 }  // namespace cam

@@ -2,14 +2,14 @@
 # outside (GoogleTest) are left alone.
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_definitions(project_options INTERFACE
+    CAMERA_MODULE_CHECK_LOCK_ORDER=$<BOOL:${CAMERA_MODULE_CHECK_LOCK_ORDER}>)
 
-if(MSVC)
-    target_compile_options(project_options INTERFACE /W4 /WX /permissive- /utf-8 /wd5030)
-else()
-    target_compile_options(project_options INTERFACE
-        -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2
-        -Wno-format-nonliteral -Wimplicit-fallthrough -Werror)
-endif()
+option(CAMERA_MODULE_WARNINGS_AS_ERRORS "A warning of the compiler fails the build" ON)
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2
+    -Wno-format-nonliteral -Wimplicit-fallthrough
+    $<$<BOOL:${CAMERA_MODULE_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(WIN32)
     # The host knows the libraries by their bare names.

@@ -1,10 +1,15 @@
-# GoogleTest from Debian's source package, built with the project's own compiler and flags, so that
-# one package serves Linux, the sanitizers and Windows.
-find_path(GOOGLETEST_SOURCE CMakeLists.txt PATHS /usr/src/googletest NO_DEFAULT_PATH
-    NO_CMAKE_FIND_ROOT_PATH REQUIRED)
-set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
-set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-add_subdirectory(${GOOGLETEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+# The installed GoogleTest, if there is one for the system that is built for. Else, and for sanitizers,
+# which must see it, Debian's source package, built with the project's own compiler and flags.
+if(NOT CAMERA_MODULE_SANITIZE)
+    find_package(GTest CONFIG QUIET)
+endif()
+if(NOT TARGET GTest::gmock_main)
+    find_path(GOOGLETEST_SOURCE CMakeLists.txt PATHS /usr/src/googletest NO_DEFAULT_PATH
+        NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    add_subdirectory(${GOOGLETEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+endif()
 # add_project_test(name SOURCES ... LIBRARIES ... [TIMEOUT s] [SHARDS n] [ENVIRONMENT ...]): one test
 # program, run as a whole, because starting a program under Wine costs more than most of its cases;
 # with SHARDS as that many tests side by side, for one that waits long and often.

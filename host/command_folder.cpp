@@ -8,15 +8,12 @@
 #include "host/grab_run.h"
 #include "host/interrupt.h"
 #include "host/print.h"
+#include "imaging/local_images.h"
+#include "pictures/image_decoder.h"
 #include "platform/file_system.h"
-#include "platform/image_decoder.h"
 
 namespace host {
 namespace {
-
-// What the module takes for pictures, and how large they may be.
-constexpr std::string_view kEndings[] = {".bmp", ".jpg", ".png", ".jpeg", ".tif"};
-constexpr std::uint64_t kLargestPicture = 256ULL << 20;
 
 // The names of the folder's pictures in the order in which the module takes them.
 std::vector<std::string> PictureNames(const std::string& folder) {
@@ -24,11 +21,7 @@ std::vector<std::string> PictureNames(const std::string& folder) {
     if (!names) {
         throw Failure("the folder '" + folder + "' cannot be listed");
     }
-    std::erase_if(*names, [](const std::string& name) {
-        return std::none_of(std::begin(kEndings), std::end(kEndings), [&](std::string_view ending) {
-            return name.find(ending) != std::string::npos;
-        });
-    });
+    std::erase_if(*names, [](const std::string& name) { return !cam::IsPictureName(name); });
     return *std::move(names);
 }
 
@@ -37,7 +30,8 @@ std::vector<std::string> PictureNames(const std::string& folder) {
 std::vector<std::string> ReadableNames(const std::string& folder, std::vector<std::string> names) {
     std::erase_if(names, [&](const std::string& name) {
         std::string reason;
-        if (platform::DecodeImageFile(platform::JoinPath(folder, name), kLargestPicture, reason)) {
+        if (platform::DecodeImageFile(platform::JoinPath(folder, name),
+                                      cam::LocalImages::kMaxPictureBytes, reason)) {
             return false;
         }
         PrintMessage("'" + name + "' cannot be read: " + reason);

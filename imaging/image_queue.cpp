@@ -19,16 +19,19 @@ void ImageQueue::Push(const BufferNode& node) {
         m_ring.swap(larger);
     }
     At(End()) = node;
-    m_sizeHint.store(++m_size, std::memory_order_release);
+    ++m_size;
 }
 
 std::optional<BufferNode> ImageQueue::Pop() {
-    if (m_size == 0) {
+    return PopBefore(End());
+}
+
+std::optional<BufferNode> ImageQueue::PopBefore(std::uint64_t end) {
+    if (m_size == 0 || m_front >= end) {
         return std::nullopt;
     }
-    const BufferNode node = At(m_front++);
-    m_sizeHint.store(--m_size, std::memory_order_release);
-    return node;
+    --m_size;
+    return At(m_front++);
 }
 
 std::optional<ImageQueue::Offer> ImageQueue::NextUndispatched(std::uint64_t from) const {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/lock.h"
+#include "base/lock.h"
 
 namespace cam {
 
@@ -15,9 +15,6 @@ namespace cam {
 // the receiving modules: frames are taken in only while at least one receiver is known.
 class ReceiverRegistry {
   public:
-    // The node-info lock. Taken after the GetImage lock and before the image-list lock.
-    platform::RecursiveLock m_lock;
-
     void Add(const std::string& id) EXCLUDES(m_lock);
     void Remove(const std::string& id) EXCLUDES(m_lock);
 
@@ -28,15 +25,17 @@ class ReceiverRegistry {
     // Read for each frame, so without the lock.
     [[nodiscard]] bool AnyReceiver() const { return m_anyReceiver.load(std::memory_order_acquire); }
 
-    [[nodiscard]] const std::set<std::string>& Ids() const REQUIRES(m_lock) { return m_ids; }
-    // The same as numbers, ascending.
-    [[nodiscard]] const std::vector<std::int32_t>& RelatedProcedures() const REQUIRES(m_lock) {
-        return m_relatedProcedures;
-    }
+    // As they were registered, in the order of their texts.
+    [[nodiscard]] std::set<std::string> Ids() const EXCLUDES(m_lock);
+    // The same as numbers, ascending; `procedures` keeps its room.
+    void CopyProcedures(std::vector<std::int32_t>& procedures) const EXCLUDES(m_lock);
+    [[nodiscard]] bool AnyProcedure() const EXCLUDES(m_lock);
+    [[nodiscard]] bool IsRelated(std::int32_t procedure) const EXCLUDES(m_lock);
 
   private:
     void RebuildProcedures() REQUIRES(m_lock);
 
+    mutable Lock m_lock{LockRank::NodeInfo, "node-info"};
     std::set<std::string> m_ids GUARDED_BY(m_lock);
     std::vector<std::int32_t> m_relatedProcedures GUARDED_BY(m_lock);
     // Of two look-ups at once the one that began later counts.

@@ -1,50 +1,25 @@
 #include "imaging/shared_memory_base.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <limits>
-#include <system_error>
+#include <optional>
+#include <string_view>
 
+#include "base/log.h"
+#include "base/text.h"
+#include "imaging/region_name.h"
 #include "module/framework/module_frame.h"
-#include "module/log/log.h"
-#include "params/value_text.h"
 #include "platform/system.h"
 
 namespace cam {
 
 namespace {
 
-// With the terminator; one short of the record's field.
-constexpr std::size_t kNameBuffer = 63;
-static_assert(kNameBuffer < sizeof(SharedRegionHeader::name));
-
 // As every caller without a module id logs.
 constexpr auto kNoModule = static_cast<std::uint32_t>(kNoModuleId);
 
 constexpr char kAllocate[] = "CModuleSharedMemoryBase::AllocateSharedMemory";
-
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
-
-std::optional<std::int32_t> TakeNumber(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    std::int32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{}) {
-        return std::nullopt;
-    }
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return number;
-}
-
-bool Take(std::string_view& text, char expected) {
-    if (!text.starts_with(expected)) {
-        return false;
-    }
-    text.remove_prefix(1);
-    return true;
-}
 
 // A tenth more than asked for, so that a slightly larger frame later finds room.
 std::uint64_t MappedSize(std::uint32_t size) {
@@ -59,25 +34,6 @@ void WriteHeader(const SharedMemoryMappingInfo& record) {
 }
 
 }  // namespace
-
-std::string RegionName(std::int32_t moduleId, std::int32_t key, std::int32_t processId,
-                       const char* guid, std::int32_t index) {
-    char name[kNameBuffer];
-    std::snprintf(name, sizeof(name), "{%d-%d-%d-%s-%d}", moduleId, key, processId, guid, index);
-    return name;
-}
-
-std::optional<RegionOwner> ParseRegionName(std::string_view name) {
-    if (!Take(name, '{')) {
-        return std::nullopt;
-    }
-    const std::optional<std::int32_t> moduleId = TakeNumber(name);
-    if (!moduleId || !Take(name, '-')) {
-        return std::nullopt;
-    }
-    const std::optional<std::int32_t> key = TakeNumber(name);
-    return key ? std::optional(RegionOwner{*moduleId, *key}) : std::nullopt;
-}
 
 CModuleSharedMemoryBase::CModuleSharedMemoryBase() : m_guid(platform::NewGuidText()) {}
 
@@ -101,12 +57,11 @@ Status CModuleSharedMemoryBase::AllocateSharedMemory(std::uint32_t moduleId, std
         return kNoRegion;
     }
     SharedMemoryMappingInfo& record = *taken.front();
-    if (record.Room() < size) {
-        // Its name may be in use: on Windows it is as long as the host has the old region open. A
-        // record that cannot be opened is gone with `taken`.
-        if (OpenForSize(moduleId, size, record) != kOk &&
-            (!GiveNewName(regions, moduleId, key, record) ||
-             OpenForSize(moduleId, size, record) != kOk)) {
+    if (record.Room() < size && OpenForSize(moduleId, size, record) != kOk) {
+        // On Windows a name is in use as long as the host has the old region open. Another name
+        // helps against nothing else. A record that cannot be opened is gone with `taken`.
+        if (!record.nameInUse || !GiveNewName(regions, moduleId, key, record) ||
+            OpenForSize(moduleId, size, record) != kOk) {
             return kNoRegion;
         }
     }
@@ -192,7 +147,10 @@ Status CModuleSharedMemoryBase::CreateOpenMapping(std::uint32_t moduleId,
     // The host takes sizes as signed 32-bit numbers.
     constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max();
     const std::uint64_t mappedSize = MappedSize(record->size);
-    if (mappedSize > kLargest || record->mapping.Create(record->name, mappedSize) != 0) {
+    const bool fits = mappedSize <= kLargest;
+    const int createError = fits ? record->mapping.Create(record->name, mappedSize) : 0;
+    record->nameInUse = createError == platform::SharedMapping::kNameInUse;
+    if (!fits || createError != 0) {
         // The system's error number is not part of this line; its place is always 0.
         CAM_LOG(kLogError, static_cast<int>(moduleId), kFunction,
                 "Create file mapping, name=%s, size=%llu, error=%d", record->name,

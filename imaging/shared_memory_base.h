@@ -6,9 +6,7 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
-#include <string_view>
 
 #include "module/framework/status_codes.h"
 #include "platform/shared_mapping.h"
@@ -33,6 +31,7 @@ static_assert(offsetof(SharedRegionHeader, name) == 16);
 struct SharedMemoryMappingInfo {
     platform::SharedMapping mapping;
     std::uint32_t size = 0;  // bytes mapped, with the header
+    bool nameInUse = false;  // why the latest attempt to open it failed
     char name[platform::SharedMapping::kMaxName] = {};
 
     // Bytes for an image.
@@ -45,18 +44,6 @@ struct SharedMemoryMappingInfo {
         return reinterpret_cast<std::uint8_t*>(mapping.View() + sizeof(SharedRegionHeader));
     }
 };
-
-// "{module-key-process-guid-index}", cut to 62 characters; the GUID text brings its own braces.
-[[nodiscard]] std::string RegionName(std::int32_t moduleId, std::int32_t key,
-                                     std::int32_t processId, const char* guid, std::int32_t index);
-
-struct RegionOwner {
-    std::int32_t moduleId;
-    std::int32_t key;
-    bool operator==(const RegionOwner&) const = default;
-};
-// The two numbers that a region name begins with; whatever follows them does not matter.
-[[nodiscard]] std::optional<RegionOwner> ParseRegionName(std::string_view name);
 
 // The regions of one module, listed by key. The front of a list is the next to be used again, its
 // back the one handed out last. A list grows up to the node number - the larger of the host's and

@@ -5,8 +5,10 @@
 #include <memory>
 #include <new>
 
-#include "module/framework/param_list.h"
-#include "module/log/log.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "imaging/region_name.h"
+#include "params/param_list.h"
 #include "platform/code_page.h"
 #include "platform/shared_mapping.h"
 
@@ -14,7 +16,6 @@ namespace cam {
 
 namespace {
 
-constexpr std::chrono::milliseconds kGrabKeeperPause{200};
 constexpr std::chrono::milliseconds kFrameInProgressWait{3000};
 
 // The SDK knows the path by the text that it was loaded with, in the system's code page.
@@ -29,19 +30,34 @@ void UnloadGenTL(const char* path) noexcept {
 }  // namespace
 
 CCameraModule::CCameraModule()
-    : m_thGrabbing([this] { KeepGrabbing(); }, &WakeEvent),
-      m_thImageProcessing([this] { StartImageProcessingThread(); }),
-      m_thReconnect([this] { ReConnectDevice(); }, &ReconnectStopEvent) {}
+    : m_connection(
+          m_camera, m_stopGate, m_setUpGate, m_notices, m_settings, m_events,
+          SdkCallbacks{&ImageCallBack, &cbException, &EventCallBack, this},
+          [this] { m_savedData.Replay(); }, [this] { m_reconnection.StartReconnect(); }),
+      m_reconnection(m_camera, m_connection, m_stopGate, m_notices, m_settings, m_events),
+      m_grabKeeper(m_camera, m_reconnection, m_notices, m_events),
+      m_frames(m_notices, m_events.ImageArrivedEvent),
+      m_intake(m_camera, m_stopGate, m_frames, m_receivers, m_notices, m_settings, m_events),
+      m_delivery(m_camera, m_connection, m_stopGate, m_frames, m_receivers, m_localImages,
+                 m_notices, m_settings, m_events),
+      m_features(m_camera, m_connection, m_stopGate, m_setUpGate, m_frames, m_notices, m_events),
+      m_savedData(m_camera, m_connection, m_reconnection, m_receivers, m_stopGate, m_notices,
+                  m_settings, m_events,
+                  [this](const char* name, const char* value, std::int32_t size) {
+                      return SetParam(name, value, size);
+                  }),
+      m_keys(KeyContext{m_notices, m_settings, m_events, m_camera, m_setUpGate, m_connection,
+                        m_frames, m_delivery, m_localImages, m_receivers, m_features}) {}
 
 CCameraModule::~CCameraModule() {
     DeInit();
-    const auto path = m_szGenTLPath.Get();
-    if (m_bGenTL.Get() && !path.empty()) {
+    const auto path = m_connection.GenTLPath();
+    if (m_connection.UsesGenTL() && !path.empty()) {
         UnloadGenTL(path.c_str());
         CAM_LOG(kLogInfo, ModuleId(), "CCameraModule::~CCameraModule", "UnloadGenTLLibrary %s",
                 path.c_str());
     }
-    EventDeinit.Close();
+    m_events.EventDeinit.Close();
 }
 
 std::uint32_t CCameraModule::Init() {
@@ -63,12 +79,12 @@ Status CCameraModule::InitOrThrow() {
     if (const Status status = CQ_M_GetModuleId(m_hModule, &moduleId); status != kOk) {
         return status;
     }
-    m_nModuleId.Set(moduleId);
+    m_notices.Attach(m_hModule, moduleId);
     m_camera.SetModuleId(moduleId);
     m_localImages.SetModuleId(moduleId);
 
-    platform::SweepRegionsOfDeadProcesses();
-    if (const Status status = CreateEvents(); status != kOk) {
+    platform::RemoveObjectsOfDeadProcesses(&ProcessOfRegion);
+    if (const Status status = m_events.Create(); status != kOk) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "Create Event failed, nRet #%x", status);
         return status;
     }
@@ -84,7 +100,7 @@ Status CCameraModule::InitOrThrow() {
     }
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "CreateModuleCause      succ");
     if (cause != kCreateCauseNoEnumeration) {
-        static_cast<void>(EnumDevices());
+        static_cast<void>(m_connection.EnumDevices());
         if (const Status status = ApplyDefaultConfig(); status != kOk) {
             return status;
         }
@@ -93,24 +109,11 @@ Status CCameraModule::InitOrThrow() {
     return kOk;
 }
 
-Status CCameraModule::CreateEvents() {
-    Status status = kOk;
-    for (platform::Event* event :
-         {&ImageArrivedEvent, &ReconnectStopEvent, &GrabStartedEvent, &WakeEvent, &EventDeinit}) {
-        if (!event->Create()) {
-            status |= kNoResources;
-        }
-    }
-    EventDeinit.Set();
-    WakeEvent.Reset();
-    return status;
-}
-
 Status CCameraModule::StartWorkers() {
     m_callbackGate.Open(this);
-    m_thImageProcessing.Allow();
-    m_thReconnect.Allow();
-    return m_thGrabbing.Start() && m_thImageProcessing.Start() ? kOk : kNoResources;
+    m_delivery.Allow();
+    m_reconnection.Allow();
+    return m_grabKeeper.Start() && m_delivery.Start() ? kOk : kNoResources;
 }
 
 Status CCameraModule::ApplyDefaultConfig() {
@@ -141,99 +144,123 @@ Status CCameraModule::ApplyDefaultConfig() {
     return kOk;
 }
 
-void CCameraModule::KeepGrabbing() {
-    std::uint32_t lostOpen = 0;
-    while (!m_thGrabbing.StopRequested()) {
-        const std::uint32_t openId = m_camera.OpenId();
-        Status resumed = kOk;
-        {
-            const platform::LockGuard hold(m_parameterLock);
-            resumed = m_camera.ResumeGrabbing(ImageArrivedEvent, GrabStartedEvent);
-        }
-        if (resumed == KZ_CC_E_DEVICE_LOST) {
-            // A camera lost before its open had registered the exception callback: nobody else
-            // reports the loss. If the callback is on its way after all, waiting one round lets it
-            // report first.
-            if (lostOpen == openId && m_lossSeen.Get() != openId) {
-                CAM_LOG(kLogError, ModuleId(), "CCameraModule::KeepGrabbing",
-                        "(%s)Camera lost, found when grabbing was to start",
-                        m_serial.Get().c_str());
-                HandleDisconnect(openId);
-            }
-            lostOpen = openId;
-        }
-        WakeEvent.WaitFor(kGrabKeeperPause);
-    }
-}
-
-Status CCameraModule::StopGrabbingForParam(std::string_view name) {
-    static constexpr std::string_view kStructural[] = {
-        "Height", "Width", "PixelFormat", "GevSCPSPacketSize", "AcquisitionBurstFrameCount",
-        "GevSCPD"};
-    if (!m_camera.IsGrabbing() ||
-        std::find(std::begin(kStructural), std::end(kStructural), name) == std::end(kStructural)) {
-        return kOk;
-    }
-    if (m_camera.StopGrabbing() != kOk) {
-        return kInvalid;
-    }
-    GrabStartedEvent.Reset();
-    return kOk;
-}
-
 std::uint32_t CCameraModule::DeInit() {
     static constexpr char kFunction[] = "CCameraModule::DeInit";
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "DeInit start");
-    m_thImageProcessing.Forbid();
-    m_thImageProcessing.RequestStop();
-    m_thGrabbing.RequestStop();
-    if (m_thImageProcessing.Stop()) {
+    m_grabKeeper.RequestStop();
+    if (m_delivery.End()) {
         CAM_LOG(kLogInfo, ModuleId(), kFunction, "m_thImageProcessing joined");
     }
-    if (m_thGrabbing.Stop()) {
+    if (m_grabKeeper.Stop()) {
         CAM_LOG(kLogInfo, ModuleId(), kFunction, "m_thGrabbing joined");
     }
     static_cast<void>(m_camera.RegisterImageCallBack(nullptr, this));
     static_cast<void>(m_camera.StopGrabbing());
-    if (EventDeinit.IsOpen() && !EventDeinit.WaitFor(kFrameInProgressWait)) {
+    if (m_events.EventDeinit.IsOpen() && !m_events.EventDeinit.WaitFor(kFrameInProgressWait)) {
         CAM_LOG(kLogError, ModuleId(), kFunction, "EventDeinit wait 3000 ms time out");
     }
-    CloseCurCamera();
+    m_connection.CloseCurCamera();
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "CloseCurCamera finish");
-    m_thReconnect.Forbid();
-    StopLastReconnect();
+    m_reconnection.End();
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "StopLastReconnect finish");
     m_callbackGate.CloseAndWait();
     if (m_camera.IsOpen()) {
         // A reconnect attempt was faster than its stop.
-        CloseCurCamera();
+        m_connection.CloseCurCamera();
     }
     m_localImages.Clear();
-    ClearImageQueue();
+    m_frames.Clear();
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "ClearImage finish");
-    for (platform::Event* event :
-         {&ImageArrivedEvent, &ReconnectStopEvent, &GrabStartedEvent, &WakeEvent}) {
-        event->Close();
-    }
+    m_events.Close();
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "CloseHandle finish");
-    m_savedData.SetParams(nullptr);
+    m_savedData.Forget();
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "delete m_pLoadParamRecord finish");
     return kOk;
+}
+
+std::uint32_t CCameraModule::GetParam(const char* key, char* value, std::int32_t size,
+                                      std::uint32_t* length) try {
+    if (key == nullptr || value == nullptr || length == nullptr) {
+        return kInvalid;
+    }
+    Answer answer(value, size, length);
+    return m_keys.Get(key, answer);
+} catch (...) {
+    CAM_LOG(kLogError, ModuleId(), "CCameraModule::GetParam", "Parameter not read, out of memory");
+    return kNoResources;
+}
+
+std::uint32_t CCameraModule::SetParam(const char* key, const char* value, std::int32_t size) try {
+    if (key == nullptr || value == nullptr) {
+        return kInvalid;
+    }
+    return m_keys.Set(key, Value(value, size));
+} catch (...) {
+    CAM_LOG(kLogError, ModuleId(), "CCameraModule::SetParam", "Parameter not set, out of memory");
+    return kNoResources;
+}
+
+std::uint32_t CCameraModule::GetCurrentConfig(ModuleParamList* list) {
+    return CQ_M_GetCurrentConfigByFile(m_hModule, kModuleConfigFile, list, 0);
+}
+
+std::uint32_t CCameraModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record) try {
+    if (record == nullptr) {
+        return kInvalid;
+    }
+    return m_savedData.Save(*record, [&] { CAbstractUserModule::SaveModuleData(record); });
+} catch (...) {
+    return kNoResources;
+}
+
+std::uint32_t CCameraModule::LoadModuleData(SAVE_MODULE_DATA_PARAM* record) try {
+    if (record == nullptr) {
+        return kInvalid;
+    }
+    m_savedData.Load(*record);
+    return kOk;
+} catch (...) {
+    return kNoResources;
 }
 
 std::uint32_t CCameraModule::NotifyEvent(std::int32_t event, void*, void* context) {
     if (context == nullptr) {
         return kOk;
     }
-    if (event == kNotifyRelationsChanged) {
+    // Through the gate: the framework may still be about to call for a module that is gone.
+    const CallbackGate::Entry entry(context);
+    if (entry && event == kNotifyRelationsChanged) {
+        auto& module = *static_cast<CCameraModule*>(context);
         try {
-            static_cast<CCameraModule*>(context)->m_receivers.LookUpReceivers();
+            module.m_receivers.LookUpReceivers();
         } catch (...) {
-            CAM_LOG(kLogError, static_cast<CCameraModule*>(context)->ModuleId(),
-                    "CCameraModule::NotifyEvent", "Receivers not updated, out of memory");
+            CAM_LOG(kLogError, module.ModuleId(), "CCameraModule::NotifyEvent",
+                    "Receivers not updated, out of memory");
         }
     }
     return kNotifyAnswer;
+}
+
+void CCameraModule::ImageCallBack(std::uint8_t* data, FrameOutInfo* info, void* user) {
+    if (user != nullptr) {
+        static_cast<CCameraModule*>(user)->m_intake.DoImageCallBack(data, info);
+    }
+}
+
+void CCameraModule::cbException(std::uint32_t messageType, void* user) {
+    if (const CallbackGate::Entry entry(user); entry) {
+        auto& module = *static_cast<CCameraModule*>(user);
+        const StopGate::Callback callback(module.m_stopGate, StopGate::Source::Exception);
+        module.m_reconnection.OnException(messageType);
+    }
+}
+
+void CCameraModule::EventCallBack(KZEventInfo* event, void* user) {
+    if (const CallbackGate::Entry entry(user); entry) {
+        auto& module = *static_cast<CCameraModule*>(user);
+        const StopGate::Callback callback(module.m_stopGate, StopGate::Source::Event);
+        module.m_reconnection.OnEvent(event);
+    }
 }
 
 }  // namespace cam

@@ -4,9 +4,9 @@
 #include <memory>
 #include <new>
 
+#include "base/log.h"
 #include "module/camera_module.h"
 #include "module/framework/module_frame.h"
-#include "module/log/log.h"
 
 namespace {
 
@@ -61,7 +61,7 @@ void DestroyModule(void* handle, CAbstractUserModule* module) {
         return;
     }
     CQ_M_NotifyDecGlobalCameraNum(handle, kOneCamera, kGlobalCameraNumPattern);
-    delete module;
+    DeleteModule(module);
 }
 
 }  // extern "C"

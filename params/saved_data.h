@@ -1,42 +1,79 @@
-// What the host's solution last gave the module, or took from it.
+// What the host's solution keeps of the module.
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <list>
 #include <memory>
-#include <mutex>
+#include <string_view>
 
+#include "base/lock.h"
+#include "base/module_events.h"
+#include "base/notices.h"
+#include "base/settings.h"
+#include "camera/camera_connection.h"
+#include "camera/my_camera.h"
+#include "camera/reconnection.h"
 #include "camera/sdk/kz_camera_control.h"
+#include "camera/stop_gate.h"
+#include "imaging/receiver_registry.h"
 #include "module/framework/module_frame.h"
+#include "module/framework/status_codes.h"
 
 namespace cam {
 
-// A load on one thread may replace it while the reconnect thread replays it on another.
+// The parameters that were last loaded or saved are kept: they are replayed whenever their camera
+// is opened, and saved again while it is away. Host threads may save and load at once.
 class SavedData {
   public:
-    using Params = std::shared_ptr<const ModuleParamList>;
+    // SetParam of the module.
+    using SetParamFunction =
+        std::function<Status(const char* name, const char* value, std::int32_t size)>;
 
-    [[nodiscard]] Params GetParams() const {
-        const std::lock_guard hold(m_lock);
-        return m_params;
-    }
-    void SetParams(Params params) {
-        const std::lock_guard hold(m_lock);
-        m_params.swap(params);
-    }
+    SavedData(const CMyCamera& camera, CameraConnection& connection, Reconnection& reconnection,
+              const ReceiverRegistry& receivers, const StopGate& stopGate, const Notices& notices,
+              const Settings& settings, ModuleEvents& events, SetParamFunction setParam);
 
-    // The camera to reconnect to; transport type 0: none was saved.
-    [[nodiscard]] CameraDeviceInfo GetDevice() const {
-        const std::lock_guard hold(m_lock);
-        return m_device;
-    }
-    void SetDevice(const CameraDeviceInfo& device) {
-        const std::lock_guard hold(m_lock);
-        m_device = device;
-    }
+    // Fills the record; `saveFramework` fills its parameters with the framework's present values.
+    // The camera's record in it stays as it is while the module lives.
+    [[nodiscard]] Status Save(SAVE_MODULE_DATA_PARAM& record,
+                              const std::function<void()>& saveFramework) EXCLUDES(m_lock);
+    // Writes every parameter of the record, begins the search for its camera and waits, up to
+    // "WaitForConnectingTime", until it grabs.
+    void Load(const SAVE_MODULE_DATA_PARAM& record) EXCLUDES(m_lock);
+
+    // Writes the kept parameters if they are the open camera's.
+    void Replay() EXCLUDES(m_lock);
+    void Forget() { Keep(nullptr); }
 
   private:
-    mutable std::mutex m_lock;
-    Params m_params;  // under m_lock, like the next; null: nothing saved yet
-    CameraDeviceInfo m_device{};
+    using Params = std::shared_ptr<const ModuleParamList>;
+
+    [[nodiscard]] Params Kept() const EXCLUDES(m_lock);
+    void Keep(Params params) EXCLUDES(m_lock);
+
+    void AppendRelations(ModuleParamList& params, ModuleParamList& copy) const;
+    void RestoreRelations(ModuleParamList& params) const;
+    [[nodiscard]] bool Append(ModuleParamList& params, std::string_view id) const;
+    [[nodiscard]] const CameraDeviceInfo* HandOut(const CameraDeviceInfo& device) EXCLUDES(m_lock);
+
+    void TakeSavedDevice(const SAVE_MODULE_DATA_PARAM& record);
+    void WaitForSavedCamera();
+
+    const CMyCamera& m_camera;
+    CameraConnection& m_connection;
+    Reconnection& m_reconnection;
+    const ReceiverRegistry& m_receivers;
+    const StopGate& m_stopGate;
+    const Notices& m_notices;
+    const Settings& m_settings;
+    ModuleEvents& m_events;
+    const SetParamFunction m_setParam;
+
+    mutable Lock m_lock{LockRank::Leaf, "saved data"};
+    Params m_pLoadParamRecord GUARDED_BY(m_lock);  // null: nothing loaded or saved yet
+    // Each camera's record once: a host thread may still read what another one's save handed out.
+    std::list<CameraDeviceInfo> m_handedOut GUARDED_BY(m_lock);
 };
 
 }  // namespace cam

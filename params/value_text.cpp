@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
 
 namespace cam {
 
@@ -14,25 +13,11 @@ constexpr std::int32_t kPreviewWidth = 600;
 constexpr std::int32_t kPreviewHeight = 450;
 constexpr float kPreviewAspect = 0.75F;
 
-std::string_view WithoutLeadingBlanks(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t\r\n\v\f");
-    text.remove_prefix(first == text.npos ? text.size() : first);
-    // from_chars takes no plus sign.
-    if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
-        text.remove_prefix(1);
-    }
-    return text;
-}
-
 std::string Decimals(float value, int decimals) {
     char text[64];
     const auto [end, error] =
         std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
     return error == std::errc{} ? std::string(text, end) : "0";
-}
-
-char LowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
 std::string Int(std::uint32_t value) {
@@ -43,33 +28,6 @@ std::string Int(std::uint32_t value) {
 
 std::string_view BeforeRange(std::string_view value) {
     return value.substr(0, value.find(kSeparator));
-}
-
-std::optional<std::int32_t> ParseInt(std::string_view text) {
-    text = WithoutLeadingBlanks(text);
-    std::int32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error == std::errc::result_out_of_range) {
-        return text.front() == '-' ? std::numeric_limits<std::int32_t>::min()
-                                   : std::numeric_limits<std::int32_t>::max();
-    }
-    return error == std::errc{} ? std::optional(value) : std::nullopt;
-}
-
-std::optional<float> ParseFloat(std::string_view text) {
-    text = WithoutLeadingBlanks(text);
-    float value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc{} ? std::optional(value) : std::nullopt;
-}
-
-bool ParseBool(std::string_view text) {
-    return !text.starts_with("False");
-}
-
-bool EqualsIgnoringCase(std::string_view left, std::string_view right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char a, char b) { return LowerAscii(a) == LowerAscii(b); });
 }
 
 std::string IntRangeText(std::int32_t value, std::int32_t minimum, std::int32_t maximum,

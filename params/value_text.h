@@ -1,9 +1,8 @@
-// The '$'-separated texts that parameters are exchanged in. Numbers are read and written the same
-// whatever locale the host has set.
+// The '$'-separated texts that parameters are exchanged in. Numbers are written the same whatever
+// locale the host has set.
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,19 +10,13 @@
 
 namespace cam {
 
+// A feature answer never takes more room than this, whatever the host has.
+inline constexpr std::int32_t kFeatureTextSize = 256;
+
 inline constexpr char kUnreadableFeature[] = "NULL$0$0$1$1$1";
 
 // What a writer reads of a value: the text before the first '$'.
 [[nodiscard]] std::string_view BeforeRange(std::string_view value);
-
-// Leading blanks and a sign, then digits; what follows them does not matter. A number beyond
-// signed 32 bits becomes the nearest one.
-[[nodiscard]] std::optional<std::int32_t> ParseInt(std::string_view text);
-[[nodiscard]] std::optional<float> ParseFloat(std::string_view text);
-// False exactly when the first five characters are "False".
-[[nodiscard]] bool ParseBool(std::string_view text);
-
-[[nodiscard]] bool EqualsIgnoringCase(std::string_view left, std::string_view right);
 
 [[nodiscard]] std::string IntRangeText(std::int32_t value, std::int32_t minimum,
                                        std::int32_t maximum, std::int32_t increment);

@@ -1,4 +1,5 @@
-// Texts cross the host and SDK boundaries in the system's single-byte code page or in UTF-8.
+// Texts cross the host and SDK boundaries in the system's single-byte code page or in UTF-8. The
+// conversions throw std::bad_alloc and nothing else.
 #pragma once
 
 #include <string>

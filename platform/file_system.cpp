@@ -16,25 +16,17 @@ std::filesystem::path WithoutTrailingSeparator(const std::filesystem::path& path
 
 }  // namespace
 
-bool PathExists(std::string_view path) {
+bool PathExists(std::string_view path) noexcept try {
     std::error_code error;
     return std::filesystem::exists(WithoutTrailingSeparator(ToPath(path)), error);
+} catch (...) {
+    return false;
 }
 
-std::optional<std::vector<std::string>> ListFolder(std::string_view folder) {
-    std::error_code error;
-    std::filesystem::directory_iterator entry(ToPath(folder), error);
-    std::vector<std::string> names;
-    while (!error && entry != std::filesystem::directory_iterator{}) {
-        if (auto name = ToUtf8(entry->path().filename())) {
-            names.push_back(std::move(*name));
-        }
-        entry.increment(error);
-    }
-    if (error) {
-        return std::nullopt;
-    }
-    return names;
+std::optional<std::vector<std::string>> ListFolder(std::string_view folder) noexcept try {
+    return ListNames(ToPath(folder));
+} catch (...) {
+    return std::nullopt;
 }
 
 std::string JoinPath(std::string_view folder, std::string_view name) {

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 namespace platform {
 
@@ -13,6 +15,9 @@ class SharedMapping {
   public:
     static constexpr std::size_t kMaxName = 64;  // with the terminator
 
+    // What Create returns where the name cannot be had, while another name could.
+    static const int kNameInUse;
+
     SharedMapping() = default;
     ~SharedMapping();
     SharedMapping(const SharedMapping&) = delete;
@@ -20,24 +25,25 @@ class SharedMapping {
 
     // Makes the named object with room for `size` bytes, all zero and backed by memory from the
     // start, so that a full machine is an error here and not a fault at the first write. Readable
-    // by this user only. An object of that name left behind is replaced on Linux; on Windows one
-    // that anybody still holds open is in the way, ERROR_ALREADY_EXISTS. An open mapping is closed
-    // first.
+    // by this user only. On Linux an object of this user that was left behind under the name is
+    // replaced; anything else there, and on Windows an object that anybody still holds open, is
+    // kNameInUse. An open mapping is closed first.
     [[nodiscard]] int Create(const char* name, std::uint64_t size);
 
     // Opens an object that another owner made, for reading; it is not unlinked by this one. An open
-    // mapping is closed first.
+    // mapping is closed first. On Linux only objects of this user are opened.
     [[nodiscard]] int Open(const char* name);
 
-    // Maps the whole object and populates its pages, so that the first frame does not pay for them.
-    // The view of an object that was opened for reading must not be written.
+    // Maps the whole object, once per Create or Open, and populates its pages, so that the first
+    // frame does not pay for them. The view of an object that was opened for reading must not be
+    // written. On Linux a mapped object takes no file descriptor.
     [[nodiscard]] int Map();
 
     // Both are harmless when there is nothing to undo.
     [[nodiscard]] int Unmap();
     [[nodiscard]] int Close();
 
-    [[nodiscard]] bool IsOpen() const noexcept { return m_handle != kNoHandle; }
+    [[nodiscard]] bool IsOpen() const noexcept { return m_open; }
     [[nodiscard]] std::byte* View() const noexcept { return m_view; }
 
     // Of an object opened for reading on Windows: 0 until it is mapped, then rounded up to pages.
@@ -49,16 +55,21 @@ class SharedMapping {
     [[nodiscard]] bool StoreName(const char* name) noexcept;
     void UnmapAndClose() noexcept;
 
-    long long m_handle = kNoHandle;  // a file descriptor or a HANDLE
+    long long m_handle = kNoHandle;  // a file descriptor, until it is mapped, or a HANDLE
     std::byte* m_view = nullptr;
     std::uint64_t m_size = 0;
+    bool m_open = false;
     bool m_owner = false;
     char m_name[kMaxName] = {};
 };
 
-// Removes the regions whose names carry the process id of a process that is gone. A region name is
-// "{module-key-pid-{guid}-index}"; only names of exactly that form are touched. On Windows the
-// system removes them itself and this does nothing.
-void SweepRegionsOfDeadProcesses();
+// The id of the process that made the object of that name; nothing for a name of another kind.
+using OwnerOfName = std::optional<std::uint32_t> (*)(std::string_view name);
+
+// Removes this user's objects that were made by SharedMapping::Create in processes that are gone,
+// told by their names. A process of another container that shares the objects' folder counts as
+// alive while it has an object. What cannot be told or removed is left. On Windows the system
+// removes such objects itself and this does nothing.
+void RemoveObjectsOfDeadProcesses(OwnerOfName ownerOf) noexcept;
 
 }  // namespace platform

@@ -12,7 +12,7 @@ namespace platform {
 [[nodiscard]] std::string NewGuidText();
 
 // The path, in UTF-8, of the library or program file that holds the code or data at `address`;
-// empty when the system cannot tell.
+// empty when the system cannot tell. On Windows it ends after 259 characters.
 [[nodiscard]] std::string ModuleFilePath(const void* address);
 
 // What stands between a folder and a name in ModuleFilePath's answer.

@@ -20,6 +20,11 @@ check_format() {
     git ls-files -z '*.cpp' '*.h' | xargs -0 -r clang-format --dry-run -Werror
 }
 
+check_rooms() {
+    echo "== rooms"
+    scripts/check_rooms.sh
+}
+
 # Thread-safety attributes are clang's; so are warnings that g++ has not.
 check_locks() {
     echo "== linux-analysis"
@@ -30,13 +35,14 @@ check_locks() {
 # One file a run: the check of va_list arguments goes wrong in the second.
 check_lint() {
     echo "== clang-tidy"
-    git ls-files -z 'module/*.cpp' 'camera/*.cpp' 'imaging/*.cpp' 'params/*.cpp' 'platform/*.cpp' \
-        'standins/*.cpp' 'host/*.cpp' ':!*/windows/*' |
+    git ls-files -z 'module/*.cpp' 'params/*.cpp' 'imaging/*.cpp' 'camera/*.cpp' 'base/*.cpp' \
+        'pictures/*.cpp' 'platform/*.cpp' 'standins/*.cpp' 'host/*.cpp' ':!*/windows/*' ':!*/mingw/*' |
         xargs -0 -r -n 1 -P "$(nproc)" clang-tidy --quiet -p build/linux-analysis \
             --warnings-as-errors='*' 2> >(grep -v 'warnings generated\.$' >&2)
 }
 
 check format check_format
+check rooms check_rooms
 check linux-asan build_and_test linux-asan
 check linux-tsan build_and_test linux-tsan
 check linux-analysis check_locks

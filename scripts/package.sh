@@ -1,29 +1,50 @@
 #!/usr/bin/env bash
-# Makes the packages an integrator installs: dist/camera-module-<version>-win64.zip and the .tar.gz for
-# Linux, of the same build type as is tested, each with library, headers, stand-ins, camera_host and pages.
+# Makes the packages an integrator installs, and their debug symbols apart: in dist/,
+# camera-module-<version>-win64.zip and -win64-symbols.zip, and .tar.gz likewise for Linux.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 scripts/setup.sh test
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
-shopt -s nullglob
-for preset in windows linux; do
-    build=build/package-$preset
-    echo "Packing $preset ..."
-    rm -rf "$build/package"
-    if ! { cmake --preset "$preset" -B "$build" -DBUILD_TESTING=OFF &&
-        cmake --build "$build" &&
-        (cd "$build" && cpack -B package); } >"$log" 2>&1; then
-        cat "$log" >&2
-        exit 1
-    fi
-    packages=("$build"/package/camera-module-*.{zip,tar.gz})
-    if ((${#packages[@]} != 1)); then
-        echo "package.sh: one package should be in $build/package: ${packages[*]:-none}" >&2
-        exit 1
-    fi
-    mkdir -p dist
-    cp "${packages[0]}" dist/
-done
+# shellcheck source=scripts/build_and_test.sh
+source scripts/build_and_test.sh
+
+version=$(sed -n 's/^project(CameraModule VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+dist=$PWD/dist
+stage=build/package
+rm -rf "$stage"
+mkdir -p "$dist"
+
+# split_symbols PREFIX NAME: moves the symbols of each program and library of the package to a .debug
+# file at the same place of the symbol package, and leaves the name of that file behind.
+split_symbols() {
+    local prefix=$1 name=$2 file
+    while IFS= read -r file; do
+        local debug=$name-symbols/${file#"$name/"}.debug
+        mkdir -p "$(dirname "$debug")"
+        "${prefix}objcopy" --only-keep-debug "$file" "$debug"
+        "${prefix}strip" --strip-unneeded "$file"
+        "${prefix}objcopy" --add-gnu-debuglink="$debug" "$file"
+    done < <(find "$name/module" "$name/standins" -type f ! -name '*.xml')
+}
+
+# pack PRESET SYSTEM TOOL_PREFIX ENDING TAR_OPTIONS...
+pack() {
+    local preset=$1 name=camera-module-$version-$2 prefix=$3 ending=$4 package
+    shift 4
+    echo "Packing $name ..."
+    run_quietly cmake --preset "$preset" -B "build/package-$preset" -DBUILD_TESTING=OFF \
+        -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF
+    run_quietly cmake --build "build/package-$preset"
+    run_quietly cmake --install "build/package-$preset" --prefix "$stage/$name"
+    cd "$stage"
+    split_symbols "$prefix" "$name"
+    for package in "$name" "$name-symbols"; do
+        rm -f "$dist/$package.$ending"
+        cmake -E tar "$@" "$dist/$package.$ending" "$package"
+    done
+    cd - >/dev/null
+}
+
+pack windows win64 x86_64-w64-mingw32- zip cf --format=zip
+pack linux "linux-$(uname -m)" "" tar.gz czf
 ls -l dist

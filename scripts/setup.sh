@@ -7,7 +7,7 @@ set -euo pipefail
 demo=(g++ cmake ninja-build pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev zlib1g-dev
     aravis-tools libstb-dev libtiff-dev libjpeg-dev)
 test=("${demo[@]}" binutils googletest g++-mingw-w64-x86-64-posix wine wine64
-    clang clang-format clang-tidy libclang-rt-14-dev ccache)
+    clang clang-format clang-tidy lld llvm libclang-rt-14-dev ccache)
 
 case "${1:-test}" in
 demo) packages=("${demo[@]}") ;;

@@ -60,12 +60,23 @@ static_assert(sizeof(ModuleNodeInfo) == 648);
 
 // Base of every user module. The host calls the virtual operations on its own threads, several at
 // once if it likes. Every operation returns a 32-bit status, 0 for success.
+//
+// On Windows its binary interface is MSVC's, whichever compiler builds. MSVC's table of virtual
+// functions has one entry for the destructor, GCC's has two, so for GCC slot 0 is an ordinary
+// virtual function and the destructor stays out of the table. Who derives from it with GCC derives
+// from UserModule below and links module/framework/mingw/base_class.cpp.
 class CAbstractUserModule {
   public:
     CAbstractUserModule();
-    virtual ~CAbstractUserModule();
     CAbstractUserModule(const CAbstractUserModule&) = delete;
     CAbstractUserModule& operator=(const CAbstractUserModule&) = delete;
+
+#ifdef __MINGW32__
+    // Slot 0. Destroys the module, frees it if `flags` has kFreeModule, and returns it.
+    virtual void* DeletingDestructor(std::uint32_t flags);
+#else
+    virtual ~CAbstractUserModule();
+#endif
 
     // Kept for the order of the operations; does nothing and returns 0.
     virtual std::uint32_t Reserved();
@@ -85,7 +96,47 @@ class CAbstractUserModule {
 
     // Stored before Init; passed to every framework function that takes a handle.
     void* m_hModule = nullptr;
+
+#ifdef __MINGW32__
+  protected:
+    ~CAbstractUserModule();
+#endif
 };
+static_assert(sizeof(CAbstractUserModule) == 16, "table of operations, then the handle");
+
+// What a module derives from, as `class M : public UserModule<M>`, and how it is destroyed and
+// freed through slot 0.
+#ifdef __MINGW32__
+inline constexpr std::uint32_t kFreeModule = 1;
+
+template <typename Module>
+class UserModule : public CAbstractUserModule {
+  public:
+    void* DeletingDestructor(std::uint32_t flags) final {
+        auto* const module = static_cast<Module*>(this);
+        if ((flags & kFreeModule) != 0) {
+            delete module;
+        } else {
+            module->~Module();
+        }
+        return module;
+    }
+
+  protected:
+    ~UserModule() = default;
+};
+
+inline void DeleteModule(CAbstractUserModule* module) {
+    module->DeletingDestructor(kFreeModule);
+}
+#else
+template <typename Module>
+using UserModule = CAbstractUserModule;
+
+inline void DeleteModule(CAbstractUserModule* module) {
+    delete module;
+}
+#endif
 
 using NotifyEventCallback = std::uint32_t (*)(std::int32_t event, void* argument, void* context);
 

@@ -7,11 +7,19 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <new>
 
 namespace platform {
 namespace {
 
 constexpr const char* kUtf8 = "UTF-8";
+
+// Lack of memory must not pass for a locale or a conversion that does not exist.
+void ThrowIfNoMemory() {
+    if (errno == ENOMEM) {
+        throw std::bad_alloc();
+    }
+}
 
 // The character set of the user's locale, asked for without making it the process's: that is the
 // host's business.
@@ -19,6 +27,7 @@ std::string FindSystemCharset() {
     constexpr const char* kDefault = "WINDOWS-1252";
     const locale_t locale = newlocale(LC_CTYPE_MASK, "", locale_t{});
     if (locale == locale_t{}) {
+        ThrowIfNoMemory();
         return kDefault;
     }
     const std::string charset = nl_langinfo_l(CODESET, locale);
@@ -34,7 +43,11 @@ const std::string& SystemCharset() {
 
 class Converter {
   public:
-    Converter(const char* to, const char* from) : m_descriptor(iconv_open(to, from)) {}
+    Converter(const char* to, const char* from) : m_descriptor(iconv_open(to, from)) {
+        if (!IsOpen()) {
+            ThrowIfNoMemory();
+        }
+    }
     ~Converter() {
         if (IsOpen()) {
             iconv_close(m_descriptor);

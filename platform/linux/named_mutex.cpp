@@ -1,6 +1,5 @@
 #include "platform/named_mutex.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -9,6 +8,8 @@
 #include <atomic>
 #include <cerrno>
 
+#include "platform/linux/own_object.h"
+
 // The mutex is a lock on an empty shared-memory object: the kernel releases it with its holder,
 // whatever becomes of the holder. The holder removes the object before it lets go, so that a waiter
 // may come to own the lock of an object that has no name any more; it then starts over.
@@ -16,28 +17,19 @@
 namespace platform {
 namespace {
 
-constexpr int kNone = -1;
-constexpr mode_t kEverybody = 0666;
-
 // The kernel's lock orders the holders, but to the memory model - and to ThreadSanitizer - it means
 // nothing; for those within this process the counter does.
 std::atomic<unsigned> g_turns{0};
 
-int OpenOrCreate(const std::string& path) {
+int OpenOrCreate(const char* path) {
     for (;;) {
-        // Opening without O_CREAT comes first: in a sticky folder the kernel refuses O_CREAT on
-        // another user's file.
-        int object = shm_open(path.c_str(), O_RDONLY, 0);
-        if (object != kNone || errno != ENOENT) {
+        int object = OpenOwnObject(path);
+        if (object != kNoObject || errno != ENOENT) {
             return object;
         }
-        object = shm_open(path.c_str(), O_RDWR | O_CREAT | O_EXCL, kEverybody);
-        if (object != kNone) {
-            fchmod(object, kEverybody);  // whatever the process's umask took away
+        object = CreateOwnObject(path);
+        if (object != kNoObject || errno != EEXIST) {
             return object;
-        }
-        if (errno != EEXIST) {
-            return kNone;
         }
     }
 }
@@ -60,20 +52,22 @@ bool StillNamed(int object) {
 
 NamedMutexHold::NamedMutexHold(const std::string& name) : m_name("/" + name) {
     for (;;) {
-        const int object = OpenOrCreate(m_name);
-        if (object == kNone) {
+        const int object = OpenOrCreate(m_name.c_str());
+        if (object == kNoObject) {
+            m_error = errno;
             return;
         }
-        const bool locked = Lock(object);
-        if (locked && StillNamed(object)) {
+        if (!Lock(object)) {
+            m_error = errno;
+            close(object);
+            return;
+        }
+        if (StillNamed(object)) {
             m_handle = object;
             g_turns.fetch_add(1, std::memory_order_acq_rel);
             return;
         }
         close(object);
-        if (!locked) {
-            return;
-        }
     }
 }
 

@@ -8,26 +8,37 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <limits>
 #include <memory>
-#include <optional>
+#include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
+
+#include "platform/linux/own_object.h"
+#include "platform/named_mutex.h"
+#include "platform/system.h"
 
 namespace platform {
 namespace {
 
-constexpr int kNone = -1;
-constexpr mode_t kThisUserOnly = 0600;
+constexpr std::size_t kPathRoom = SharedMapping::kMaxName + 1;
 
-std::string ObjectPath(const char* name) {
-    return std::string("/") + name;
+// Without an allocation, because closing must not fail for lack of memory.
+std::array<char, kPathRoom> PathOf(const char (&name)[SharedMapping::kMaxName]) {
+    std::array<char, kPathRoom> path{'/'};
+    std::memcpy(&path[1], name, sizeof name);
+    return path;
 }
 
-// Takes the memory now: a page that cannot be had later would end the process by SIGBUS.
+// The pages of an object are allocated now: one that cannot be had later would end the process by
+// SIGBUS.
 int Allocate(int object, off_t size) {
     int result = 0;
     do {
@@ -36,7 +47,47 @@ int Allocate(int object, off_t size) {
     return result;
 }
 
+// Process ids mean nothing to the processes of another container, so a process that owns objects
+// also holds a mutex whose name carries its id. The name is random besides: nobody can be there
+// first.
+constexpr std::string_view kLifeSign = "shared_memory_owner.";
+
+class LifeSign {
+  public:
+    // Called for each object that is made; 0, or the error number.
+    int Share() {
+        const std::lock_guard lock(m_lock);
+        if (m_mutex == nullptr) {
+            auto mutex = std::make_unique<NamedMutexHold>(
+                std::string(kLifeSign) + std::to_string(CurrentProcessId()) + NewGuidText());
+            if (!mutex->Owned()) {
+                return mutex->Error();
+            }
+            m_mutex = std::move(mutex);
+        }
+        ++m_objects;
+        return 0;
+    }
+
+    // The sign goes with the last object.
+    void Drop() {
+        const std::lock_guard lock(m_lock);
+        if (--m_objects == 0) {
+            m_mutex.reset();
+        }
+    }
+
+  private:
+    std::mutex m_lock;
+    int m_objects = 0;
+    std::unique_ptr<NamedMutexHold> m_mutex;
+};
+
+LifeSign g_lifeSign;
+
 }  // namespace
+
+const int SharedMapping::kNameInUse = EEXIST;
 
 int SharedMapping::Create(const char* name, std::uint64_t size) {
     UnmapAndClose();
@@ -44,20 +95,23 @@ int SharedMapping::Create(const char* name, std::uint64_t size) {
     if (size == 0 || size > kLargest || !StoreName(name)) {
         return EINVAL;
     }
-    const std::string path = ObjectPath(name);
-    constexpr int kNewOnly = O_RDWR | O_CREAT | O_EXCL;
-    int object = shm_open(path.c_str(), kNewOnly, kThisUserOnly);
-    if (object == kNone && errno == EEXIST) {
-        shm_unlink(path.c_str());
-        object = shm_open(path.c_str(), kNewOnly, kThisUserOnly);
+    if (const int error = g_lifeSign.Share(); error != 0) {
+        return error;
     }
-    if (object == kNone) {
-        return errno;
+    const auto path = PathOf(m_name);
+    int object = CreateOwnObject(path.data());
+    if (object == kNoObject && errno == EEXIST) {
+        RemoveOwnObject(path.data());
+        object = CreateOwnObject(path.data());
+    }
+    if (object == kNoObject) {
+        const int error = errno;
+        g_lifeSign.Drop();
+        return error;
     }
     m_handle = object;
+    m_open = true;
     m_owner = true;
-    // A sign of life for the sweep, which cannot see the process ids of another container.
-    flock(object, LOCK_SH | LOCK_NB);
     if (const int error = Allocate(object, static_cast<off_t>(size)); error != 0) {
         UnmapAndClose();
         return error;
@@ -71,11 +125,12 @@ int SharedMapping::Open(const char* name) {
     if (!StoreName(name)) {
         return EINVAL;
     }
-    const int object = shm_open(ObjectPath(name).c_str(), O_RDONLY, 0);
-    if (object == kNone) {
+    const int object = OpenOwnObject(PathOf(m_name).data());
+    if (object == kNoObject) {
         return errno;
     }
     m_handle = object;
+    m_open = true;
     struct stat status {};
     if (fstat(object, &status) != 0) {
         const int error = errno;
@@ -97,6 +152,9 @@ int SharedMapping::Map() {
         return errno;
     }
     m_view = static_cast<std::byte*>(view);
+    // The view and the name are all that is needed from here on. Regions outlive many frames, and
+    // a host may be allowed few descriptors.
+    close(static_cast<int>(std::exchange(m_handle, kNoHandle)));
     return 0;
 }
 
@@ -106,117 +164,83 @@ int SharedMapping::Unmap() {
 }
 
 int SharedMapping::Close() {
-    if (!IsOpen()) {
-        return 0;
-    }
     int error = 0;
-    if (std::exchange(m_owner, false) && shm_unlink(ObjectPath(m_name).c_str()) != 0) {
+    if (std::exchange(m_owner, false)) {
+        if (shm_unlink(PathOf(m_name).data()) != 0) {
+            error = errno;
+        }
+        g_lifeSign.Drop();
+    }
+    if (m_handle != kNoHandle && close(static_cast<int>(std::exchange(m_handle, kNoHandle))) != 0) {
         error = errno;
     }
-    if (close(static_cast<int>(std::exchange(m_handle, kNoHandle))) != 0) {
-        error = errno;
-    }
+    m_open = false;
     return error;
 }
 
 namespace {
 
-constexpr const char* kObjectFolder = "/dev/shm";
-
-// Reads a region name from left to right.
-class NameReader {
-  public:
-    explicit NameReader(std::string_view rest) : m_rest(rest) {}
-
-    bool Take(char expected) {
-        if (m_rest.empty() || m_rest.front() != expected) {
-            return false;
-        }
-        m_rest.remove_prefix(1);
-        return true;
-    }
-
-    std::optional<int> TakeNumber() {
-        int value = 0;
-        const char* const end = m_rest.data() + m_rest.size();
-        const auto [stopped, error] = std::from_chars(m_rest.data(), end, value);
-        if (error != std::errc{}) {
-            return std::nullopt;
-        }
-        m_rest.remove_prefix(static_cast<std::size_t>(stopped - m_rest.data()));
-        return value;
-    }
-
-    bool TakeUpperHex(int digits) {
-        for (; digits > 0; --digits, m_rest.remove_prefix(1)) {
-            constexpr std::string_view kDigits = "0123456789ABCDEF";
-            if (m_rest.empty() || kDigits.find(m_rest.front()) == kDigits.npos) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    bool TakeGuid() {
-        return Take('{') && TakeUpperHex(8) && Take('-') && TakeUpperHex(4) && Take('-') &&
-               TakeUpperHex(4) && Take('-') && TakeUpperHex(4) && Take('-') && TakeUpperHex(12) &&
-               Take('}');
-    }
-
-    [[nodiscard]] bool AtEnd() const { return m_rest.empty(); }
-
-  private:
-    std::string_view m_rest;
-};
-
-// The process id in a region name; nothing for any other name.
-std::optional<pid_t> OwnerOfRegion(std::string_view name) {
-    NameReader reader(name);
-    if (!reader.Take('{') || !reader.TakeNumber() || !reader.Take('-') || !reader.TakeNumber() ||
-        !reader.Take('-')) {
-        return std::nullopt;
-    }
-    const std::optional<int> pid = reader.TakeNumber();
-    const bool complete = reader.Take('-') && reader.TakeGuid() && reader.Take('-') &&
-                          reader.TakeNumber() && reader.Take('}') && reader.AtEnd();
-    return complete && pid > 0 ? pid : std::nullopt;
-}
-
 bool IsGone(pid_t pid) {
     return kill(pid, 0) != 0 && errno == ESRCH;
 }
 
-void RemoveUnlessAlive(const char* name) {
-    const std::string path = ObjectPath(name);
-    const int object = shm_open(path.c_str(), O_RDONLY, 0);
-    if (object == kNone) {
-        return;
+std::vector<std::string> ObjectNames() {
+    struct FolderCloser {
+        void operator()(DIR* folder) const { closedir(folder); }
+    };
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, FolderCloser> folder(opendir("/dev/shm"));
+    while (const dirent* const entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
+        names.emplace_back(entry->d_name);
     }
-    struct stat status {};
-    if (fstat(object, &status) == 0 && status.st_uid == geteuid() &&
-        flock(object, LOCK_EX | LOCK_NB) == 0) {
+    return names;
+}
+
+// The process in the name of a life sign.
+std::optional<std::uint32_t> OwnerOfLifeSign(std::string_view name) {
+    if (!name.starts_with(kLifeSign)) {
+        return std::nullopt;
+    }
+    name.remove_prefix(kLifeSign.size());
+    std::uint32_t process = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
+    return error == std::errc{} ? std::optional(process) : std::nullopt;
+}
+
+// Whether a process of this user holds the sign; one that nobody holds is removed.
+bool IsHeld(const std::string& lifeSign) {
+    const std::string path = "/" + lifeSign;
+    const int object = OpenOwnObject(path.c_str());
+    if (object == kNoObject) {
+        return errno == EMFILE || errno == ENFILE || errno == ENOMEM;  // not known
+    }
+    const bool held = flock(object, LOCK_EX | LOCK_NB) != 0;
+    if (!held) {
         shm_unlink(path.c_str());
     }
     close(object);
+    return held;
 }
-
-struct FolderCloser {
-    void operator()(DIR* folder) const { closedir(folder); }
-};
 
 }  // namespace
 
-void SweepRegionsOfDeadProcesses() {
-    const std::unique_ptr<DIR, FolderCloser> folder(opendir(kObjectFolder));
-    if (folder == nullptr) {
-        return;
-    }
-    while (const dirent* const entry = readdir(folder.get())) {
-        const std::optional<pid_t> owner = OwnerOfRegion(entry->d_name);
-        if (owner && IsGone(*owner)) {
-            RemoveUnlessAlive(entry->d_name);
+void RemoveObjectsOfDeadProcesses(OwnerOfName ownerOf) noexcept try {
+    // The life signs are looked at behind the objects: a process makes its sign first.
+    const std::vector<std::string> objects = ObjectNames();
+    std::set<std::uint32_t> alive;
+    for (const std::string& name : ObjectNames()) {
+        if (const auto process = OwnerOfLifeSign(name); process && IsHeld(name)) {
+            alive.insert(*process);
         }
     }
+    for (const std::string& name : objects) {
+        const std::optional<std::uint32_t> process = ownerOf(name);
+        if (process && !alive.contains(*process) && IsGone(static_cast<pid_t>(*process))) {
+            RemoveOwnObject(("/" + name).c_str());
+        }
+    }
+} catch (...) {
+    // No memory to look; the objects are still there at the next start.
 }
 
 }  // namespace platform

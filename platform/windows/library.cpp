@@ -10,12 +10,13 @@ namespace platform {
 
 bool DynamicLibrary::Load(const std::string& path, std::string& error) {
     Unload();
-    // The search beside the file works for absolute paths only.
+    // Beside the file, beside the program and in the system's folder: never in the current folder.
+    constexpr DWORD search = LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS;
+    // That works for absolute paths only.
     std::error_code failed;
     const std::filesystem::path file =
         std::filesystem::absolute(std::u8string(path.begin(), path.end()), failed);
-    m_handle =
-        failed ? nullptr : LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    m_handle = failed ? nullptr : LoadLibraryExW(file.c_str(), nullptr, search);
     if (m_handle == nullptr) {
         const auto code = failed ? failed.value() : static_cast<int>(GetLastError());
         error = path + ": " + std::system_category().message(code);

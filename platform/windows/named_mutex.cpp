@@ -13,6 +13,7 @@ NamedMutexHold::NamedMutexHold(const std::string& name) : m_name(name) {
         mutex = CreateMutexW(nullptr, FALSE, wideName.c_str());
     }
     if (mutex == nullptr) {
+        m_error = static_cast<int>(GetLastError());
         return;
     }
     const DWORD result = WaitForSingleObject(mutex, INFINITE);
@@ -21,6 +22,7 @@ NamedMutexHold::NamedMutexHold(const std::string& name) : m_name(name) {
     if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
         m_handle = reinterpret_cast<long long>(mutex);
     } else {
+        m_error = static_cast<int>(GetLastError());
         CloseHandle(mutex);
     }
 }

@@ -33,6 +33,8 @@ std::uint64_t ViewSize(const void* view) {
 
 }  // namespace
 
+const int SharedMapping::kNameInUse = ERROR_ALREADY_EXISTS;
+
 int SharedMapping::Create(const char* name, std::uint64_t size) {
     UnmapAndClose();
     if (size == 0 || !StoreName(name)) {
@@ -44,14 +46,15 @@ int SharedMapping::Create(const char* name, std::uint64_t size) {
     // Set on success too: the handle is then of an older object, whose size and readers it keeps.
     const int error = LastError();
     if (mapping == nullptr) {
-        return error;
+        return error == ERROR_INVALID_HANDLE ? kNameInUse : error;  // an object of another kind
     }
     if (error == ERROR_ALREADY_EXISTS) {
         CloseHandle(mapping);
-        return error;
+        return kNameInUse;
     }
     m_handle = reinterpret_cast<long long>(mapping);
     m_size = size;
+    m_open = true;
     m_owner = true;
     return 0;
 }
@@ -66,6 +69,7 @@ int SharedMapping::Open(const char* name) {
         return LastError();
     }
     m_handle = reinterpret_cast<long long>(mapping);
+    m_open = true;
     return 0;
 }
 
@@ -100,10 +104,11 @@ int SharedMapping::Close() {
         return 0;
     }
     const HANDLE mapping = reinterpret_cast<HANDLE>(std::exchange(m_handle, kNoHandle));
+    m_open = false;
     m_owner = false;
     return CloseHandle(mapping) ? 0 : LastError();
 }
 
-void SweepRegionsOfDeadProcesses() {}
+void RemoveObjectsOfDeadProcesses(OwnerOfName) noexcept {}
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 
 #include <objbase.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <system_error>
@@ -11,11 +12,6 @@
 #include "platform/windows/wide_text.h"
 
 namespace platform {
-namespace {
-
-constexpr DWORD kLongestPath = 32767;
-
-}  // namespace
 
 std::uint32_t CurrentProcessId() noexcept {
     return GetCurrentProcessId();
@@ -42,14 +38,10 @@ std::string ModuleFilePath(const void* address) {
             static_cast<const wchar_t*>(address), &module)) {
         return {};
     }
-    std::wstring path(MAX_PATH, L'\0');
-    DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-    if (length == path.size()) {  // cut short
-        path.resize(kLongestPath);
-        length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-    }
-    path.resize(length);
-    return FromWide(path, CP_UTF8);
+    std::array<wchar_t, MAX_PATH> path{};
+    const DWORD length = GetModuleFileNameW(module, path.data(), MAX_PATH);
+    // A path cut short fills the buffer, its end included.
+    return FromWide({path.data(), std::min<std::size_t>(length, path.size() - 1)}, CP_UTF8);
 }
 
 const char kPathSeparator = '\\';

@@ -1,10 +1,10 @@
-# cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DGENERATOR=... [-DTOOLCHAIN=...] [-DEMULATOR=...]
-#     -P check_package.cmake
-# Installs the build as an integrator gets it, builds the example against it by find_package, and runs
-# that.
+# cmake -DSTAGE=... -DNAME=... -DSOURCE_DIR=... -DGENERATOR=... -DRUN=... [-DTOOLCHAIN=...] [-DOPTIONS=...]
+#     [-DEMULATOR=...] -P check_package.cmake
+# Builds the project in SOURCE_DIR against the package installed in STAGE, as an integrator does, by
+# find_package, and runs its programs. In RUN '|' stands between two runs.
 cmake_minimum_required(VERSION 3.25)
-set(stage ${BUILD_DIR}/package_check)
-file(REMOVE_RECURSE ${stage})
+set(build ${STAGE}/${NAME})
+file(REMOVE_RECURSE ${build})
 
 function(run)
     execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE output ERROR_VARIABLE output
@@ -15,15 +15,14 @@ function(run)
     message(STATUS "${output}")
 endfunction()
 
-set(options)
 if(TOOLCHAIN)
-    list(APPEND options -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
+    set(toolchain -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 endif()
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${stage}/installed)
-run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE_DIR}/examples/minimal_host -B ${stage}/example
-    -DCameraModule_DIR=${stage}/installed/lib/cmake/CameraModule ${options})
-run(${CMAKE_COMMAND} --build ${stage}/example)
-file(GLOB program ${stage}/example/minimal_host ${stage}/example/minimal_host.exe)
-cmake_path(GET program FILENAME name)
-file(COPY ${program} DESTINATION ${stage}/installed/bin)
-run(${EMULATOR} ${stage}/installed/bin/${name})
+run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE_DIR} -B ${build} ${toolchain} ${OPTIONS}
+    -DCMAKE_PREFIX_PATH=${STAGE}/installed)
+run(${CMAKE_COMMAND} --build ${build})
+string(REPLACE "|" ";" RUN "${RUN}")
+foreach(program IN LISTS RUN)
+    separate_arguments(program)
+    run(${EMULATOR} ${build}/${program})
+endforeach()

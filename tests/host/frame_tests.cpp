@@ -15,7 +15,7 @@
 #include "host/picture_files.h"
 #include "host/procedures.h"
 #include "host/statistics.h"
-#include "platform/image_decoder.h"
+#include "pictures/image_decoder.h"
 #include "platform/system.h"
 
 namespace host {

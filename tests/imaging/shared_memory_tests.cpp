@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "imaging/region_name.h"
 #include "module/framework/status_codes.h"
 #include "platform/shared_mapping.h"
 #include "platform/system.h"
@@ -82,6 +84,29 @@ TEST(RegionNames, AreReadUpToTheirSecondNumber) {
          {"", "{", "{}", "3-0-1", "{a-0-1}", "{3}", "{3-", "{3-x-1}", "{3 -0}", "{3--}",
           "{99999999999-0-1}", "{3-99999999999}", "\xFF\xFE"}) {
         EXPECT_EQ(ParseRegionName(garbage), std::nullopt) << garbage;
+    }
+}
+
+TEST(RegionNames, TellTheirProcessOnlyWhenTheyAreWhole) {
+    const std::string guid = "{01234567-89AB-CDEF-0123-456789ABCDEF}";
+    EXPECT_EQ(ProcessOfRegion("{3-0-4711-" + guid + "-0}"), 4711U);
+    EXPECT_EQ(ProcessOfRegion("{-3--1-4711-" + guid + "-12}"), 4711U);
+    const std::string strangers[] = {"",
+                                     "{3-0-4711-{}-0}",
+                                     "{3-4711-" + guid + "-0}",
+                                     "{3-0--4711-" + guid + "-0}",
+                                     "{3-0-0-" + guid + "-0}",
+                                     "{3-0-04711-" + guid + "-0}",
+                                     "{3- 0-4711-" + guid + "-0}",
+                                     "x{3-0-4711-" + guid + "-0}",
+                                     "{3-0-4711-" + guid + "-0}x",
+                                     "{3-0-4711-" + guid + "-0",
+                                     "{3-0-4711-" + guid + "-",
+                                     "{3-0-4711-{a1234567-89AB-CDEF-0123-456789ABCDEF}-0}",
+                                     "{3-0-4711-{012345678-9AB-CDEF-0123-456789ABCDEF}-0}",
+                                     "{3-0-4711-" + guid.substr(0, 37) + "0-0}"};
+    for (const std::string& name : strangers) {
+        EXPECT_EQ(ProcessOfRegion(name), std::nullopt) << name;
     }
 }
 
@@ -208,8 +233,22 @@ TEST_F(SharedMemory, RefusedRequestsHandOutNothing) {
     EXPECT_THAT(m_log.Take(),
                 Contains(MatchesRegex("4 3 CModuleSharedMemoryBase::CreateOpenMapping: Create file "
                                       "mapping, name=.*\\}, size=2200000128, error=0")));
-    // Each of the three tried two names, of which none comes again.
-    EXPECT_THAT(Allocate(m_regions, 10).name, EndsWith("-6}"));
+    // Each of the three took one name, as another would not have helped; none comes again.
+    EXPECT_THAT(Allocate(m_regions, 10).name, EndsWith("-3}"));
+}
+
+TEST_F(SharedMemory, ANameInUseIsReplacedByTheNextOne) {
+    const std::string first = Allocate(m_regions, 10).name;
+    // Windows keeps the name for whoever has the region open; Linux does not, but cannot replace a
+    // folder.
+    platform::SharedMapping reader;
+    ASSERT_EQ(reader.Open(first.c_str()), 0);
+    ASSERT_EQ(m_regions.ReleaseSharedMemory(kModule, first.c_str()), kOk);
+    const std::filesystem::path folder = "/dev/shm/" + first;
+    const bool isLinux = platform::kPathSeparator == '/';
+    ASSERT_TRUE(!isLinux || std::filesystem::create_directory(folder));
+    EXPECT_THAT(Allocate(m_regions, 10).name, EndsWith("-1}"));
+    ASSERT_TRUE(!isLinux || std::filesystem::remove(folder));
 }
 
 TEST_F(SharedMemory, ARegionLostToAFailureLeavesNoNameTwice) {

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "module/log/log.h"
+#include "base/log.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "tests/support/module_host.h"

@@ -9,7 +9,7 @@
 #include "camera/sdk/pixel_format.h"
 #include "platform/code_page.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
-#include "tests/platform/picture_files.h"
+#include "tests/pictures/picture_files.h"
 #include "tests/platform/support.h"
 #include "tests/support/module_host.h"
 

@@ -140,14 +140,19 @@ TEST(Persistence, RestoresALoadedRecordWithItsRelationInPlace) {
                                                {"", "4"},
                                                {"AddRelateProc", "6"},
                                                {"ImageCacheNum", "8"}}));
-    // A procedure related since takes the place of the last one.
+    // A procedure related since has no place of its own and is appended, whatever was removed.
     host.Set("DelRelateProc", "6");
     host.Set("AddRelateProc", "77");
-    const Entries entries = EntriesOf(*Save(host));
-    EXPECT_EQ(entries[3], (Entries::value_type{"AddRelateProc", "77"}));
-    EXPECT_EQ(entries[4], (Entries::value_type{"ImageCacheNum", "8"}));
+    host.Set("AddRelateProc", "8");
+    EXPECT_EQ(EntriesOf(*Save(host)), (Entries{{"ReconnectTime", "5"},
+                                               {"", "G9"},
+                                               {"", "4"},
+                                               {"", "6"},
+                                               {"ImageCacheNum", "8"},
+                                               {"AddRelateProc", "77"},
+                                               {"AddRelateProc", "8"}}));
 
-    // A record without relations leaves no place for one, least of all another parameter's.
+    host.Set("DelRelateProc", "8");
     ASSERT_EQ(host.Module()->LoadModuleData(RecordOf({{"ReconnectTime", "1"},
                                                       {"ImageCacheNum", "2"},
                                                       {"CameraMold", "1"},
@@ -157,7 +162,8 @@ TEST(Persistence, RestoresALoadedRecordWithItsRelationInPlace) {
     EXPECT_EQ(EntriesOf(*Save(host)), (Entries{{"ReconnectTime", "1"},
                                                {"ImageCacheNum", "2"},
                                                {"CameraMold", "1"},
-                                               {"DebugImageSource", "3"}}));
+                                               {"DebugImageSource", "3"},
+                                               {"AddRelateProc", "77"}}));
 }
 
 TEST(Persistence, SavesNoCameraOfAProducerOrOfAnAddress) {

@@ -8,7 +8,7 @@
 
 #include "camera/callback_gate.h"
 #include "imaging/image_queue.h"
-#include "module/worker_thread.h"
+#include "base/worker_thread.h"
 
 namespace {
 
@@ -22,7 +22,6 @@ BufferNode Numbered(std::uint32_t number) {
 
 TEST(ImageQueue, KeepsTheOrderWhileItGrowsAndWraps) {
     ImageQueue queue;
-    const platform::LockGuard hold(queue.m_lock);
     std::uint32_t in = 0;
     std::uint32_t out = 0;
     for (int round = 0; round < 500; ++round) {
@@ -37,12 +36,11 @@ TEST(ImageQueue, KeepsTheOrderWhileItGrowsAndWraps) {
         ASSERT_EQ(node->frameNumber, out++);
     }
     EXPECT_EQ(in, out);
-    EXPECT_TRUE(queue.Empty());
+    EXPECT_EQ(queue.Size(), 0U);
 }
 
 TEST(ImageQueue, AScanSurvivesFramesThatLeaveMeanwhile) {
     ImageQueue queue;
-    const platform::LockGuard hold(queue.m_lock);
     for (std::uint32_t number = 1; number <= 3; ++number) {
         queue.Push(Numbered(number));
     }
@@ -101,7 +99,7 @@ TEST(WorkerThread, StartsAgainAfterItEndedByItself) {
         }
         EXPECT_EQ(runs, expected);
     }
-    worker.Forbid();
+    worker.End();
     EXPECT_TRUE(worker.Start());
     EXPECT_FALSE(worker.Running());
 }

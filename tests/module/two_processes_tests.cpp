@@ -1,5 +1,5 @@
 // What the module shares with other processes of the machine.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <chrono>
 #include <cstring>
@@ -8,6 +8,9 @@
 #include <string>
 
 #include "imaging/shared_memory_base.h"
+#include "base/log.h"
+#include "platform/shared_mapping.h"
+#include "platform/system.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "tests/platform/support.h"
 #include "tests/support/module_host.h"
@@ -39,6 +42,23 @@ TEST(TwoProcesses, EnumerateOneAfterTheOtherEvenWhenTheFirstDies) {
     ASSERT_EQ(enumeration.wait_for(kHang), std::future_status::ready);
     EXPECT_EQ(enumeration.get(), cam::kOk);
     EXPECT_EQ(other.get(), 0);
+}
+
+// Something else stands under the mutex's name: on Linux a folder, on Windows a mapping.
+TEST(TwoProcesses, EnumerateUnserialisedOnlyWithALogLine) {
+    constexpr char kMutex[] = "Corvane_EnumCamera_Mutex";
+    ModuleHost host("gige serial=A");
+    const std::filesystem::path folder = std::filesystem::path("/dev/shm") / kMutex;
+    const bool isLinux = platform::kPathSeparator == '/';
+    platform::SharedMapping mapping;
+    ASSERT_TRUE(isLinux ? std::filesystem::create_directory(folder)
+                        : mapping.Create(kMutex, 100) == 0);
+    host.ClearLog();
+    EXPECT_EQ(host.Set("EnumCamera", ""), cam::kOk);
+    EXPECT_THAT(MessagesOf(host.Log(cam::kLogError), "CCameraModule::EnumDevices"),
+                testing::ElementsAre(testing::StartsWith("Enum goes on without the mutex"),
+                                     "Enum return 1 devices"));
+    ASSERT_TRUE(!isLinux || std::filesystem::remove(folder));
 }
 
 TEST(TwoProcesses, SeeTheSameFrameByTheNameOfItsRegion) {

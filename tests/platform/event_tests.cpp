@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/address_wait.h"
 #include "tests/platform/support.h"
 
 namespace platform {
@@ -56,6 +57,27 @@ TEST(Event, TakesEveryLengthOfTime) {
     event.Set();
     ASSERT_EQ(waiter.wait_for(kHang), std::future_status::ready);
     EXPECT_TRUE(waiter.get());
+}
+
+// A wait that the system refuses ends at once, and its callers spin.
+TEST(AddressWait, SleepsThroughSecondsAndTheirFractions) {
+    for (const auto timeout : {std::chrono::nanoseconds(60s), std::chrono::nanoseconds(60s + 999ms),
+                               std::chrono::nanoseconds(24h * 365)}) {
+        std::atomic<std::uint32_t> word{0};
+        std::atomic<int> sleeps{0};
+        std::thread waiter([&] {
+            while (word == 0) {
+                ++sleeps;
+                SleepWhileEqual(word, 0, timeout);
+            }
+        });
+        EXPECT_TRUE(test::WaitUntil([&] { return sleeps > 0; }));
+        std::this_thread::sleep_for(20ms);
+        word = 1;
+        WakeAllOn(word);
+        waiter.join();
+        EXPECT_LE(sleeps, 3);
+    }
 }
 
 // Two threads hand a turn to and fro: one wake-up lost, and both wait for good.

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/code_page.h"
 #include "platform/system.h"
+#include "tests/platform/allocation_failure.h"
 #include "tests/platform/support.h"
 
 namespace platform {
@@ -30,6 +32,8 @@ TEST(FileSystem, ListsNamesInUtf8) {
     const auto all = Optional(UnorderedElementsAre(kGerman, kChinese, "inner"));
     EXPECT_THAT(ListFolder(folder.Utf8()), all);
     EXPECT_THAT(ListFolder(folder.Utf8() + kPathSeparator), all);
+    EXPECT_TRUE(PathExists(folder.Utf8() + kPathSeparator));
+    EXPECT_TRUE(PathExists(JoinPath(folder.Utf8(), kGerman)));
 }
 
 TEST(FileSystem, GivesUpOnWhatIsNoFolder) {
@@ -43,6 +47,27 @@ TEST(FileSystem, GivesUpOnWhatIsNoFolder) {
     for (const std::string& path : {missing, file, std::string(), std::string(100000, 'x')}) {
         EXPECT_EQ(ListFolder(path), std::nullopt) << path.substr(0, 100);
     }
+}
+
+TEST(FileSystem, TakesLackOfMemoryForAFailure) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder.Utf8() + kPathSeparator;
+    for (const std::string& name : {kGerman, kChinese, std::string(200, 'x')}) {
+        test::WriteFile(folder.Path() / Utf8Path(name), "x");
+    }
+    int listedInPart = 0;
+    const int failures = test::FailEachAllocation([&] {
+        const auto names = ListFolder(path);
+        listedInPart += names && names->size() != 3 ? 1 : 0;
+    });
+    EXPECT_GT(failures, 5);
+    EXPECT_EQ(listedInPart, 0);
+    EXPECT_GT(test::FailEachAllocation([&] { static_cast<void>(PathExists(path)); }), 0);
+    // The others let std::bad_alloc through.
+    EXPECT_GT(test::FailEachAllocation([&] { static_cast<void>(JoinPath(path, path)); }), 0);
+    const std::string longText(1000, '\xFC');
+    EXPECT_GT(test::FailEachAllocation([&] { static_cast<void>(Utf8ToSystem(AsUtf8(longText))); }),
+              1);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What shared memory and the mutex leave on the machine, which only Linux shows as files.
+// What only Linux shows as files: shared memory, the mutex, and names of any bytes.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -6,10 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
+#include <algorithm>
+#include <deque>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "platform/file_system.h"
 #include "platform/named_mutex.h"
 #include "platform/shared_mapping.h"
 #include "platform/system.h"
@@ -18,34 +21,72 @@
 namespace platform {
 namespace {
 
+namespace fs = std::filesystem;
+
+const fs::path kObjects = "/dev/shm";
+const fs::path kDescriptors = "/proc/self/fd";
+
 bool ObjectExists(const std::string& name) {
-    return std::filesystem::exists("/dev/shm/" + name);
+    return fs::exists(fs::symlink_status(kObjects / name));
 }
 
-class LeftOverObject {
+std::ptrdiff_t EntriesOf(const fs::path& folder, const std::string& part = "") {
+    return std::count_if(fs::directory_iterator(folder), fs::directory_iterator(),
+                         [&part](const fs::directory_entry& entry) {
+                             return entry.path().filename().string().find(part) != part.npos;
+                         });
+}
+
+// How processes tell others that they have objects.
+std::string LifeSignOf(const std::string& pid) {
+    return "shared_memory_owner." + pid;
+}
+
+// Something under an object's name, gone at the end.
+class Planted {
   public:
-    explicit LeftOverObject(std::string name) : m_path("/" + std::move(name)) {
-        close(shm_open(m_path.c_str(), O_RDWR | O_CREAT, 0600));
+    explicit Planted(const std::string& name) : m_path(kObjects / name) {}
+    ~Planted() {
+        std::error_code ignored;
+        fs::remove(m_path, ignored);
     }
-    ~LeftOverObject() { shm_unlink(m_path.c_str()); }
-    LeftOverObject(const LeftOverObject&) = delete;
-    LeftOverObject& operator=(const LeftOverObject&) = delete;
+    Planted(const Planted&) = delete;
+    Planted& operator=(const Planted&) = delete;
+
+    [[nodiscard]] const fs::path& Path() const { return m_path; }
 
   private:
-    std::string m_path;
+    fs::path m_path;
 };
 
-std::string RegionName(const std::string& pid) {
-    return "{3-0-" + pid + "-" + NewGuidText() + "-0}";
+class LeftOverObject : public Planted {
+  public:
+    explicit LeftOverObject(const std::string& name) : Planted(name) {
+        close(open(Path().c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
+    }
+};
+
+std::optional<std::uint32_t> OwnerOf(std::string_view name) {
+    constexpr std::string_view kLeft = "left.";
+    return name.starts_with(kLeft)
+               ? std::optional<std::uint32_t>(std::stoul(std::string(name.substr(kLeft.size()))))
+               : std::nullopt;
+}
+
+std::string MakeDeadProcessWithAnObject() {
+    const test::TemporaryFolder folder;
+    const auto note = folder.Path() / "pid";
+    EXPECT_EQ(test::RunHelper({"leave-object", note.string()}), 0);
+    return test::ReadFile(note);
 }
 
 TEST(SharedMappingOnLinux, IsPrivateToItsUserAndLeavesNothingBehind) {
-    const std::string name = RegionName(std::to_string(CurrentProcessId()));
+    const std::string name = "Test_" + test::UniqueWord();
     {
         SharedMapping mapping;
         ASSERT_EQ(mapping.Create(name.c_str(), 5000), 0);
         struct stat status {};
-        ASSERT_EQ(stat(("/dev/shm/" + name).c_str(), &status), 0);
+        ASSERT_EQ(stat((kObjects / name).c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777, 0600U);
         EXPECT_EQ(status.st_size, 5000);
         EXPECT_GE(status.st_blocks * 512, 5000) << "the memory is not taken yet";
@@ -54,7 +95,7 @@ TEST(SharedMappingOnLinux, IsPrivateToItsUserAndLeavesNothingBehind) {
 }
 
 TEST(SharedMappingOnLinux, ReplacesWhatWasLeftBehind) {
-    const std::string name = RegionName(std::to_string(CurrentProcessId()));
+    const std::string name = "Test_" + test::UniqueWord();
     const LeftOverObject old(name);
     SharedMapping before;
     ASSERT_EQ(before.Open(name.c_str()), 0);
@@ -64,57 +105,69 @@ TEST(SharedMappingOnLinux, ReplacesWhatWasLeftBehind) {
     EXPECT_EQ(before.Size(), 0U) << "the old object itself was taken over";
 }
 
-TEST(SharedMappingOnLinux, SweepRemovesTheRegionsOfDeadProcessesOnly) {
-    const test::TemporaryFolder folder;
-    const auto note = folder.Path() / "name";
-    ASSERT_EQ(test::RunHelper({"leave-region", note.string()}), 0);
-    const std::string left = test::ReadFile(note);
-    ASSERT_TRUE(ObjectExists(left));
-    const std::string deadPid = left.substr(5, left.find('-', 5) - 5);
-
-    std::string lowerCase = RegionName(deadPid);
-    lowerCase[lowerCase.find('{', 1) + 1] = 'a';
-    const std::string strangers[] = {lowerCase,
-                                     RegionName(deadPid) + "x",
-                                     "x" + RegionName(deadPid),
-                                     RegionName(deadPid).substr(0, 45),
-                                     RegionName("-" + deadPid),
-                                     RegionName("0"),
-                                     "{3-0-" + deadPid + "-{}-0}",
-                                     "{3-" + deadPid + "-" + NewGuidText() + "-0}"};
-    std::vector<std::unique_ptr<LeftOverObject>> objects;
-    for (const std::string& name : strangers) {
-        objects.push_back(std::make_unique<LeftOverObject>(name));
+TEST(SharedMappingOnLinux, TakesOneDescriptorAndOneLifeSignForAllObjects) {
+    const std::string sign = LifeSignOf(std::to_string(CurrentProcessId()));
+    const std::ptrdiff_t before = EntriesOf(kDescriptors);
+    const std::string word = "Test_" + test::UniqueWord();
+    std::deque<SharedMapping> mappings;
+    std::deque<SharedMapping> readers;
+    for (int i = 0; i < 50; ++i) {
+        const std::string name = word + std::to_string(i);
+        ASSERT_EQ(mappings.emplace_back().Create(name.c_str(), 100), 0);
+        ASSERT_EQ(mappings.back().Map(), 0);
+        ASSERT_EQ(readers.emplace_back().Open(name.c_str()), 0);
+        ASSERT_EQ(readers.back().Map(), 0);
     }
-    SharedMapping mine;
-    const std::string mineName = RegionName(std::to_string(CurrentProcessId()));
-    ASSERT_EQ(mine.Create(mineName.c_str(), 100), 0);
-    // A live process of another container looks like this one: its id means nothing here.
-    SharedMapping elsewhere;
-    const std::string elsewhereName = RegionName(deadPid);
-    ASSERT_EQ(elsewhere.Create(elsewhereName.c_str(), 100), 0);
-
-    SweepRegionsOfDeadProcesses();
-
-    EXPECT_FALSE(ObjectExists(left));
-    EXPECT_TRUE(ObjectExists(mineName));
-    EXPECT_TRUE(ObjectExists(elsewhereName));
-    for (const std::string& name : strangers) {
-        EXPECT_TRUE(ObjectExists(name)) << name;
-    }
+    EXPECT_EQ(EntriesOf(kDescriptors), before + 1);
+    EXPECT_EQ(EntriesOf(kObjects, sign), 1);
+    EXPECT_EQ(EntriesOf(kObjects, word), 50);
+    mappings.resize(1);
+    EXPECT_EQ(EntriesOf(kObjects, sign), 1);
+    EXPECT_EQ(mappings.front().Close(), 0);
+    EXPECT_NE(mappings.front().Create(std::string(1000, 'x').c_str(), 100), 0);
+    EXPECT_NE(mappings.front().Create(word.c_str(), std::uint64_t{1} << 60), 0);
+    EXPECT_EQ(EntriesOf(kObjects, sign), 0);
+    EXPECT_EQ(EntriesOf(kDescriptors), before);
 }
 
-TEST(NamedMutexOnLinux, IsOpenToEveryUserAndLeavesNothingBehind) {
+TEST(SharedMappingOnLinux, ObjectsOfDeadProcessesAreRemoved) {
+    const std::string dead = MakeDeadProcessWithAnObject();
+    ASSERT_TRUE(ObjectExists("left." + dead));
+    ASSERT_EQ(EntriesOf(kObjects, LifeSignOf(dead)), 1);
+    const LeftOverObject ofAlive("left." + std::to_string(CurrentProcessId()));
+    const LeftOverObject stranger("stranger." + dead);
+
+    RemoveObjectsOfDeadProcesses(&OwnerOf);
+
+    EXPECT_FALSE(ObjectExists("left." + dead));
+    EXPECT_EQ(EntriesOf(kObjects, LifeSignOf(dead)), 0);
+    EXPECT_TRUE(fs::exists(ofAlive.Path()));
+    EXPECT_TRUE(fs::exists(stranger.Path()));
+}
+
+// The id of a process of another container means nothing here.
+TEST(SharedMappingOnLinux, ObjectsOfAProcessThatCannotBeSeenStayWhileItLives) {
+    const std::string dead = MakeDeadProcessWithAnObject();
+    {
+        const NamedMutexHold elsewhere(LifeSignOf(dead) + "elsewhere");
+        ASSERT_TRUE(elsewhere.Owned());
+        RemoveObjectsOfDeadProcesses(&OwnerOf);
+        EXPECT_TRUE(ObjectExists("left." + dead));
+    }
+    RemoveObjectsOfDeadProcesses(&OwnerOf);
+    EXPECT_FALSE(ObjectExists("left." + dead));
+}
+
+TEST(NamedMutexOnLinux, IsPrivateToItsUserAndLeavesNothingBehind) {
     const std::string name = "Test_" + test::UniqueWord();
-    const mode_t before = umask(0077);
     {
         const NamedMutexHold hold(name);
         ASSERT_TRUE(hold.Owned());
+        EXPECT_EQ(hold.Error(), 0);
         struct stat status {};
-        ASSERT_EQ(stat(("/dev/shm/" + name).c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode & 0777, 0666U);
+        ASSERT_EQ(stat((kObjects / name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, 0600U) << "who can open it can keep it";
     }
-    umask(before);
     EXPECT_FALSE(ObjectExists(name));
 
     // What a holder that died has left, the next one clears away.
@@ -123,9 +176,62 @@ TEST(NamedMutexOnLinux, IsOpenToEveryUserAndLeavesNothingBehind) {
     EXPECT_FALSE(ObjectExists(name));
 }
 
-TEST(NamedMutexOnLinux, GoesOnUnserialisedWhereTheSystemRefusesIt) {
+TEST(NamedMutexOnLinux, SaysWhyItIsNotOwned) {
     const NamedMutexHold hold(std::string(1000, 'x'));
     EXPECT_FALSE(hold.Owned());
+    EXPECT_NE(hold.Error(), 0);
+}
+
+// Every user may put anything under any name. None of it is waited for, followed, used or removed.
+TEST(NamesOnLinux, AreNeverUsedWhereTheyAreNotAFileOfOnesOwn) {
+    const std::ptrdiff_t descriptors = EntriesOf(kDescriptors);
+    const std::string dead = MakeDeadProcessWithAnObject();
+    RemoveObjectsOfDeadProcesses(&OwnerOf);
+    const test::TemporaryFolder folder;
+    const fs::path target = folder.Path() / "target";
+    test::WriteFile(target, "target");
+
+    const std::pair<const char*, std::function<bool(const fs::path&)>> traps[] = {
+        {"FIFO", [](const fs::path& path) { return mkfifo(path.c_str(), 0666) == 0; }},
+        {"link", [&](const fs::path& path) { return symlink(target.c_str(), path.c_str()) == 0; }},
+        {"link to nothing",
+         [](const fs::path& path) { return symlink("/nowhere", path.c_str()) == 0; }},
+        {"folder", [](const fs::path& path) { return fs::create_directory(path); }},
+        {"another user's file",
+         [](const fs::path& path) {
+             constexpr uid_t kNobody = 65534;
+             test::WriteFile(path, "");
+             return chmod(path.c_str(), 0666) == 0 && chown(path.c_str(), kNobody, kNobody) == 0;
+         }},
+    };
+    for (const auto& [kind, plant] : traps) {
+        SCOPED_TRACE(kind);
+        const std::string name = "left." + dead;
+        const Planted object(name);
+        const Planted sign(LifeSignOf(dead));
+        if (!plant(object.Path()) || !plant(sign.Path())) {
+            EXPECT_NE(geteuid(), 0U);
+            continue;  // only root gives a file away
+        }
+        const NamedMutexHold hold(name);
+        EXPECT_FALSE(hold.Owned());
+        EXPECT_NE(hold.Error(), 0);
+        SharedMapping mapping;
+        EXPECT_NE(mapping.Open(name.c_str()), 0);
+        EXPECT_EQ(mapping.Create(name.c_str(), 100), SharedMapping::kNameInUse);
+        RemoveObjectsOfDeadProcesses(&OwnerOf);
+        EXPECT_TRUE(ObjectExists(name));
+        EXPECT_TRUE(ObjectExists(LifeSignOf(dead)));
+    }
+    EXPECT_EQ(test::ReadFile(target), "target");
+    EXPECT_EQ(EntriesOf(kDescriptors), descriptors);
+    EXPECT_EQ(EntriesOf(kObjects, LifeSignOf("")), 0) << "held without an object";
+}
+
+TEST(FileSystemOnLinux, TakesNamesInTheCodePage) {
+    const test::TemporaryFolder folder;
+    test::WriteFile(folder.Path() / "gr\xFCn", "x");
+    EXPECT_EQ(ListFolder(folder.Utf8()), (std::vector<std::string>{"gr\xC3\xBCn"}));
 }
 
 }  // namespace

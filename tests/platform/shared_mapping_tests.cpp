@@ -57,10 +57,11 @@ TEST(SharedMapping, IsNeverTheMemoryThatAReaderStillHasOpen) {
         ASSERT_EQ(reader.Map(), 0);
     }
     SharedMapping mapping;
-    if (mapping.Create(name.c_str(), 100) == 0) {
+    if (const int error = mapping.Create(name.c_str(), 100); error == 0) {
         ASSERT_EQ(mapping.Map(), 0);
         Fill(mapping, "new");
     } else {
+        EXPECT_EQ(error, SharedMapping::kNameInUse);
         EXPECT_FALSE(mapping.IsOpen());
     }
     EXPECT_EQ(reader.View()[0], std::byte('o'));
@@ -69,11 +70,33 @@ TEST(SharedMapping, IsNeverTheMemoryThatAReaderStillHasOpen) {
     EXPECT_EQ(mapping.Create(name.c_str(), 100), 0) << "a refused Create holds nothing open";
 }
 
+TEST(SharedMapping, IsTheSameMemoryInAnotherProcess) {
+    const test::TemporaryFolder folder;
+    const auto copy = folder.Path() / "copy";
+    const std::string name = RegionName();
+    SharedMapping mapping;
+    ASSERT_EQ(mapping.Create(name.c_str(), 5000), 0);
+    ASSERT_EQ(mapping.Map(), 0);
+    Fill(mapping, "first");
+    mapping.View()[4999] = std::byte('z');
+    ASSERT_EQ(test::RunHelper({"copy-mapping", name, copy.string()}), 0);
+    const std::string seen = test::ReadFile(copy);
+    ASSERT_GE(seen.size(), 5000U);
+    EXPECT_EQ(seen.substr(0, 6), "first" + std::string(1, '\0'));
+    EXPECT_EQ(seen[4999], 'z');
+
+    ASSERT_EQ(mapping.Unmap(), 0);
+    ASSERT_EQ(mapping.Close(), 0);
+    EXPECT_NE(test::RunHelper({"copy-mapping", name, copy.string()}), 0);
+}
+
 TEST(SharedMapping, RefusesWhatCannotBe) {
     const std::string name = RegionName();
     SharedMapping mapping;
     EXPECT_NE(mapping.Create(name.c_str(), 0), 0);
-    EXPECT_NE(mapping.Create(name.c_str(), std::uint64_t{1} << 60), 0);
+    const int tooLarge = mapping.Create(name.c_str(), std::uint64_t{1} << 60);
+    EXPECT_NE(tooLarge, 0);
+    EXPECT_NE(tooLarge, SharedMapping::kNameInUse);
     EXPECT_NE(mapping.Create("", 100), 0);
     EXPECT_NE(mapping.Create(nullptr, 100), 0);
     EXPECT_NE(mapping.Create(std::string(SharedMapping::kMaxName, 'x').c_str(), 100), 0);

@@ -45,15 +45,14 @@ int CopyMapping(const std::string& name, const std::string& file) {
     return kDone;
 }
 
-// Leaves a region behind and writes its name to a file.
-int LeaveRegion(const std::string& file) {
-    const std::string name = "{1-0-" + std::to_string(platform::CurrentProcessId()) + "-" +
-                             platform::NewGuidText() + "-0}";
+// Leaves an object behind, named "left." and its process id, and writes the id to a file.
+int LeaveObject(const std::string& file) {
+    const std::string process = std::to_string(platform::CurrentProcessId());
     SharedMapping mapping;
-    if (mapping.Create(name.c_str(), 1000) != 0) {
+    if (mapping.Create(("left." + process).c_str(), 1000) != 0) {
         return kFailed;
     }
-    std::ofstream(file) << name;
+    std::ofstream(file) << process;
     std::_Exit(kDone);
 }
 
@@ -67,8 +66,8 @@ int main(int count, char** values) {
     if (arguments.size() == 3 && arguments[0] == "copy-mapping") {
         return CopyMapping(arguments[1], arguments[2]);
     }
-    if (arguments.size() == 2 && arguments[0] == "leave-region") {
-        return LeaveRegion(arguments[1]);
+    if (arguments.size() == 2 && arguments[0] == "leave-object") {
+        return LeaveObject(arguments[1]);
     }
     return kFailed;
 }

@@ -27,7 +27,7 @@ using testing::Pair;
 using Texts = std::vector<std::pair<std::string, std::string>>;
 
 // Saves through the base and adds what the test wants beside it; a load only notes what came.
-class FakeModule : public CAbstractUserModule {
+class FakeModule final : public UserModule<FakeModule> {
   public:
     explicit FakeModule(void* handle) { m_hModule = handle; }
 
@@ -235,7 +235,7 @@ TEST_F(ModuleFrameTest, PresentConfigurationIsTheFileOverlaidByWhatTheHostSet) {
     EXPECT_EQ(SetValue(module, "New", "3"), 0U);
     EXPECT_EQ(SetValue(module, "A", "4"), 0U);
     const auto list = std::make_unique<ModuleParamList>();
-    EXPECT_EQ(module.GetCurrentConfig(list.get()), 0U);
+    EXPECT_EQ(CQ_M_GetCurrentConfigByFile(m_handle, kModuleConfigFile, list.get(), 0), 0U);
     EXPECT_THAT(TextsOf(*list), ElementsAre(Pair("A", "4"), Pair("B", "2"), Pair("New", "3")));
 }
 

@@ -40,19 +40,6 @@ bool FitsRecord(gint pixels) {
 
 }  // namespace
 
-std::uint64_t FramesBetween(std::uint64_t last, std::uint64_t next) {
-    // GigE Vision's 16-bit numbers pass over 0: no frame has it.
-    constexpr std::uint64_t kNumbers = 65535;
-    if (last == 0) {
-        return 0;
-    }
-    if (next > last) {
-        return next - last - 1;
-    }
-    const bool wrapped = last <= kNumbers && last - next > kNumbers / 2;
-    return wrapped ? next + kNumbers - last - 1 : 0;
-}
-
 StreamCounters& StreamCounters::operator+=(const StreamCounters& other) {
     receivedBytes += other.receivedBytes;
     receivedFrames += other.receivedFrames;
@@ -120,9 +107,7 @@ void FrameStream::Take(ArvBuffer* buffer) {
         return;
     }
     // Counted here because Aravis counts a frame that found no buffer once for each packet.
-    const std::uint64_t number = arv_buffer_get_frame_id(buffer);
-    m_lost += FramesBetween(m_lastNumber, number);
-    m_lastNumber = number;
+    m_lost += static_cast<std::uint64_t>(CountUnseen(m_numbers, arv_buffer_get_frame_id(buffer)));
     ++(whole && Deliver(buffer) ? m_received : m_lost);
 }
 

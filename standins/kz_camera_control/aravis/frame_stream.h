@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "camera/sdk/kz_camera_control.h"
+#include "standins/kz_camera_control/aravis/frame_numbers.h"
 #include "standins/kz_camera_control/aravis/glib_ptr.h"
 
 namespace kz {
@@ -24,9 +25,6 @@ struct StreamCounters {
 
     StreamCounters& operator+=(const StreamCounters& other);
 };
-
-// How many frames went by unseen from one frame number to the next.
-[[nodiscard]] std::uint64_t FramesBetween(std::uint64_t last, std::uint64_t next);
 
 // Takes frames off an Aravis stream on a thread of its own and hands over the complete ones. A
 // frame that is not whole is counted and never shown.
@@ -61,8 +59,8 @@ class FrameStream {
     std::atomic<bool> m_stop{false};
     std::atomic<std::uint64_t> m_received{0};
     std::atomic<std::uint64_t> m_lost{0};
-    std::uint64_t m_lastNumber = 0;  // of the thread; 0: none yet
-    std::thread m_thread;            // last: it uses the members above
+    FrameNumbers m_numbers;  // of the thread
+    std::thread m_thread;    // last: it uses the members above
 };
 
 }  // namespace kz

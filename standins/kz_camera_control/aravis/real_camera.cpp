@@ -9,6 +9,8 @@
 
 #include "standins/kz_camera_control/aravis/feature_listing.h"
 #include "standins/kz_camera_control/aravis/remains.h"
+#include "standins/kz_camera_control/aravis/spare_thread.h"
+#include "standins/kz_camera_control/aravis/stream_socket.h"
 
 namespace kz {
 namespace {
@@ -72,20 +74,16 @@ Code RealCamera::CreateStream(GObjectPtr<ArvStream>& stream, std::size_t& frameS
     if (payload <= 0) {
         return KZ_CC_E_NO_DATA;
     }
-    frameSize = static_cast<std::size_t>(payload);
-    if (IsGigE()) {
-        // Aravis's packet socket, which it takes where the user may, hears every packet of the
-        // machine until its filter stands: frames of other cameras, whose numbers then make it
-        // throw away this one's as late.
-        arv_gv_device_set_stream_options(ARV_GV_DEVICE(m_device.get()),
-                                         ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
+    if (!ThreadCanBeStarted()) {
+        return KZ_CC_E_RESOURCE;
     }
-    stream.reset(arv_device_create_stream(m_device.get(), &AtStreamThread, nullptr, error.Out()));
+    frameSize = static_cast<std::size_t>(payload);
+    stream = IsGigE() ? CreateGigEStream(ARV_GV_DEVICE(m_device.get()), &AtStreamThread, frameSize,
+                                         error)
+                      : GObjectPtr<ArvStream>(arv_device_create_stream(
+                            m_device.get(), &AtStreamThread, nullptr, error.Out()));
     if (!stream) {
         return error ? CodeOf(error) : KZ_CC_E_RESOURCE;
-    }
-    if (ARV_IS_GV_STREAM(stream.get())) {
-        g_object_set(stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
     }
     return KZ_CC_OK;
 }

@@ -10,6 +10,7 @@
 #include "standins/kz_camera_control/aravis/feature_listing.h"
 #include "standins/kz_camera_control/aravis/gvcp_inquiry.h"
 #include "standins/kz_camera_control/aravis/real_camera.h"
+#include "standins/kz_camera_control/aravis/spare_thread.h"
 
 namespace kz {
 namespace {
@@ -134,6 +135,9 @@ bool RealCameraSource::Knows(const CameraDeviceInfo& record) {
 
 Code RealCameraSource::Open(const CameraDeviceInfo& record, std::uint32_t /*accessMode*/,
                             DeviceSink sink, std::unique_ptr<Device>& device) {
+    if (!ThreadCanBeStarted()) {
+        return KZ_CC_E_RESOURCE;
+    }
     GObjectPtr<ArvDevice> opened;
     const Code code = record.transportType == KZ_TRANSPORT_USB3 ? OpenUsb3(record, opened)
                                                                 : OpenGigE(record, opened);

@@ -445,11 +445,11 @@ void SimulatedCamera::HandOver(Session session, const DeviceSink& sink, const st
                                FrameOutInfo& info) {
     bool announced = false;
     const Code code = InSession(session, [&]() -> Code {
+        announced =
+            m_description.events && m_features.Get<EnumFeature>("EventNotification").value != 0;
         info.frameLength -= std::min(info.frameLength, m_faults.ShortBy());
         m_statistics.bytes += info.frameLength;
         ++m_statistics.frames;
-        announced =
-            m_description.events && m_features.Get<EnumFeature>("EventNotification").value != 0;
         return KZ_CC_OK;
     });
     if (code != KZ_CC_OK) {

@@ -1,6 +1,7 @@
 #include "standins/kz_camera_control/simulated/stream.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace kz {
@@ -101,6 +102,16 @@ void SimulatedStream::Run() {
 void SimulatedStream::HandOver(std::unique_lock<std::mutex>& lock) {
     const std::uint32_t number = ++m_frameNumber;
     lock.unlock();
+    try {
+        Send(number);
+    } catch (const std::bad_alloc&) {
+        // As with a camera whose frame found no buffer.
+        m_outlet.lost(1);
+    }
+    lock.lock();
+}
+
+void SimulatedStream::Send(std::uint32_t number) {
     const auto pixels = m_picture.Render(number);
     const auto deviceTime = static_cast<std::uint64_t>(
         std::chrono::nanoseconds(Clock::now().time_since_epoch()).count());
@@ -116,7 +127,6 @@ void SimulatedStream::HandOver(std::unique_lock<std::mutex>& lock) {
     info.hostTimestamp = hostTime.count();
     info.frameLength = static_cast<std::uint32_t>(pixels.size());
     m_outlet.frame(pixels.data(), info);
-    lock.lock();
 }
 
 void SimulatedStream::HandOverForeign(std::unique_lock<std::mutex>& lock) {

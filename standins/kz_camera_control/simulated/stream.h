@@ -70,6 +70,7 @@ class SimulatedStream {
     void HandOver(std::unique_lock<std::mutex>& lock);
     void HandOverForeign(std::unique_lock<std::mutex>& lock);
     void CountLost(std::unique_lock<std::mutex>& lock);
+    void Send(std::uint32_t number);  // without the lock
 
     const Picture m_format;
     const Outlet m_outlet;

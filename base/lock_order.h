@@ -1,0 +1,68 @@
+// The order in which the locks of one module are taken, and the check of it: in builds with
+// CAMERA_MODULE_CHECK_LOCK_ORDER a thread that waits for a lock against the order ends the process
+// with the names of both locks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace cam {
+
+// Whoever holds a lock waits only for locks of a later rank. The connection lock comes early
+// because an open replays saved parameters, and because the host may call back in from its notices;
+// only GetImage is then tried instead of waited for. Leaf locks are taken last and alone.
+enum class LockRank : std::uint8_t {
+    GetImage,
+    Connection,
+    Parameter,
+    NodeInfo,
+    ImageList,
+    Camera,
+    Leaf,
+};
+
+namespace lock_order {
+
+inline constexpr bool kChecked = CAMERA_MODULE_CHECK_LOCK_ORDER != 0;
+
+struct HeldLock {
+    const void* lock;
+    LockRank rank;
+    const char* name;
+};
+
+void CheckWait(const HeldLock& wanted);
+void Push(const HeldLock& taken);
+void Pop(const void* lock);
+
+inline void BeforeWait([[maybe_unused]] const HeldLock& wanted) {
+    if constexpr (kChecked) {
+        CheckWait(wanted);
+    }
+}
+inline void Taken([[maybe_unused]] const HeldLock& taken) {
+    if constexpr (kChecked) {
+        Push(taken);
+    }
+}
+inline void Released([[maybe_unused]] const void* lock) {
+    if constexpr (kChecked) {
+        Pop(lock);
+    }
+}
+
+// The object whose locks have one order among them. The locks of two modules have none: from inside
+// a notice of one module the host may call another.
+class Domain {
+  public:
+    Domain(const void* begin, std::size_t size);
+    ~Domain();
+    Domain(const Domain&) = delete;
+    Domain& operator=(const Domain&) = delete;
+
+  private:
+    const void* const m_begin;
+};
+
+}  // namespace lock_order
+}  // namespace cam

@@ -1,0 +1,79 @@
+// Texts in buffers of their own, and what is read from a text. Numbers are read the same whatever
+// locale the host has set.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "base/lock.h"
+
+namespace cam {
+
+// A NUL-ended text in a buffer of its own; what does not fit is cut.
+template <std::size_t Size>
+class FixedText {
+  public:
+    FixedText() = default;
+    explicit FixedText(std::string_view text) { Assign(text); }
+
+    void Assign(std::string_view text) {
+        const std::size_t length = std::min(text.size(), Size - 1);
+        std::memcpy(m_text, text.data(), length);
+        std::memset(m_text + length, 0, Size - length);
+    }
+
+    [[nodiscard]] const char* c_str() const { return m_text; }
+    [[nodiscard]] std::string_view view() const { return m_text; }
+    [[nodiscard]] bool empty() const { return m_text[0] == '\0'; }
+    [[nodiscard]] bool StartsWith(std::string_view prefix) const {
+        return view().starts_with(prefix);
+    }
+
+  private:
+    char m_text[Size] = {};
+};
+
+// A text that one thread sets while others read it; its lock is held for a copy only.
+template <std::size_t Size>
+class SharedText {
+  public:
+    [[nodiscard]] FixedText<Size> Get() const {
+        const LockGuard hold(m_lock);
+        return m_text;
+    }
+    void Set(std::string_view text) {
+        const LockGuard hold(m_lock);
+        m_text.Assign(text);
+    }
+
+  private:
+    mutable Lock m_lock{LockRank::Leaf, "text"};
+    FixedText<Size> m_text GUARDED_BY(m_lock);
+};
+
+// The text of a fixed field that its writer may have left without a terminator.
+template <std::size_t Size>
+[[nodiscard]] std::string_view FieldText(const char (&field)[Size]) {
+    return {field, static_cast<std::size_t>(std::find(field, field + Size, '\0') - field)};
+}
+
+inline constexpr std::string_view kBlanks = " \t\r\n\v\f";
+[[nodiscard]] std::string_view WithoutLeadingBlanks(std::string_view text);
+
+// Leading blanks and a sign, then digits; what follows them does not matter. A number beyond
+// signed 32 bits becomes the nearest one.
+[[nodiscard]] std::optional<std::int32_t> ParseInt(std::string_view text);
+// As ParseInt, for the 32 bits of a camera's feature: 0 to 4294967295, or a negative number, which
+// stands for the same bits and is how such a feature reads. Nothing for a number beyond either.
+[[nodiscard]] std::optional<std::uint32_t> ParseFeatureBits(std::string_view text);
+[[nodiscard]] std::optional<float> ParseFloat(std::string_view text);
+// False exactly when the first five characters are "False".
+[[nodiscard]] bool ParseBool(std::string_view text);
+
+[[nodiscard]] bool EqualsIgnoringCase(std::string_view left, std::string_view right);
+
+}  // namespace cam

@@ -1,0 +1,150 @@
+// Which camera the module has open: finding, choosing, opening and closing one.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+
+#include "base/lock.h"
+#include "base/module_events.h"
+#include "base/notices.h"
+#include "base/relaxed.h"
+#include "base/settings.h"
+#include "base/text.h"
+#include "camera/camera_identity.h"
+#include "camera/camera_set_up.h"
+#include "camera/device_tables.h"
+#include "camera/my_camera.h"
+#include "camera/set_up_gate.h"
+#include "camera/stop_gate.h"
+#include "module/framework/module_frame.h"
+#include "module/framework/status_codes.h"
+
+namespace cam {
+
+// At most one camera is open. Its opening, set-up and closing, and every enumeration, hold the
+// connection lock from end to end, and notices to the host go out under it. On a thread of the SDK
+// an operation answers kInvalid once a stop is announced; on that of a frame or an event those that
+// close or open are refused. Nothing is thrown but by EnumDevices and GetCameraList, when memory is
+// short.
+class CameraConnection {
+  public:
+    // `replay` writes the saved parameters of the camera that was just opened; `seekLost` begins
+    // the search for a camera that nobody reported lost. Both are called under the connection lock.
+    CameraConnection(CMyCamera& camera, StopGate& stopGate, SetUpGate& setUpGate,
+                     const Notices& notices, Settings& settings, ModuleEvents& events,
+                     const SdkCallbacks& callbacks, std::function<void()> replay,
+                     std::function<void()> seekLost);
+
+    // Looks for cameras. The result is the SDK's.
+    [[nodiscard]] Status EnumDevices();
+    // The choice list of "CameraName"; `length` receives its full length, `buffer` as much of it as
+    // `capacity` holds. An open camera that the list lacks is dropped and sought.
+    [[nodiscard]] Status GetCameraList(char* buffer, std::int32_t capacity, std::uint32_t* length);
+
+    // What is written to "CameraName": a serial number, a list value, or "0" for no camera.
+    [[nodiscard]] Status SetDeviceValue(std::string_view value);
+    // Retries the choice whose open failed, unless a camera is open by now.
+    [[nodiscard]] Status RetryPendingSelection();
+    [[nodiscard]] bool HasPendingSelection() const { return !m_pendingSelection.Get().empty(); }
+    // "ConnectIP": opens the camera at the address of the settings, or closes it.
+    [[nodiscard]] Status ConnectIP(bool open);
+    // "SerialNumber": another one closes the open camera.
+    [[nodiscard]] Status SetSerial(std::string_view serial);
+    // "UseGenTL": a change closes the open camera.
+    [[nodiscard]] Status UseGenTL(bool use);
+    // Reports the camera off-line if one was open.
+    void CloseCurCamera();
+
+    // One attempt of the reconnect thread, which reports its success. True when a camera is open.
+    [[nodiscard]] bool Reopen(const CameraText& serial);
+
+    // Of the camera that is open, or was open last.
+    [[nodiscard]] const CameraIdentity& Identity() const { return m_identity; }
+    [[nodiscard]] CameraText Serial() const { return m_identity.serial.Get(); }
+    // As far as a GigE Vision record holds the serial number, by which a lost camera is sought.
+    [[nodiscard]] CameraText SoughtSerial() const;
+    // Writes the I/O lines of the camera's kind.
+    void SetLines() { m_setUp.SetLines(); }
+
+    // The record of that serial number in the last enumeration. kInvalid: the thread gave way.
+    [[nodiscard]] Status FindDevice(std::string_view serial,
+                                    std::optional<CameraDeviceInfo>& found) const;
+
+    // Counts the cameras opened and closed on purpose, so that a loss notices that it was
+    // overtaken.
+    [[nodiscard]] std::uint32_t Choices() const { return m_choices.Get(); }
+    [[nodiscard]] bool ClosedByUser() const { return m_closedByUser.Get(); }
+
+    [[nodiscard]] bool UsesGenTL() const { return m_bGenTL.Get(); }
+    void ReplayGenTL(bool use) { m_bGenTL.Set(use); }
+    [[nodiscard]] auto GenTLPath() const { return m_szGenTLPath.Get(); }
+    void SetGenTLPath(std::string_view path) { m_szGenTLPath.Set(path); }
+
+    // The record that the host's solution keeps; transport type 0: none.
+    [[nodiscard]] CameraDeviceInfo SavedDevice() const EXCLUDES(m_savedDeviceLock);
+    void SetSavedDevice(const CameraDeviceInfo& record) EXCLUDES(m_savedDeviceLock);
+
+  private:
+    // The connection lock as every operation takes it.
+    class SCOPED_CAPABILITY Hold {
+      public:
+        explicit Hold(const CameraConnection& connection)
+            ACQUIRE(connection.m_connectionLock) NO_THREAD_SAFETY_ANALYSIS
+            : m_guard(connection.m_stopGate, connection.m_connectionLock) {
+            if (m_guard) {
+                m_held.emplace(connection.m_stopGate);
+            }
+        }
+        ~Hold() RELEASE() NO_THREAD_SAFETY_ANALYSIS {}
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+        [[nodiscard]] explicit operator bool() const { return static_cast<bool>(m_guard); }
+
+      private:
+        StopGate::Guard m_guard;
+        std::optional<StopGate::ConnectionHeld> m_held;
+    };
+
+    [[nodiscard]] Status ConnectDevice(const CameraDeviceInfo& record);
+    [[nodiscard]] Status ConnectCameraByIP();
+    [[nodiscard]] Status OpenSelected(std::string_view serial) REQUIRES(m_connectionLock);
+    [[nodiscard]] Status OpenRecord(const CameraDeviceInfo& record, const char* function)
+        REQUIRES(m_connectionLock);
+    [[nodiscard]] Status OpenGenTL(const GenTLDeviceInfo& record) REQUIRES(m_connectionLock);
+    void NoteOpened();
+    void CloseByChoice() REQUIRES(m_connectionLock);
+    void ReplaySavedParams() REQUIRES(m_connectionLock);
+
+    CMyCamera& m_camera;
+    StopGate& m_stopGate;
+    SetUpGate& m_setUpGate;
+    const Notices& m_notices;
+    Settings& m_settings;
+    ModuleEvents& m_events;
+    const std::function<void()> m_replay;
+    const std::function<void()> m_seekLost;
+
+    CameraIdentity m_identity;
+    CameraSetUp m_setUp;
+
+    mutable Lock m_connectionLock{LockRank::Connection, "connection"};
+    DeviceTables m_devices GUARDED_BY(m_connectionLock);
+    bool m_enumerating GUARDED_BY(m_connectionLock) = false;
+    bool m_replaying GUARDED_BY(m_connectionLock) = false;
+
+    // The choice whose open failed; GetImage tries it again.
+    SharedText<kFrameworkValueSize> m_pendingSelection;
+    Relaxed<bool> m_closedByUser{false};
+    Relaxed<std::uint32_t> m_choices{0};
+
+    Relaxed<bool> m_bGenTL{false};            // enumerate through GenTL producers
+    SharedText<kPathTextSize> m_szGenTLPath;  // where they are; UTF-8
+
+    mutable Lock m_savedDeviceLock{LockRank::Leaf, "saved device"};
+    CameraDeviceInfo m_savedDevice GUARDED_BY(m_savedDeviceLock){};
+};
+
+}  // namespace cam

@@ -1,0 +1,43 @@
+// Keeps the open camera streaming.
+#pragma once
+
+#include "base/module_events.h"
+#include "base/notices.h"
+#include "base/worker_thread.h"
+#include "camera/my_camera.h"
+#include "camera/reconnection.h"
+
+namespace cam {
+
+// Its thread restarts a camera within 200 ms of any stop that leaves it open, and looks after what
+// was left over from a loss. Nothing is started while a camera is being set up or a feature is
+// written for which the stream must rest (CMyCamera::Configuration).
+class GrabKeeper {
+  public:
+    GrabKeeper(CMyCamera& camera, Reconnection& reconnection, const Notices& notices,
+               ModuleEvents& events)
+        : m_camera(camera),
+          m_reconnection(reconnection),
+          m_notices(notices),
+          m_events(events),
+          m_thGrabbing([this] { KeepGrabbing(); }) {}
+
+    [[nodiscard]] bool Start() { return m_thGrabbing.Start(); }
+    void RequestStop() { m_thGrabbing.RequestStop(); }
+    // True when the thread ran.
+    bool Stop() { return m_thGrabbing.Stop(); }
+
+  private:
+    void KeepGrabbing();
+    void SeekIfLost(std::uint32_t openId);
+
+    CMyCamera& m_camera;
+    Reconnection& m_reconnection;
+    const Notices& m_notices;
+    ModuleEvents& m_events;
+    std::uint32_t m_lostOpen = 0;  // the opening that was found lost in the round before
+
+    WorkerThread m_thGrabbing;
+};
+
+}  // namespace cam

@@ -1,0 +1,54 @@
+#include "camera/set_up_gate.h"
+
+#include <chrono>
+
+namespace cam {
+
+namespace {
+
+// A set-up takes as long as its calls of the SDK and the host's answers to its notices. The bound
+// is for a host that answers a notice only when a feature call of another thread has returned.
+constexpr std::chrono::seconds kSetUpWait{10};
+
+}  // namespace
+
+void SetUpGate::Enter() {
+    const LockGuard hold(m_lock);
+    while (OtherSetsUp()) {
+        m_changed.wait(m_lock);
+    }
+    m_thread = std::this_thread::get_id();
+    if (m_depth++ == 0) {
+        while (m_calls > 0) {
+            m_changed.wait(m_lock);
+        }
+    }
+    m_count.Set(m_count.Get() + 1);
+}
+
+void SetUpGate::Leave() {
+    const LockGuard hold(m_lock);
+    --m_depth;
+    m_changed.notify_all();
+}
+
+bool SetUpGate::EnterCall() {
+    const LockGuard hold(m_lock);
+    const auto deadline = std::chrono::steady_clock::now() + kSetUpWait;
+    while (OtherSetsUp()) {
+        if (m_stopGate.InCallback() ||
+            m_changed.wait_until(m_lock, deadline) == std::cv_status::timeout) {
+            return false;
+        }
+    }
+    ++m_calls;
+    return true;
+}
+
+void SetUpGate::LeaveCall() {
+    const LockGuard hold(m_lock);
+    --m_calls;
+    m_changed.notify_all();
+}
+
+}  // namespace cam

@@ -1,0 +1,121 @@
+// Who stops the camera, and which threads are the SDK's.
+//
+// The SDK's stop, close and destroy calls wait for its callbacks in progress, and the callbacks
+// want the module's locks: for pixel conversion, and for whatever the host asks from inside a
+// notice. Every such call therefore announces itself, and a thread of the SDK does not wait behind
+// an announced one: it gives way.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <thread>
+
+#include "base/lock.h"
+#include "base/relaxed.h"
+
+namespace cam {
+
+class StopGate {
+  public:
+    StopGate() = default;
+    StopGate(const StopGate&) = delete;
+    StopGate& operator=(const StopGate&) = delete;
+
+    // Announces a stop, close or destroy call of the SDK for as long as it lives.
+    class Stop {
+      public:
+        explicit Stop(StopGate& gate) : m_gate(gate) { ++m_gate.m_stops; }
+        ~Stop() { --m_gate.m_stops; }
+        Stop(const Stop&) = delete;
+        Stop& operator=(const Stop&) = delete;
+
+      private:
+        StopGate& m_gate;
+    };
+    [[nodiscard]] bool StopUnderWay() const { return m_stops.load() > 0; }
+
+    // What a callback of the SDK was called for.
+    enum class Source : std::uint8_t { Frame, Event, Exception };
+
+    // The stay of one thread of the SDK in the module.
+    class Callback {
+      public:
+        Callback(StopGate& gate, Source source);
+        ~Callback() { m_place->thread.store({}); }
+        Callback(const Callback&) = delete;
+        Callback& operator=(const Callback&) = delete;
+
+      private:
+        friend class StopGate;
+        struct Place {
+            std::atomic<std::thread::id> thread{};
+            std::atomic<Source> source{};  // read by this thread only
+        };
+        Place* m_place = nullptr;
+    };
+    [[nodiscard]] bool InCallback() const { return PlaceOfThisThread() != nullptr; }
+
+    // False on a thread that the SDK's stop would wait for: that of a frame or an event. Then it is
+    // logged in the name of `function`, and nothing may be stopped, closed or opened. The thread of
+    // an exception may, as the SDK lets a lost camera's handle go from there.
+    [[nodiscard]] bool MayStop() const;
+    [[nodiscard]] bool MayStop(std::int32_t moduleId, const char* function) const;
+
+    // Takes a lock whose holder may stop the camera. On a thread of the SDK it is given up (false)
+    // once a stop is announced; every other thread waits for the lock.
+    [[nodiscard]] bool Acquire(Lock& lock) const TRY_ACQUIRE(true, lock);
+    class SCOPED_CAPABILITY Guard {
+      public:
+        Guard(const StopGate& gate, Lock& lock) ACQUIRE(lock) NO_THREAD_SAFETY_ANALYSIS
+            : m_lock(lock),
+              m_held(gate.Acquire(lock)) {}
+        ~Guard() RELEASE() NO_THREAD_SAFETY_ANALYSIS {
+            if (m_held) {
+                m_lock.unlock();
+            }
+        }
+        Guard(const Guard&) = delete;
+        Guard& operator=(const Guard&) = delete;
+
+        [[nodiscard]] explicit operator bool() const { return m_held; }
+
+      private:
+        Lock& m_lock;
+        const bool m_held;
+    };
+
+    // Notes for as long as it lives that this thread holds the connection lock.
+    class ConnectionHeld {
+      public:
+        explicit ConnectionHeld(StopGate& gate)
+            : m_gate(gate), m_before(gate.m_connectionHolder.Get()) {
+            m_gate.m_connectionHolder.Set(std::this_thread::get_id());
+        }
+        ~ConnectionHeld() { m_gate.m_connectionHolder.Set(m_before); }
+        ConnectionHeld(const ConnectionHeld&) = delete;
+        ConnectionHeld& operator=(const ConnectionHeld&) = delete;
+
+      private:
+        StopGate& m_gate;
+        const std::thread::id m_before;
+    };
+    [[nodiscard]] bool HoldsConnection() const {
+        return m_connectionHolder.Get() == std::this_thread::get_id();
+    }
+
+    // True on a thread that other threads of the module may be waiting for: it must not wait for
+    // their end.
+    [[nodiscard]] bool OthersMayWait() const { return HoldsConnection() || InCallback(); }
+
+  private:
+    // Of one camera at most three callbacks run at once, and a lost one's may overlap the next.
+    static constexpr std::size_t kMostCallbacks = 8;
+
+    [[nodiscard]] const Callback::Place* PlaceOfThisThread() const;
+    std::atomic<int> m_stops{0};
+    std::array<Callback::Place, kMostCallbacks> m_callbacks;
+    Relaxed<std::thread::id> m_connectionHolder{{}};
+};
+
+}  // namespace cam

@@ -1,0 +1,126 @@
+// The frames that wait for the host and the memory they lie in.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <thread>
+
+#include "base/lock.h"
+#include "base/notices.h"
+#include "imaging/buf_manager.h"
+#include "imaging/buffer_node.h"
+#include "imaging/image_queue.h"
+#include "imaging/node_pool.h"
+#include "module/framework/status_codes.h"
+#include "platform/event.h"
+
+namespace cam {
+
+// A node is at any time in one place: free, under way (FrameUnderWay), waiting, or in the host's
+// hands. The one lock is held to look, to publish and to pop, never while pixels move or a region
+// is made. Every thread may call every operation; those of a FrameUnderWay belong to the one thread
+// that takes a frame in. Nothing is thrown.
+class FrameStore {
+  public:
+    // `imageArrived` is set for each frame that is queued.
+    FrameStore(const Notices& notices, platform::Event& imageArrived);
+
+    class FrameUnderWay;
+
+    // The oldest frame, which then is the caller's.
+    [[nodiscard]] std::optional<BufferNode> Pop() EXCLUDES(m_lock);
+    // A hint for those who only look whether anything waits.
+    [[nodiscard]] bool Empty() const { return m_waiting.load(std::memory_order_acquire) == 0; }
+    // Set for each frame that is queued, for the thread that offers frames to procedures.
+    [[nodiscard]] platform::Event& Queued() { return m_queued; }
+
+    // Drops the frames that wait, and the one under way when it is published. They are counted in
+    // one log line.
+    void Clear() EXCLUDES(m_lock);
+
+    // Takes a node back; always 0. The record may come from the host: one that names other memory
+    // or another frame than a node that is out is logged and ignored, so that no frame is ever
+    // written into memory that is not its own.
+    Status FreeBuf(const BufferNode& record) EXCLUDES(m_lock);
+
+    // The scan of the frames that no procedure has taken. The sequence number that the next frame
+    // will get; the oldest such frame at or behind `from`; and the note that a procedure took it,
+    // which does nothing when the frame has left the queue meanwhile.
+    [[nodiscard]] std::uint64_t End() const EXCLUDES(m_lock);
+    [[nodiscard]] std::optional<ImageQueue::Offer> NextUndispatched(std::uint64_t from) const
+        EXCLUDES(m_lock);
+    void MarkHandedOver(std::uint64_t sequence) EXCLUDES(m_lock);
+
+  private:
+    void NoteCounts() REQUIRES(m_lock);
+
+    // Held by the one frame that is taken in; the regions belong to it.
+    class CAPABILITY("role") IntakeRole {
+      public:
+        [[nodiscard]] bool TryEnter() { return !m_taken.exchange(true); }
+        void Leave() { m_taken.store(false); }
+        void Assert() const ASSERT_CAPABILITY(this) {}
+
+      private:
+        std::atomic<bool> m_taken{false};
+    };
+
+    const Notices& m_notices;
+    platform::Event& m_imageArrived;
+    platform::Event m_queued;
+
+    IntakeRole m_intake;
+    CBufManager m_bufManager GUARDED_BY(m_intake);
+
+    mutable Lock m_lock{LockRank::ImageList, "image-list"};
+    ImageQueue m_imageQueue GUARDED_BY(m_lock);
+    NodePool m_nodes GUARDED_BY(m_lock);
+    std::uint64_t m_clears GUARDED_BY(m_lock) = 0;  // tells a frame under way of a clear
+    // How many wait and how many nodes are free, for those who only look.
+    std::atomic<std::size_t> m_waiting{0};
+    std::atomic<std::size_t> m_free{0};
+};
+
+// One frame from the look whether it may wait to its place in the queue. A node that was taken or
+// made for it and is not published stays out: what the SDK may still write to is not used again.
+class FrameStore::FrameUnderWay {
+  public:
+    explicit FrameUnderWay(FrameStore& store);
+    ~FrameUnderWay();
+    FrameUnderWay(const FrameUnderWay&) = delete;
+    FrameUnderWay& operator=(const FrameUnderWay&) = delete;
+
+    // False: another frame is under way, which no SDK should do; nothing else may be called.
+    [[nodiscard]] bool Alone() const { return m_alone; }
+    // Whether fewer than `limit` frames wait.
+    [[nodiscard]] bool HasRoom(std::int32_t limit);
+
+    // A hint: TakeFreeNode may still find none.
+    [[nodiscard]] std::size_t GetFreeNodeCount() const {
+        return m_store.m_free.load(std::memory_order_relaxed);
+    }
+    [[nodiscard]] std::optional<BufferNode> TakeFreeNode(std::uint64_t size, NodePool::Fit fit);
+    // Gives `node` a region of exactly `size` bytes. kInvalid: no size, and the node is untouched;
+    // kNoBufferNode: no region could be had, and the node has no memory.
+    [[nodiscard]] Status AddOneNode(std::uint32_t size, BufferNode& node);
+    // Gives up the node's region for one of `newSize` bytes, under the same name where that is
+    // free. Anything but 0: the node is not to be used any more.
+    [[nodiscard]] Status RellocNode(std::uint32_t newSize, BufferNode& node);
+
+    // Queues the frame and sets both events. False: a clear came while it was filled; its node is
+    // free again.
+    [[nodiscard]] bool Publish(const BufferNode& node);
+
+  private:
+    [[nodiscard]] std::uint32_t ModuleId() const {
+        return static_cast<std::uint32_t>(m_store.m_notices.ModuleId());
+    }
+
+    FrameStore& m_store;
+    const bool m_alone;
+    std::uint64_t m_clears = 0;
+};
+
+}  // namespace cam

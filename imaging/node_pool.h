@@ -1,0 +1,65 @@
+// Which buffer nodes exist, and which of them are free.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "imaging/buffer_node.h"
+
+namespace cam {
+
+// The last node returned, whose memory is warm, is the first to be used again for a frame of its
+// size. Not synchronised.
+class NodePool {
+  public:
+    [[nodiscard]] std::size_t FreeCount() const { return m_free.size(); }
+
+    enum class Fit { AtLeast, Exactly };
+
+    // The last node returned whose capacity fits `size`; where none fits, the last returned one.
+    // Nothing but its memory is set.
+    [[nodiscard]] std::optional<BufferNode> Take(std::uint64_t size, Fit fit);
+
+    // Makes room for one more node, so that neither Issue nor Return allocates. May throw.
+    void ReserveOneMore();
+    // Notes a node whose region was just made.
+    void Issue(const BufferNode& node);
+    // Notes which frame the node holds from now on.
+    void SetFrame(const BufferNode& node);
+
+    // Takes a node back. The record may come from the host: false, and nothing is done, for one
+    // that names other memory or another frame than a node that is out.
+    [[nodiscard]] bool Return(const BufferNode& record);
+    // Whether Return would take the record. Only then does its `sharedName` point to a text.
+    [[nodiscard]] bool IsOut(const BufferNode& record) const;
+
+    // Drops the nodes of which `isGone(data, sharedName)` says that their region is gone.
+    template <typename Predicate>
+    void Forget(Predicate isGone) {
+        std::erase_if(m_issued,
+                      [&](const Issued& issued) { return isGone(issued.data, issued.sharedName); });
+        std::erase_if(m_free,
+                      [&](const BufferNode& node) { return isGone(node.data, node.sharedName); });
+    }
+
+  private:
+    // A node that was made with an open region.
+    struct Issued {
+        const std::uint8_t* data;
+        std::uint32_t capacity;
+        std::uint32_t frameNumber;
+        const char* sharedName;
+        bool isFree;
+    };
+
+    // The record's node, whatever frame it holds; null for one that is no node of this pool.
+    [[nodiscard]] Issued* Find(const BufferNode& record);
+    [[nodiscard]] const Issued* Find(const BufferNode& record) const;
+
+    std::vector<BufferNode> m_free;  // the last returned at the back
+    std::vector<Issued> m_issued;    // ascending by `data`
+};
+
+}  // namespace cam

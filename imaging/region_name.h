@@ -1,0 +1,28 @@
+// The names of shared-memory regions: "{module-key-process-guid-index}", cut to 62 characters. The
+// GUID text brings its own braces.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace cam {
+
+[[nodiscard]] std::string RegionName(std::int32_t moduleId, std::int32_t key,
+                                     std::int32_t processId, const char* guid, std::int32_t index);
+
+struct RegionOwner {
+    std::int32_t moduleId;
+    std::int32_t key;
+    bool operator==(const RegionOwner&) const = default;
+};
+// The two numbers that a region name begins with; whatever follows them does not matter.
+[[nodiscard]] std::optional<RegionOwner> ParseRegionName(std::string_view name);
+
+// The process in a region name that is whole and of exactly the form above; nothing for any other
+// name. For those who remove what a process has left: a stranger's object must not be taken for a
+// region.
+[[nodiscard]] std::optional<std::uint32_t> ProcessOfRegion(std::string_view name);
+
+}  // namespace cam

@@ -1,0 +1,12 @@
+// The decoders behind DecodePicture, one a library.
+#pragma once
+
+#include "pictures/picture.h"
+
+namespace platform {
+
+[[nodiscard]] DecodedImage DecodeTiff(const PictureFile& file);
+[[nodiscard]] DecodedImage DecodeBmpOrPng(const PictureFile& file);
+[[nodiscard]] DecodedImage DecodeJpeg(const PictureFile& file);
+
+}  // namespace platform

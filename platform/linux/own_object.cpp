@@ -1,0 +1,50 @@
+#include "platform/linux/own_object.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace platform {
+namespace {
+
+constexpr mode_t kThisUserOnly = 0600;
+
+bool IsOwnFile(const struct stat& status) {
+    return S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+}  // namespace
+
+int OpenOwnObject(const char* path) noexcept {
+    // shm_open adds O_NOFOLLOW itself. Without O_NONBLOCK a FIFO would wait for its other end.
+    const int object = shm_open(path, O_RDONLY | O_NONBLOCK, 0);
+    if (object == kNoObject) {
+        return kNoObject;
+    }
+    struct stat status {};
+    if (fstat(object, &status) == 0 && IsOwnFile(status)) {
+        return object;
+    }
+    close(object);
+    errno = EPERM;
+    return kNoObject;
+}
+
+int CreateOwnObject(const char* path) noexcept {
+    return shm_open(path, O_RDWR | O_CREAT | O_EXCL, kThisUserOnly);
+}
+
+bool RemoveOwnObject(const char* path) noexcept {
+    // Opened rather than asked by its name, for which shm_open's folder would have to be known.
+    const int object = OpenOwnObject(path);
+    if (object == kNoObject) {
+        return false;
+    }
+    close(object);
+    return shm_unlink(path) == 0;
+}
+
+}  // namespace platform

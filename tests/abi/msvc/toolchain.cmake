@@ -1,0 +1,11 @@
+# clang and lld for MSVC's interface, without the headers and libraries of its maker.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_CXX_COMPILER_TARGET x86_64-pc-windows-msvc)
+set(CMAKE_RC_COMPILER llvm-rc)
+set(CMAKE_MT llvm-mt)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+set(CMAKE_MSVC_RUNTIME_LIBRARY "")
+set(CMAKE_CXX_STANDARD_LIBRARIES "")
+set(CMAKE_BUILD_TYPE Release CACHE STRING "")
