@@ -1,16 +1,39 @@
 #include "camera/callback_gate.h"
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <mutex>
-#include <type_traits>
+
+#include "platform/address_wait.h"
 
 namespace cam {
 
 namespace {
 
-// Without a constructor or destructor that runs, so that a callback finds it in order even while
-// the process ends.
-constinit std::mutex gatesLock;
-static_assert(std::is_trivially_destructible_v<std::mutex>);
+// Held for a walk along a short list. Unlike std::mutex it needs neither constructor nor destructor
+// on any system, so a callback during the process's end finds it in order.
+class StaticLock {
+  public:
+    void lock() {
+        while (m_taken.exchange(kTaken) == kTaken) {
+            platform::SleepWhileEqual(m_taken, kTaken, kLook);
+        }
+    }
+    void unlock() {
+        m_taken = 0;
+        platform::WakeAllOn(m_taken);
+    }
+
+  private:
+    static constexpr std::uint32_t kTaken = 1;
+    // The wake-up ends the wait; this bounds one look.
+    static constexpr std::chrono::milliseconds kLook{100};
+
+    std::atomic<std::uint32_t> m_taken{0};
+};
+
+constinit StaticLock gatesLock;
 constinit CallbackGate* firstOpen = nullptr;  // under gatesLock
 
 // Takes `item` out of the list that begins at `link`; nothing happens when it is not in it.

@@ -49,7 +49,7 @@ class CallbackGate {
     const void* m_module = nullptr;  // null: closed
     CallbackGate* m_nextOpen = nullptr;
     Entry* m_inside = nullptr;
-    std::condition_variable m_left;
+    std::condition_variable_any m_left;
 };
 
 }  // namespace cam

@@ -38,28 +38,27 @@ class CameraConnection {
                      std::function<void()> seekLost);
 
     // Looks for cameras. The result is the SDK's.
-    [[nodiscard]] Status EnumDevices() EXCLUDES(m_connectionLock);
+    [[nodiscard]] Status EnumDevices();
     // The choice list of "CameraName"; `length` receives its full length, `buffer` as much of it as
     // `capacity` holds. An open camera that the list lacks is dropped and sought.
-    [[nodiscard]] Status GetCameraList(char* buffer, std::int32_t capacity, std::uint32_t* length)
-        EXCLUDES(m_connectionLock);
+    [[nodiscard]] Status GetCameraList(char* buffer, std::int32_t capacity, std::uint32_t* length);
 
     // What is written to "CameraName": a serial number, a list value, or "0" for no camera.
-    [[nodiscard]] Status SetDeviceValue(std::string_view value) EXCLUDES(m_connectionLock);
+    [[nodiscard]] Status SetDeviceValue(std::string_view value);
     // Retries the choice whose open failed, unless a camera is open by now.
-    [[nodiscard]] Status RetryPendingSelection() EXCLUDES(m_connectionLock);
+    [[nodiscard]] Status RetryPendingSelection();
     [[nodiscard]] bool HasPendingSelection() const { return !m_pendingSelection.Get().empty(); }
     // "ConnectIP": opens the camera at the address of the settings, or closes it.
-    [[nodiscard]] Status ConnectIP(bool open) EXCLUDES(m_connectionLock);
+    [[nodiscard]] Status ConnectIP(bool open);
     // "SerialNumber": another one closes the open camera.
-    [[nodiscard]] Status SetSerial(std::string_view serial) EXCLUDES(m_connectionLock);
+    [[nodiscard]] Status SetSerial(std::string_view serial);
     // "UseGenTL": a change closes the open camera.
-    [[nodiscard]] Status UseGenTL(bool use) EXCLUDES(m_connectionLock);
+    [[nodiscard]] Status UseGenTL(bool use);
     // Reports the camera off-line if one was open.
-    void CloseCurCamera() EXCLUDES(m_connectionLock);
+    void CloseCurCamera();
 
     // One attempt of the reconnect thread, which reports its success. True when a camera is open.
-    [[nodiscard]] bool Reopen(const CameraText& serial) EXCLUDES(m_connectionLock);
+    [[nodiscard]] bool Reopen(const CameraText& serial);
 
     // Of the camera that is open, or was open last.
     [[nodiscard]] const CameraIdentity& Identity() const { return m_identity; }
@@ -71,8 +70,7 @@ class CameraConnection {
 
     // The record of that serial number in the last enumeration. kInvalid: the thread gave way.
     [[nodiscard]] Status FindDevice(std::string_view serial,
-                                    std::optional<CameraDeviceInfo>& found) const
-        EXCLUDES(m_connectionLock);
+                                    std::optional<CameraDeviceInfo>& found) const;
 
     // Counts the cameras opened and closed on purpose, so that a loss notices that it was
     // overtaken.

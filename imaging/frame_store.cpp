@@ -124,14 +124,14 @@ Status FrameStore::FrameUnderWay::AddOneNode(std::uint32_t size, BufferNode& nod
         const LockGuard hold(m_store.m_lock);
         m_store.m_nodes.ReserveOneMore();
     }
-    CBufManager& regions = m_store.m_bufManager;
-    const Status status = regions.AddOneNode(ModuleId(), size, node);
+    const Status status = m_store.m_bufManager.AddOneNode(ModuleId(), size, node);
     const LockGuard hold(m_store.m_lock);
     if (status == kOk) {
         m_store.m_nodes.Issue(node);
     } else if (status == kNoBufferNode) {
-        m_store.m_nodes.Forget([&regions](const std::uint8_t* data, const char* name) {
-            return !regions.IsOpenRegion(data, name);
+        m_store.m_nodes.Forget([this](const std::uint8_t* data, const char* name) {
+            m_store.m_intake.Assert();
+            return !m_store.m_bufManager.IsOpenRegion(data, name);
         });
         m_store.NoteCounts();
     }
@@ -142,7 +142,8 @@ Status FrameStore::FrameUnderWay::AddOneNode(std::uint32_t size, BufferNode& nod
 
 Status FrameStore::FrameUnderWay::RellocNode(std::uint32_t newSize, BufferNode& node) {
     m_store.m_intake.Assert();
-    if (const Status status = m_store.m_bufManager.ReleaseNode(ModuleId(), node); status != kOk) {
+    const Status status = m_store.m_bufManager.ReleaseNode(ModuleId(), node);
+    if (status != kOk) {
         return status;
     }
     {

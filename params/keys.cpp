@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <optional>
 #include <string>
 
 #include "base/log.h"
@@ -27,8 +28,8 @@ using WriteFunction = Status (*)(KeyContext& module, const Value& value);
 
 struct Key {
     ParameterInfo info;
-    ReadFunction read;    // null: not read
-    WriteFunction write;  // null: not written
+    std::optional<ReadFunction> read;
+    std::optional<WriteFunction> write;
 };
 
 template <Relaxed<std::int32_t> Settings::*Member>
@@ -81,8 +82,8 @@ Status WriteText(KeyContext& module, const Value& value) {
     return kOk;
 }
 
-constexpr ReadFunction kNotRead = nullptr;
-constexpr WriteFunction kNotWritten = nullptr;
+constexpr std::nullopt_t kNotRead = std::nullopt;
+constexpr std::nullopt_t kNotWritten = std::nullopt;
 constexpr bool kContained = true;
 constexpr bool kExact = false;
 constexpr std::nullopt_t kNotFixed = std::nullopt;
@@ -379,8 +380,8 @@ static_assert(ContainedKeysInOrder());
 constexpr bool AccessIsWhatRowsDo() {
     return std::all_of(std::begin(kKeys), std::end(kKeys), [](const Key& row) {
         const KeyAccess access = row.info.access;
-        return (row.read != nullptr) == (access == KeyAccess::Read || access == ReadWrite) &&
-               (row.write != nullptr) == (access != KeyAccess::Read);
+        return row.read.has_value() == (access == KeyAccess::Read || access == ReadWrite) &&
+               row.write.has_value() == (access != KeyAccess::Read);
     });
 }
 static_assert(AccessIsWhatRowsDo());
@@ -396,7 +397,7 @@ constexpr auto kInfo = [] {
 template <typename Way>
 const Key* Find(std::string_view key, Way way) {
     for (const Key& row : kKeys) {
-        if (row.*way != nullptr && Matches(row.info, key)) {
+        if ((row.*way).has_value() && Matches(row.info, key)) {
             return &row;
         }
     }
@@ -407,7 +408,7 @@ const Key* Find(std::string_view key, Way way) {
 
 Status Keys::Get(std::string_view key, Answer& answer) {
     if (const Key* const row = Find(key, &Key::read)) {
-        return row->read(m_module, answer);
+        return (*row->read)(m_module, answer);
     }
     std::string text;
     const Status status = m_module.features.Read(key, text);
@@ -417,7 +418,7 @@ Status Keys::Get(std::string_view key, Answer& answer) {
 
 Status Keys::Set(std::string_view key, const Value& value) {
     if (const Key* const row = Find(key, &Key::write)) {
-        return row->write(m_module, value);
+        return (*row->write)(m_module, value);
     }
     return m_module.features.Write(key, value.Text());
 }

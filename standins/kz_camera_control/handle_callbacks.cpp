@@ -25,8 +25,8 @@ DeviceSink HandleCallbacks::Open() {
     sink.frame = [self](const std::uint8_t* pixels, const FrameOutInfo* info) {
         return self->RunFrame(pixels, info);
     };
-    sink.exception = [self](std::uint32_t messageType) { self->Post({{}, messageType}); };
-    sink.event = [self](const char* name) { self->Post({name, 0}); };
+    sink.exception = [self](std::uint32_t messageType) { self->PostException(messageType); };
+    sink.event = [self](const char* name) { self->PostEvent(name); };
 
     const std::lock_guard lock(m_mutex);
     if (!m_threadStarted) {
@@ -67,10 +67,22 @@ bool HandleCallbacks::RunFrame(const std::uint8_t* pixels, const FrameOutInfo* i
     return true;
 }
 
-void HandleCallbacks::Post(Notice notice) {
+void HandleCallbacks::PostException(std::uint32_t messageType) noexcept {
+    Notice notice;
+    notice.messageType = messageType;
+    Post(notice, kMostNotices - 1);
+}
+
+void HandleCallbacks::PostEvent(std::string_view name) noexcept {
+    Notice notice;
+    name.copy(notice.eventName, sizeof notice.eventName - 1);
+    Post(notice, kMostEvents - 1);
+}
+
+void HandleCallbacks::Post(const Notice& notice, std::size_t mostBefore) noexcept {
     const std::lock_guard lock(m_mutex);
-    if (m_open) {
-        m_queue.push_back(std::move(notice));
+    if (m_open && m_queue.size() <= mostBefore) {
+        m_queue.push_back(notice);
         m_wake.notify_all();
     }
 }
@@ -82,20 +94,23 @@ void HandleCallbacks::RunEventThread() {
         if (m_shutDown) {
             return;
         }
-        const Notice notice = std::move(m_queue.front());
-        m_queue.pop_front();
-        if (notice.eventName.empty()) {
+        const Notice notice = m_queue.front();
+        m_queue.erase(m_queue.begin());
+        const std::string_view eventName = notice.eventName;
+        if (eventName.empty()) {
             const auto exception = m_exception;
             lock.unlock();
             if (exception.callback != nullptr) {
                 exception.callback(notice.messageType, exception.user);
             }
         } else {
-            const auto event = m_events[notice.eventName];
+            const auto found = m_events.find(eventName);
+            const auto event =
+                found != m_events.end() ? found->second : Registration<KZEventCallback>{};
             lock.unlock();
             if (event.callback != nullptr) {
                 KZEventInfo info{};
-                notice.eventName.copy(info.name, sizeof info.name - 1);
+                eventName.copy(info.name, sizeof info.name - 1);
                 event.callback(&info, event.user);
             }
         }

@@ -3,13 +3,15 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 #include "standins/kz_camera_control/camera.h"
 
@@ -19,6 +21,8 @@ namespace kz {
 // thread may call.
 class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
   public:
+    HandleCallbacks() { m_queue.reserve(kMostNotices); }
+
     void SetImage(KZImageCallback callback, void* user);
     void SetException(KZExceptionCallback callback, void* user);
     void SetEvent(const std::string& name, KZEventCallback callback, void* user);
@@ -43,12 +47,17 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
 
     // What the event thread has to tell: an event by its name, an exception where there is none.
     struct Notice {
-        std::string eventName;
+        char eventName[sizeof KZEventInfo::name] = {};
         std::uint32_t messageType = 0;
     };
+    // Events that a slow callback leaves no room for are lost; room for exceptions is left.
+    static constexpr std::size_t kMostNotices = 256;
+    static constexpr std::size_t kMostEvents = 240;
 
     bool RunFrame(const std::uint8_t* pixels, const FrameOutInfo* info);
-    void Post(Notice notice);
+    void PostException(std::uint32_t messageType) noexcept;
+    void PostEvent(std::string_view name) noexcept;
+    void Post(const Notice& notice, std::size_t mostBefore) noexcept;
     void RunEventThread();
 
     std::atomic<std::thread::id> m_frameThread{};  // the one inside the frame callback
@@ -58,7 +67,7 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
     Registration<KZImageCallback> m_image;
     Registration<KZExceptionCallback> m_exception;
     std::map<std::string, Registration<KZEventCallback>, std::less<>> m_events;
-    std::deque<Notice> m_queue;
+    std::vector<Notice> m_queue;  // never grows: who posts is on a thread that nobody may end
     bool m_open = false;
     bool m_threadStarted = false;
     bool m_shutDown = false;

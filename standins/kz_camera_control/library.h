@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "standins/kz_camera_control/handle_table.h"
-#include "standins/kz_camera_control/simulated_source.h"
+#include "standins/kz_camera_control/simulated/source.h"
 
 namespace kz {
 

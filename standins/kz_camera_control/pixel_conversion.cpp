@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "camera/sdk/pixel_format.h"
 
@@ -20,8 +22,21 @@ struct Picture {
     [[nodiscard]] std::size_t Pixels() const { return width * height; }
 };
 
-// One converter for each pair of formats, so that nothing is decided per pixel.
+// One converter for each pair of formats, so that nothing is decided per pixel. The loops are plain
+// ones over arrays that do not overlap, with no branch inside: the compiler turns each into vector
+// code (CMakeLists.txt says for which processors).
 using Converter = void (*)(const Picture& picture, std::uint8_t* destination);
+using Source = const std::uint8_t* __restrict;
+using Target = std::uint8_t* __restrict;
+
+// What takes several steps is done in runs of so many pixels, whose planes stay in the cache.
+constexpr std::size_t kRun = 1024;
+
+struct Planes {
+    std::array<std::uint8_t, kRun> red;
+    std::array<std::uint8_t, kRun> green;
+    std::array<std::uint8_t, kRun> blue;
+};
 
 // Fractions of 65536, so that integers carry the weights of BT.601 far below a rounding step.
 constexpr std::int32_t kOne = 1 << 16;
@@ -30,172 +45,247 @@ constexpr std::int32_t Fraction(double value) {
     return static_cast<std::int32_t>(value * kOne + (value < 0 ? -0.5 : 0.5));
 }
 
-// How the two destinations take a pixel.
+// How the two destinations take a run of pixels.
 struct ToMono8 {
     static constexpr std::size_t kChannels = 1;
 
-    static void PutGrey(std::uint8_t* destination, std::uint8_t grey) { *destination = grey; }
-    static void PutColour(std::uint8_t* destination, std::int32_t red, std::int32_t green,
-                          std::int32_t blue) {
-        constexpr std::int32_t kRed = Fraction(0.299);
-        constexpr std::int32_t kBlue = Fraction(0.114);
-        constexpr std::int32_t kGreen = kOne - kRed - kBlue;  // white stays white
-        *destination =
-            static_cast<std::uint8_t>((kRed * red + kGreen * green + kBlue * blue + kHalf) / kOne);
+    static std::uint8_t Luma(std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
+        constexpr std::uint32_t kRed = Fraction(0.299);
+        constexpr std::uint32_t kBlue = Fraction(0.114);
+        constexpr std::uint32_t kGreen = kOne - kRed - kBlue;  // white stays white
+        return static_cast<std::uint8_t>((kRed * red + kGreen * green + kBlue * blue + kHalf) >>
+                                         16);
+    }
+    static void PutGrey(Target destination, std::size_t i, std::uint8_t grey) {
+        destination[i] = grey;
+    }
+    static void PutPlanes(Target destination, const Planes& planes, std::size_t pixels) {
+        for (std::size_t i = 0; i < pixels; ++i) {
+            destination[i] = Luma(planes.red[i], planes.green[i], planes.blue[i]);
+        }
     }
 };
 
 struct ToRgb8 {
     static constexpr std::size_t kChannels = 3;
 
-    static void PutGrey(std::uint8_t* destination, std::uint8_t grey) {
-        PutColour(destination, grey, grey, grey);
+    static void PutGrey(Target destination, std::size_t i, std::uint8_t grey) {
+        destination[3 * i] = grey;
+        destination[3 * i + 1] = grey;
+        destination[3 * i + 2] = grey;
     }
-    static void PutColour(std::uint8_t* destination, std::int32_t red, std::int32_t green,
-                          std::int32_t blue) {
-        destination[0] = static_cast<std::uint8_t>(red);
-        destination[1] = static_cast<std::uint8_t>(green);
-        destination[2] = static_cast<std::uint8_t>(blue);
+    static void PutPlanes(Target destination, const Planes& planes, std::size_t pixels) {
+        for (std::size_t i = 0; i < pixels; ++i) {
+            destination[3 * i] = planes.red[i];
+            destination[3 * i + 1] = planes.green[i];
+            destination[3 * i + 2] = planes.blue[i];
+        }
     }
 };
 
-// How samples lie in memory. Sample(line, i) is the i-th behind `line` at full depth.
+// How samples lie in memory. At(line, i) is the i-th behind `line` at full depth.
 struct EightBit {
-    static constexpr std::size_t kBytes = 1;
+    using Sample = std::uint8_t;
     static constexpr unsigned kBits = 8;
 
-    static std::uint32_t Sample(const std::uint8_t* line, std::size_t i) { return line[i]; }
+    static Sample At(Source line, std::size_t i) { return line[i]; }
 };
 
 template <unsigned Bits>
 struct TwoByte {
-    static constexpr std::size_t kBytes = 2;
+    using Sample = std::uint16_t;
     static constexpr unsigned kBits = Bits;
 
-    static std::uint32_t Sample(const std::uint8_t* line, std::size_t i) {
-        constexpr std::uint32_t kMask = (1U << Bits) - 1;
-        return (line[2 * i] | static_cast<std::uint32_t>(line[2 * i + 1]) << 8) & kMask;
-    }
-};
-
-// Two pixels in three bytes: the upper eight bits of each are the outer bytes, and nothing of the
-// middle one is left in eight bits. The pairs run on from line to line.
-struct PackedPairs {
-    static constexpr unsigned kBits = 8;
-
-    static std::uint32_t Sample(const std::uint8_t* frame, std::size_t i) {
-        return frame[i / 2 * 3 + i % 2 * 2];
+    static Sample At(Source line, std::size_t i) {
+        static_assert(std::endian::native == std::endian::little);
+        Sample sample;
+        std::memcpy(&sample, line + sizeof sample * i, sizeof sample);
+        return sample & static_cast<Sample>((1U << Bits) - 1);
     }
 };
 
 template <typename Samples>
-std::uint8_t EightBits(std::uint32_t sample) {
+std::uint8_t EightBits(typename Samples::Sample sample) {
     return static_cast<std::uint8_t>(sample >> (Samples::kBits - 8));
 }
 
 template <typename Samples, typename Destination>
 void ConvertGrey(const Picture& picture, std::uint8_t* destination) {
+    const Source source = picture.source;
+    const Target target = destination;
     const std::size_t pixels = picture.Pixels();
-    for (std::size_t i = 0; i < pixels; ++i, destination += Destination::kChannels) {
-        Destination::PutGrey(destination, EightBits<Samples>(Samples::Sample(picture.source, i)));
+    for (std::size_t i = 0; i < pixels; ++i) {
+        Destination::PutGrey(target, i, EightBits<Samples>(Samples::At(source, i)));
+    }
+}
+
+// Two pixels in three bytes: the upper eight bits of each are the outer bytes, and nothing of the
+// middle one is left in eight bits. The pairs run on from line to line.
+template <typename Destination>
+void ConvertPackedPairs(const Picture& picture, std::uint8_t* destination) {
+    const Source source = picture.source;
+    const Target target = destination;
+    const std::size_t pairs = picture.Pixels() / 2;
+    for (std::size_t pair = 0; pair < pairs; ++pair) {
+        Destination::PutGrey(target, 2 * pair, source[3 * pair]);
+        Destination::PutGrey(target, 2 * pair + 1, source[3 * pair + 2]);
+    }
+    if (picture.Pixels() % 2 != 0) {
+        Destination::PutGrey(target, 2 * pairs, source[3 * pairs]);
     }
 }
 
 // `Red` is the place of the red byte in a pixel, 0 or 2.
-template <std::size_t Red, typename Destination>
-void ConvertColour(const Picture& picture, std::uint8_t* destination) {
+template <std::size_t Red>
+void ConvertColourToMono8(const Picture& picture, std::uint8_t* destination) {
+    const Source source = picture.source;
+    const Target target = destination;
     const std::size_t pixels = picture.Pixels();
-    const std::uint8_t* pixel = picture.source;
-    for (std::size_t i = 0; i < pixels; ++i, pixel += 3, destination += Destination::kChannels) {
-        Destination::PutColour(destination, pixel[Red], pixel[1], pixel[2 - Red]);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        target[i] = ToMono8::Luma(source[3 * i + Red], source[3 * i + 1], source[3 * i + 2 - Red]);
     }
 }
 
-std::int32_t ClippedByte(std::int32_t scaled) {
-    return std::clamp((scaled + kHalf) >> 16, 0, 255);
-}
-
-struct Chroma {
-    std::int32_t u = 0;  // -128 to 127
-    std::int32_t v = 0;
-};
-
-template <typename Destination>
-void PutYuv(std::uint8_t* destination, std::uint8_t luma, Chroma chroma) {
-    if constexpr (Destination::kChannels == 1) {
-        Destination::PutGrey(destination, luma);
-    } else {
-        const std::int32_t y = luma * kOne;
-        Destination::PutColour(
-            destination, ClippedByte(y + Fraction(1.402) * chroma.v),
-            ClippedByte(y - Fraction(0.344136) * chroma.u - Fraction(0.714136) * chroma.v),
-            ClippedByte(y + Fraction(1.772) * chroma.u));
-    }
-}
-
-// `Luma` is the place of the first luma byte in a pair, 0 or 1.
-template <std::size_t Luma, typename Destination>
-void ConvertYuv422(const Picture& picture, std::uint8_t* destination) {
-    constexpr std::size_t kU = 1 - Luma;
+template <std::size_t Red>
+void ConvertColourToRgb8(const Picture& picture, std::uint8_t* destination) {
+    const Source source = picture.source;
+    const Target target = destination;
     const std::size_t pixels = picture.Pixels();
-    const std::uint8_t* pair = picture.source;
-    Chroma chroma;
-    for (std::size_t i = 0; i + 1 < pixels; i += 2, pair += 4) {
-        chroma = {pair[kU] - 128, pair[kU + 2] - 128};
-        PutYuv<Destination>(destination, pair[Luma], chroma);
-        PutYuv<Destination>(destination + Destination::kChannels, pair[Luma + 2], chroma);
-        destination += 2 * Destination::kChannels;
-    }
-    if (pixels % 2 != 0) {
-        PutYuv<Destination>(destination, pair[Luma], chroma);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        target[3 * i] = source[3 * i + Red];
+        target[3 * i + 1] = source[3 * i + 1];
+        target[3 * i + 2] = source[3 * i + 2 - Red];
     }
 }
 
-// One line of a mosaic between its neighbours. It holds green at every other place and, between
-// them, one of red and blue - its own colour; the lines above and below hold the other one.
-template <typename Samples, typename Destination>
-class MosaicLine {
-  public:
-    MosaicLine(const std::uint8_t* above, const std::uint8_t* line, const std::uint8_t* below,
-               bool ownIsRed)
-        : m_above(above), m_line(line), m_below(below), m_ownIsRed(ownIsRed) {}
+// Pairs of pixels in four bytes. `Luma` is the place of the first luma byte in a pair, 0 or 1.
+template <std::size_t Luma>
+void ConvertYuv422ToMono8(const Picture& picture, std::uint8_t* destination) {
+    const Source source = picture.source;
+    const Target target = destination;
+    const std::size_t pixels = picture.Pixels();
+    for (std::size_t i = 0; i < pixels; ++i) {
+        target[i] = source[2 * i + Luma];
+    }
+}
 
-    // `left` and `right` are the places of the neighbours, which differ at the borders.
-    void Put(std::uint8_t* destination, bool green, std::size_t x, std::size_t left,
-             std::size_t right) const {
-        if (green) {
-            PutPixel(destination, Half(At(m_line, left), At(m_line, right)), At(m_line, x),
-                     Half(At(m_above, x), At(m_below, x)));
-        } else {
-            PutPixel(destination, At(m_line, x),
-                     Quarter(At(m_above, x), At(m_line, left), At(m_line, right), At(m_below, x)),
-                     Quarter(At(m_above, left), At(m_above, right), At(m_below, left),
-                             At(m_below, right)));
+// What the chroma of each pair adds to its luma. The luma is whole, so rounding here is rounding
+// the sum.
+struct ChromaRun {
+    std::array<std::int16_t, kRun / 2> red;
+    std::array<std::int16_t, kRun / 2> green;
+    std::array<std::int16_t, kRun / 2> blue;
+
+    template <std::size_t Luma>
+    void Read(Source source, std::size_t pairs) {
+        for (std::size_t pair = 0; pair < pairs; ++pair) {
+            const std::int32_t u = source[4 * pair + 1 - Luma] - 128;
+            const std::int32_t v = source[4 * pair + 3 - Luma] - 128;
+            red[pair] = Rounded(Fraction(1.402) * v);
+            green[pair] = Rounded(-Fraction(0.344136) * u - Fraction(0.714136) * v);
+            blue[pair] = Rounded(Fraction(1.772) * u);
         }
     }
 
   private:
-    static std::uint32_t At(const std::uint8_t* line, std::size_t x) {
-        return Samples::Sample(line, x);
+    static std::int16_t Rounded(std::int32_t scaled) {
+        return static_cast<std::int16_t>((scaled + kHalf) >> 16);
     }
-    static std::uint32_t Half(std::uint32_t a, std::uint32_t b) { return (a + b + 1) / 2; }
-    static std::uint32_t Quarter(std::uint32_t a, std::uint32_t b, std::uint32_t c,
-                                 std::uint32_t d) {
-        return (a + b + c + d + 2) / 4;
-    }
-
-    void PutPixel(std::uint8_t* destination, std::uint32_t own, std::uint32_t green,
-                  std::uint32_t other) const {
-        Destination::PutColour(destination, EightBits<Samples>(m_ownIsRed ? own : other),
-                               EightBits<Samples>(green),
-                               EightBits<Samples>(m_ownIsRed ? other : own));
-    }
-
-    const std::uint8_t* m_above;
-    const std::uint8_t* m_line;
-    const std::uint8_t* m_below;
-    bool m_ownIsRed;
 };
+
+std::uint8_t Clipped(std::int32_t value) {
+    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+}
+
+template <std::size_t Luma>
+void AddLuma(std::array<std::uint8_t, kRun>& plane, Source source,
+             const std::array<std::int16_t, kRun / 2>& chroma, std::size_t pairs) {
+    for (std::size_t pair = 0; pair < pairs; ++pair) {
+        plane[2 * pair] = Clipped(source[4 * pair + Luma] + chroma[pair]);
+        plane[2 * pair + 1] = Clipped(source[4 * pair + Luma + 2] + chroma[pair]);
+    }
+}
+
+template <std::size_t Luma>
+void ConvertYuv422ToRgb8(const Picture& picture, std::uint8_t* destination) {
+    const std::size_t whole = picture.Pixels() / 2 * 2;
+    Planes planes;
+    ChromaRun chroma;
+    std::size_t lastPair = 0;
+    for (std::size_t begin = 0; begin < whole; begin += kRun) {
+        const std::size_t pairs = std::min(whole - begin, kRun) / 2;
+        const std::uint8_t* const source = picture.source + 2 * begin;
+        chroma.Read<Luma>(source, pairs);
+        AddLuma<Luma>(planes.red, source, chroma.red, pairs);
+        AddLuma<Luma>(planes.green, source, chroma.green, pairs);
+        AddLuma<Luma>(planes.blue, source, chroma.blue, pairs);
+        ToRgb8::PutPlanes(destination + 3 * begin, planes, 2 * pairs);
+        lastPair = pairs - 1;
+    }
+    if (picture.Pixels() % 2 != 0) {
+        const std::int32_t luma = picture.source[2 * whole + Luma];
+        const bool alone = whole == 0;  // no pair before it to take the chroma from
+        planes.red[0] = Clipped(luma + (alone ? 0 : chroma.red[lastPair]));
+        planes.green[0] = Clipped(luma + (alone ? 0 : chroma.green[lastPair]));
+        planes.blue[0] = Clipped(luma + (alone ? 0 : chroma.blue[lastPair]));
+        ToRgb8::PutPlanes(destination + 3 * whole, planes, 1);
+    }
+}
+
+// A run of a mosaic's line at full depth, with the samples beside it; at the borders of the frame
+// those are mirrored.
+template <typename Samples>
+struct MosaicRun {
+    using Sample = typename Samples::Sample;
+    std::array<Sample, kRun + 2> samples;  // the first stands left of the run
+
+    void Read(Source line, std::size_t begin, std::size_t pixels, std::size_t width) {
+        samples[0] = Samples::At(line, begin == 0 ? 1 : begin - 1);
+        for (std::size_t i = 0; i < pixels; ++i) {
+            samples[i + 1] = Samples::At(line, begin + i);
+        }
+        const std::size_t end = begin + pixels;
+        samples[pixels + 1] = Samples::At(line, end == width ? end - 2 : end);
+    }
+};
+
+// All bits set at every other place. Computing both kinds of places and choosing is what a vector
+// unit does faster than deciding.
+template <typename Sample>
+constexpr auto kEveryOther = [] {
+    std::array<Sample, kRun + 1> mask{};
+    for (std::size_t i = 0; i < mask.size(); i += 2) {
+        mask[i] = static_cast<Sample>(~Sample{0});
+    }
+    return mask;
+}();
+
+// A line holds green at every other place and, between them, one of red and blue - its own colour;
+// the lines above and below hold the other one. `greenMask` is set where green stands.
+template <typename Samples>
+void Interpolate(const MosaicRun<Samples>& above, const MosaicRun<Samples>& line,
+                 const MosaicRun<Samples>& below,
+                 const typename Samples::Sample* __restrict greenMask, std::size_t pixels,
+                 Target own, Target green, Target other) {
+    using Sample = typename Samples::Sample;
+    const auto half = [](unsigned a, unsigned b) { return static_cast<Sample>((a + b + 1) >> 1); };
+    const auto quarter = [](unsigned a, unsigned b, unsigned c, unsigned d) {
+        return static_cast<Sample>((a + b + c + d + 2) >> 2);
+    };
+    const auto put = [](std::uint8_t& to, Sample mask, Sample atGreen, Sample elsewhere) {
+        to = EightBits<Samples>(
+            static_cast<Sample>((atGreen & mask) | (elsewhere & static_cast<Sample>(~mask))));
+    };
+    const Sample* const a = above.samples.data() + 1;
+    const Sample* const l = line.samples.data() + 1;
+    const Sample* const b = below.samples.data() + 1;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const Sample mask = greenMask[i];
+        put(own[i], mask, half(l[i - 1], l[i + 1]), l[i]);
+        put(green[i], mask, l[i], quarter(a[i], l[i - 1], l[i + 1], b[i]));
+        put(other[i], mask, half(a[i], b[i]), quarter(a[i - 1], a[i + 1], b[i - 1], b[i + 1]));
+    }
+}
 
 // Where red stands in the two-by-two tile of each order.
 struct BayerGR {
@@ -219,24 +309,29 @@ void ConvertBayer(const Picture& picture, std::uint8_t* destination) {
         ConvertGrey<Samples, Destination>(picture, destination);
         return;
     }
-    const auto lineAt = [&](std::size_t y) { return picture.source + y * width * Samples::kBytes; };
-    constexpr std::size_t kStep = Destination::kChannels;
+    const auto lineAt = [&](std::size_t y) {
+        return picture.source + y * width * sizeof(typename Samples::Sample);
+    };
+    MosaicRun<Samples> above;
+    MosaicRun<Samples> line;
+    MosaicRun<Samples> below;
+    Planes planes;
     for (std::size_t y = 0; y < height; ++y) {
         const bool ownIsRed = y % 2 == Order::kRedY;
         const bool greenFirst = ownIsRed == (Order::kRedX == 1);
-        const MosaicLine<Samples, Destination> line(lineAt(y == 0 ? 1 : y - 1), lineAt(y),
-                                                    lineAt(y + 1 == height ? y - 1 : y + 1),
-                                                    ownIsRed);
-        line.Put(destination, greenFirst, 0, 1, 1);
-        destination += kStep;
-        std::size_t x = 1;
-        for (; x + 2 < width; x += 2, destination += 2 * kStep) {
-            line.Put(destination, !greenFirst, x, x - 1, x + 1);
-            line.Put(destination + kStep, greenFirst, x + 1, x, x + 2);
-        }
-        for (; x < width; ++x, destination += kStep) {
-            const bool green = greenFirst == (x % 2 == 0);
-            line.Put(destination, green, x, x - 1, x + 1 == width ? x - 1 : x + 1);
+        const auto* const greenMask =
+            kEveryOther<typename Samples::Sample>.data() + (greenFirst ? 0 : 1);
+        auto& own = ownIsRed ? planes.red : planes.blue;
+        auto& other = ownIsRed ? planes.blue : planes.red;
+        for (std::size_t begin = 0; begin < width; begin += kRun) {
+            const std::size_t pixels = std::min(width - begin, kRun);
+            above.Read(lineAt(y == 0 ? 1 : y - 1), begin, pixels, width);
+            line.Read(lineAt(y), begin, pixels, width);
+            below.Read(lineAt(y + 1 == height ? y - 1 : y + 1), begin, pixels, width);
+            Interpolate<Samples>(above, line, below, greenMask, pixels, own.data(),
+                                 planes.green.data(), other.data());
+            Destination::PutPlanes(destination + (y * width + begin) * Destination::kChannels,
+                                   planes, pixels);
         }
     }
 }
@@ -251,13 +346,16 @@ template <typename Samples>
 constexpr SourceFormat Grey(std::uint32_t code) {
     return {code, ConvertGrey<Samples, ToMono8>, ConvertGrey<Samples, ToRgb8>};
 }
+constexpr SourceFormat PackedPairs(std::uint32_t code) {
+    return {code, ConvertPackedPairs<ToMono8>, ConvertPackedPairs<ToRgb8>};
+}
 template <std::size_t Red>
 constexpr SourceFormat Colour(std::uint32_t code) {
-    return {code, ConvertColour<Red, ToMono8>, ConvertColour<Red, ToRgb8>};
+    return {code, ConvertColourToMono8<Red>, ConvertColourToRgb8<Red>};
 }
 template <std::size_t Luma>
 constexpr SourceFormat Yuv422(std::uint32_t code) {
-    return {code, ConvertYuv422<Luma, ToMono8>, ConvertYuv422<Luma, ToRgb8>};
+    return {code, ConvertYuv422ToMono8<Luma>, ConvertYuv422ToRgb8<Luma>};
 }
 template <typename Samples, typename Order>
 constexpr SourceFormat Bayer(std::uint32_t code) {
@@ -267,9 +365,9 @@ constexpr SourceFormat Bayer(std::uint32_t code) {
 constexpr auto kSourceFormats = std::to_array<SourceFormat>({
     Grey<EightBit>(kMono8),
     Grey<TwoByte<10>>(kMono10),
-    Grey<PackedPairs>(kMono10Packed),
+    PackedPairs(kMono10Packed),
     Grey<TwoByte<12>>(kMono12),
-    Grey<PackedPairs>(kMono12Packed),
+    PackedPairs(kMono12Packed),
     Grey<TwoByte<14>>(kMono14),
     Grey<TwoByte<16>>(kMono16),
     Bayer<EightBit, BayerGR>(kBayerGR8),

@@ -1,54 +1,25 @@
 #include "standins/xalog/log_writer.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <string>
+#include <thread>
+
+#include "standins/xalog/process.h"
 
 namespace xalog {
 namespace {
 
-char* PutDigits(char* to, unsigned value, int digits) {
-    for (char* place = to + digits; place != to; value /= 10) {
-        *--place = static_cast<char>('0' + value % 10);
-    }
-    return to + digits;
-}
+using namespace std::chrono_literals;
 
-char LevelLetter(std::int32_t level) {
-    return "DIWE"[std::clamp(level, 1, 4) - 1];
-}
+constexpr auto kTurnPause = 1ms;
+constexpr auto kCountsInterval = 1s;  // a repetition is told of after this at the latest
+constexpr auto kFlushLimit = 10s;
+constexpr auto kSettingLimit = 2s;    // a setting waits so long for a line being written
+constexpr auto kRemainderLimit = 2s;  // the end of the process, for all that is queued
+constexpr auto kRemainderPatience = 100ms;
 
-// Universal time: lines of several machines compare, and none is repeated when the clocks change.
-void PutStamp(char* to, std::int32_t level) {
-    using namespace std::chrono;
-    const auto now = floor<milliseconds>(system_clock::now());
-    const auto today = floor<days>(now);
-    const year_month_day date(today);
-    const hh_mm_ss time(now - today);
-
-    to = PutDigits(to, static_cast<unsigned>(static_cast<int>(date.year())), 4);
-    *to++ = '-';
-    to = PutDigits(to, static_cast<unsigned>(date.month()), 2);
-    *to++ = '-';
-    to = PutDigits(to, static_cast<unsigned>(date.day()), 2);
-    *to++ = ' ';
-    to = PutDigits(to, static_cast<unsigned>(time.hours().count()), 2);
-    *to++ = ':';
-    to = PutDigits(to, static_cast<unsigned>(time.minutes().count()), 2);
-    *to++ = ':';
-    to = PutDigits(to, static_cast<unsigned>(time.seconds().count()), 2);
-    *to++ = '.';
-    to = PutDigits(to, static_cast<unsigned>(time.subseconds().count()), 3);
-    *to++ = ' ';
-    *to++ = '[';
-    *to++ = LevelLetter(level);
-    *to++ = ']';
-    *to++ = ' ';
-}
+enum HookPlace : std::size_t { kSink, kProbe };
 
 }  // namespace
 
@@ -66,69 +37,238 @@ std::size_t MakeOneLine(char* message, std::size_t size) {
     return size;
 }
 
-LogWriter::LogWriter() {
-    const char* const path = std::getenv("XALOG_FILE");
-    if (path != nullptr && *path != '\0' && SetFile(path)) {
-        m_standardError = false;
-    }
-    if (const char* const enabled = std::getenv("XALOG_STDERR"); enabled != nullptr) {
-        m_standardError = std::strcmp(enabled, "0") != 0;
+void OutputTurn::Take() noexcept {
+    while (m_urgent.load() || m_taken.exchange(true)) {
+        std::this_thread::sleep_for(kTurnPause);
     }
 }
 
-void LogWriter::Write(std::int32_t level, char* line, std::size_t messageSize) {
-    const std::size_t size = kStampSize + messageSize;
+bool OutputTurn::TakeFirst(std::chrono::milliseconds limit) noexcept {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    m_urgent.store(true);
+    bool taken = !m_taken.exchange(true);
+    while (!taken && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(kTurnPause);
+        taken = !m_taken.exchange(true);
+    }
+    m_urgent.store(false);
+    return taken;
+}
+
+LogWriter::LogWriter() {
+    if (const char* const path = std::getenv("XALOG_FILE"); path != nullptr && *path != '\0') {
+        m_standardErrorEnabled = !SetFile(path);
+    }
+    if (const char* const enabled = std::getenv("XALOG_STDERR"); enabled != nullptr) {
+        m_standardErrorEnabled = std::strcmp(enabled, "0") != 0;
+    }
+}
+
+LogWriter* LogWriter::InForkedChild(LogWriter& parents) {
+    auto* const own = new LogWriter(NoSettings{});
+    if (parents.m_file) {
+        own->m_file.emplace(parents.m_file->Release());
+    }
+    own->m_standardErrorEnabled = parents.m_standardErrorEnabled;
+    own->m_hooksSet = parents.m_hooksSet;
+    own->m_sink.Replace(own->m_hooksSet[kSink]);
+    own->m_probe.Replace(own->m_hooksSet[kProbe]);
+    return own;
+}
+
+void LogWriter::Write(std::int32_t level, const char* message, std::size_t size) {
+    bool started = false;
+    bool asleep = false;
     {
         // The stamp is taken inside, so that times never run backwards down the file.
         const std::lock_guard lock(m_mutex);
-        PutStamp(line, level);
-        line[size] = '\n';
-        if (m_file.is_open()) {
-            m_file.clear();  // a disk that was full may have room again
-            m_file.write(line, static_cast<std::streamsize>(size + 1));
-            m_file.flush();
-        }
-        if (m_standardError) {
-            std::fwrite(line, 1, size + 1, stderr);
+        m_queue.Put(level, {message, size});
+        StartThreadLocked();
+        started = m_started;
+        asleep = m_asleep;
+    }
+    if (!started) {
+        WriteRemaining(false);  // slow, but no line is lost
+    } else if (asleep) {
+        m_wake.notify_one();
+    }
+    m_probe.Run([&](const Hook& probe) { probe(level, message); });
+}
+
+void LogWriter::StartThreadLocked() {
+    if (!m_started) {
+        m_started = StartThread([](void* self) { static_cast<LogWriter*>(self)->Run(); }, this);
+    }
+}
+
+void LogWriter::Run() {
+    std::unique_lock lock(m_mutex);
+    m_thread = std::this_thread::get_id();
+    constexpr auto kNever = Clock::time_point::max();
+    Clock::time_point countsDue = kNever;
+    for (;;) {
+        const bool flush = m_flushesAsked != m_flushesDone && m_queue.LinesPopped() >= m_flushUpTo;
+        if (flush || (countsDue != kNever && Clock::now() >= countsDue)) {
+            const std::uint64_t asked = m_flushesAsked;
+            lock.unlock();
+            WriteCounts();
+            lock.lock();
+            countsDue = kNever;
+            if (flush) {
+                m_flushesDone = asked;
+                m_flushed.notify_all();
+            }
+        } else if (!m_queue.Empty()) {
+            lock.unlock();
+            const bool owes = HandleNext();
+            lock.lock();
+            if (!owes) {
+                countsDue = kNever;
+            } else if (countsDue == kNever) {
+                countsDue = Clock::now() + kCountsInterval;
+            }
+        } else {
+            m_asleep = true;
+            if (countsDue == kNever) {
+                m_wake.wait(lock);
+            } else {
+                m_wake.wait_until(lock, countsDue);
+            }
+            m_asleep = false;
         }
     }
-    line[size] = '\0';
-    m_sink.Run([&](const Sink& sink) {
-        if (sink.function != nullptr) {
-            sink.function(level, line + kStampSize, sink.user);
-        }
+}
+
+bool LogWriter::HandleNext() {
+    std::int32_t level = 0;
+    std::uint32_t lost = 0;
+    bool owes = false;
+    m_turn.Take();
+    const LineQueue::Line* const line = m_queue.Front();
+    if (line != nullptr) {
+        ForEachOutput([&](LogOutput& output) { output.Write(*line); });
+        level = line->level;
+        lost = line->lostBefore;
+        m_sinkText = line->Message();
+        m_queue.Pop();
+    } else {
+        lost = m_queue.TakeLost();
+        ForEachOutput([&](LogOutput& output) { output.CountLost(lost); });
+    }
+    ForEachOutput([&](LogOutput& output) { owes = owes || output.Owes(); });
+    m_turn.Give();
+
+    TellSinkOfLost(lost);
+    if (line != nullptr) {
+        TellSink(level, m_sinkText.c_str());
+    }
+    return owes;
+}
+
+void LogWriter::WriteCounts() {
+    m_turn.Take();
+    const std::uint32_t lost = m_queue.TakeLost();
+    ForEachOutput([&](LogOutput& output) {
+        output.CountLost(lost);
+        output.WriteCounts();
     });
+    m_turn.Give();
+    TellSinkOfLost(lost);
+}
+
+// What a sink throws ends with it: there is nobody to catch it.
+void LogWriter::TellSink(std::int32_t level, const char* message) noexcept {
+    try {
+        m_sink.Run([&](const Hook& sink) { sink(level, message); });
+    } catch (...) {
+    }
+}
+
+void LogWriter::TellSinkOfLost(std::uint32_t lines) {
+    if (lines > 0) {
+        TellSink(kLostLevel, (std::to_string(lines).append(kLinesLost)).c_str());
+    }
 }
 
 bool LogWriter::SetFile(const char* path) {
-    std::ofstream file;
+    std::optional<LogOutput> file;
     if (path != nullptr && *path != '\0') {
-        const std::filesystem::path utf8Path(reinterpret_cast<const char8_t*>(path));
-        file.open(utf8Path, std::ios::binary | std::ios::app);
-        if (!file) {
+        std::optional<TextOutput> opened = TextOutput::OpenFile(path);
+        if (!opened) {
             return false;
         }
+        file.emplace(std::move(*opened));
     }
-    const std::lock_guard lock(m_mutex);
-    m_file.swap(file);
-    return true;
+    return ChangeOutputs([&] { std::swap(m_file, file); });
 }
 
 void LogWriter::SetStandardError(bool enabled) {
-    const std::lock_guard lock(m_mutex);
-    m_standardError = enabled;
+    static_cast<void>(ChangeOutputs([&] { m_standardErrorEnabled = enabled; }));
 }
 
 void LogWriter::SetSink(XalogSink sink, void* user) {
-    m_sink.Replace({sink, user});
+    SetHook(m_sink, m_hooksSet[kSink], {sink, user});
+}
+
+void LogWriter::SetProbe(XalogSink probe, void* user) {
+    SetHook(m_probe, m_hooksSet[kProbe], {probe, user});
+}
+
+template <typename Change>
+bool LogWriter::ChangeOutputs(Change&& change) {
+    Flush();
+    if (!m_turn.TakeFirst(kSettingLimit)) {
+        return false;
+    }
+    {
+        const std::lock_guard lock(m_mutex);
+        change();
+    }
+    m_turn.Give();
+    return true;
+}
+
+void LogWriter::SetHook(standins::CallbackSlot<Hook>& slot, Hook& kept, const Hook& hook) {
+    Flush();
+    {
+        const std::lock_guard lock(m_mutex);
+        kept = hook;
+    }
+    slot.Replace(hook);
 }
 
 void LogWriter::Flush() {
-    const std::lock_guard lock(m_mutex);
-    if (m_file.is_open()) {
-        m_file.flush();
+    std::unique_lock lock(m_mutex);
+    if (!m_started || m_thread == std::this_thread::get_id()) {
+        return;
     }
-    std::fflush(stderr);
+    const std::uint64_t ticket = ++m_flushesAsked;
+    m_flushUpTo = m_queue.LinesPut();
+    m_wake.notify_one();
+    m_flushed.wait_for(lock, kFlushLimit, [&] { return m_flushesDone >= ticket; });
+}
+
+void LogWriter::WriteRemaining(bool othersAreGone) noexcept {
+    if (!m_turn.TakeFirst(othersAreGone ? 0ms : kRemainderLimit) && !othersAreGone) {
+        return;
+    }
+    const auto end = Clock::now() + kRemainderLimit;
+    ForEachOutput([](LogOutput& output) { output.SetPatience(kRemainderPatience); });
+    std::uint64_t lost = 0;
+    while (const LineQueue::Line* const line = m_queue.Front()) {
+        if (Clock::now() < end) {
+            ForEachOutput([&](LogOutput& output) { output.Write(*line); });
+        } else {
+            lost += 1 + line->lostBefore;
+        }
+        m_queue.Pop();
+    }
+    lost += m_queue.TakeLost();
+    ForEachOutput([&](LogOutput& output) {
+        output.CountLost(lost);
+        output.WriteCounts();
+    });
+    m_turn.Give();
 }
 
 }  // namespace xalog

@@ -1,5 +1,6 @@
 #include "module/log/xalog.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -8,28 +9,65 @@
 #include <new>
 
 #include "standins/xalog/log_writer.h"
+#include "standins/xalog/process.h"
 #include "standins/xalog/xalog_host.h"
 
 namespace {
-
-using xalog::kStampSize;
 
 constexpr std::int32_t kDefaultLevel = 4;
 
 // Constant-initialised and never destroyed: asked on every line, at any time of the process.
 constinit std::atomic<std::int32_t> g_level{kDefaultLevel};
 
-// Leaked on purpose: threads may log while the process's statics are being destroyed. Null when
-// the machine had no memory for it; then nothing is written.
-xalog::LogWriter* Writer() noexcept {
-    static xalog::LogWriter* const writer = []() -> xalog::LogWriter* {
+// Never destroyed: threads may log while the process's statics are being destroyed. Null when the
+// machine had no memory for it; then nothing is written.
+constinit std::atomic<xalog::LogWriter*> g_writer{nullptr};
+
+xalog::LogWriter* NewWriter() noexcept {
+    try {
+        return new xalog::LogWriter;
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+template <typename Work>
+void IfThereIsAWriter(Work&& work) noexcept {
+    if (xalog::LogWriter* const writer = g_writer.load(); writer != nullptr) {
+        work(*writer);
+    }
+}
+
+void WriteAtTheEnd(bool othersAreGone) noexcept {
+    IfThereIsAWriter([&](xalog::LogWriter& writer) { writer.WriteRemaining(othersAreGone); });
+}
+void BeforeFork() noexcept {
+    IfThereIsAWriter([](xalog::LogWriter& writer) { writer.LockForFork(); });
+}
+void AfterForkInParent() noexcept {
+    IfThereIsAWriter([](xalog::LogWriter& writer) { writer.UnlockForFork(); });
+}
+void AfterForkInChild() noexcept {
+    IfThereIsAWriter([](xalog::LogWriter& parents) {
         try {
-            return new xalog::LogWriter;
+            g_writer.store(xalog::LogWriter::InForkedChild(parents));
         } catch (...) {
-            return nullptr;
+            g_writer.store(nullptr);
         }
+    });
+}
+
+xalog::LogWriter* Writer() noexcept {
+    // On first use, which may be before this library's own statics are made.
+    [[maybe_unused]] static const bool made = [] {
+        xalog::LogWriter* const writer = NewWriter();
+        g_writer.store(writer);
+        if (writer != nullptr) {
+            xalog::WatchProcess({WriteAtTheEnd, BeforeFork, AfterForkInParent, AfterForkInChild});
+        }
+        return true;
     }();
-    return writer;
+    return g_writer.load();
 }
 
 // At the loading of the library, before anyone can ask for the level.
@@ -44,43 +82,39 @@ xalog::LogWriter* Writer() noexcept {
     return Writer() != nullptr;
 }();
 
-// Most lines fit the stack; a longer one is formatted a second time, on the heap.
-constexpr std::size_t kUsualLine = 1024;
-constexpr std::size_t kLineEnd = 1;
+// Most messages fit the stack; a longer one is formatted a second time, on the heap.
+constexpr std::size_t kUsualMessage = 1024;
 
 void Print(xalog::LogWriter& writer, std::int32_t level, const char* format, va_list arguments) {
-    char usual[kStampSize + kUsualLine + kLineEnd];
+    char usual[kUsualMessage + 1];
     va_list again;
     va_copy(again, arguments);
-    const int formatted =
-        std::vsnprintf(usual + kStampSize, kUsualLine + kLineEnd, format, arguments);
+    const int formatted = std::vsnprintf(usual, sizeof usual, format, arguments);
     // A text that cannot be formatted (a wide character without a counterpart) leaves its format.
     const bool unformatted = formatted < 0;
-    std::size_t size = 0;
-    if (unformatted) {
-        size = static_cast<std::size_t>(
-            std::snprintf(usual + kStampSize, kUsualLine + kLineEnd, "%s", format));
-    } else {
-        size = static_cast<std::size_t>(formatted);
-    }
+    std::size_t size = static_cast<std::size_t>(
+        unformatted ? std::snprintf(usual, sizeof usual, "%s", format) : formatted);
+    size = std::min(size, xalog::kLongestMessage);
 
-    char* line = usual;
+    char* message = usual;
     std::unique_ptr<char[]> longer;
-    if (size > kUsualLine) {
-        longer.reset(new (std::nothrow) char[kStampSize + size + kLineEnd]);
+    if (size > kUsualMessage) {
+        longer.reset(new (std::nothrow) char[size + 1]);
         if (longer == nullptr) {
-            size = kUsualLine;  // better a line cut short than none
+            size = kUsualMessage;  // better a line cut short than none
         } else {
-            line = longer.get();
+            message = longer.get();
             if (unformatted) {
-                std::snprintf(line + kStampSize, size + kLineEnd, "%s", format);
+                std::snprintf(message, size + 1, "%s", format);
             } else {
-                std::vsnprintf(line + kStampSize, size + kLineEnd, format, again);
+                std::vsnprintf(message, size + 1, format, again);
             }
         }
     }
     va_end(again);
-    writer.Write(level, line, xalog::MakeOneLine(line + kStampSize, size));
+    size = xalog::MakeOneLine(message, size);
+    message[size] = '\0';
+    writer.Write(level, message, size);
 }
 
 // Logging never fails its caller, and no exception crosses into a program of another runtime.
@@ -132,6 +166,10 @@ void XalogHost_SetStandardError(bool enabled) {
 
 void XalogHost_SetSink(XalogSink sink, void* user) {
     WithWriter([&](xalog::LogWriter& writer) { writer.SetSink(sink, user); });
+}
+
+void XalogHost_SetProbe(XalogSink probe, void* user) {
+    WithWriter([&](xalog::LogWriter& writer) { writer.SetProbe(probe, user); });
 }
 
 void XalogHost_Flush() {

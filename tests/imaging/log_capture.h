@@ -16,12 +16,12 @@ class LogCapture {
   public:
     LogCapture() : m_level(Xalog_GetCurrentLevel()) {
         XalogHost_SetStandardError(false);
-        XalogHost_SetSink(&LogCapture::OnLine, this);
+        XalogHost_SetProbe(&LogCapture::OnLine, this);
         Xalog_ResetLevel(1);
     }
     ~LogCapture() {
         Xalog_ResetLevel(m_level);
-        XalogHost_SetSink(nullptr, nullptr);
+        XalogHost_SetProbe(nullptr, nullptr);
     }
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;

@@ -130,8 +130,8 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
     Xalog_ResetLevel(kErrorLevel);
     const std::uint32_t overlaps = KZSim_EnumerationOverlaps();
     ModuleHost host(kThreeCameras);
-    // The sink's lock would order the threads for ThreadSanitizer.
-    XalogHost_SetSink(nullptr, nullptr);
+    // The probe's lock would order the threads for ThreadSanitizer.
+    XalogHost_SetProbe(nullptr, nullptr);
     std::atomic<int> offers{0};
     std::atomic<bool> calm{false};
     host.onProcedure = [&](std::int32_t procedure, std::uint32_t) -> std::uint32_t {

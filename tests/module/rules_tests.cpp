@@ -8,7 +8,6 @@
 #include "camera/device_tables.h"
 #include "camera/sdk/pixel_format.h"
 #include "imaging/frame_rules.h"
-#include "module/camera_module.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "params/value_text.h"
@@ -136,10 +135,6 @@ TEST(FrameRules, GiveTheDecoderRoomByTheFirstBitThatMatches) {
     EXPECT_EQ(bytes(64), 8U);
     EXPECT_EQ(bytes(1), 3U);
     EXPECT_EQ(ImageBytes(65535, 65535, 3), 12'884'508'675ULL);
-}
-
-TEST(NotifyEvent, WithoutAModuleAnswersZero) {
-    EXPECT_EQ(CCameraModule::NotifyEvent(kNotifyRelationsChanged, nullptr, nullptr), kOk);
 }
 
 TEST(LogPrefix, NamesTheLibraryWithoutFolderAndLastEnding) {

@@ -121,7 +121,7 @@ std::string Jpeg(const std::vector<int>& levels, bool invertedInks) {
     // A constant block is its mean times eight.
     const std::string quantisation = std::string(64, '\x8');
     const std::string mark =
-        invertedInks ? JpegSegment(0xEE, "Adobe" + Big(100, 2) + Big(0, 5)) : "";
+        invertedInks ? JpegSegment(0xEE, "Adobe" + Big(100, 2) + Big(0, 4) + Big(0, 1)) : "";
     return "\xFF\xD8" + mark + JpegSegment(0xDB, '\0' + quantisation) + JpegSegment(0xC0, frame) +
            JpegSegment(0xC4, '\0' + oneCodeOfOneBit + '\7') +
            JpegSegment(0xC4, '\x10' + oneCodeOfOneBit + '\0') + JpegSegment(0xDA, scan) + data +

@@ -6,11 +6,13 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -18,6 +20,22 @@
 
 #include "camera/sdk/pixel_format.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
+
+// On Linux the library allocates through these; on Windows it has its own.
+namespace {
+std::atomic<int> allocationsToFailure{-1};  // below 0: none fails
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    const bool fails = allocationsToFailure >= 0 && allocationsToFailure-- == 0;
+    void* const block = fails ? nullptr : std::malloc(size);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
 
 namespace {
 
@@ -650,6 +668,41 @@ TEST_F(KZCameraControl, ASlowCallHoldsUpTheOthersOfItsHandle) {
 }
 
 // --- All at once
+
+// Whichever allocation it is that fails, on a caller's thread or on the camera's.
+TEST_F(KZCameraControl, AnswersWithACodeWhereMemoryRunsOut) {
+    Configure("gige serial=S1 width=64 height=48 rate=1000");
+    const CameraDeviceInfo record = Record();
+    std::atomic<int> frames{0};
+    const auto count = [](std::uint8_t*, FrameOutInfo*, void* user) {
+        ++*static_cast<std::atomic<int>*>(user);
+    };
+    bool failed = true;
+    for (int allowed = 0; failed; ++allowed) {
+        SCOPED_TRACE(allowed);
+        frames = 0;
+        KZHandle handle = nullptr;
+        allocationsToFailure = allowed;
+        const std::uint32_t codes[] = {
+            KZ_CC_CreateHandle(&handle, &record), KZ_CC_OpenDevice(handle, KZ_ACCESS_CONTROL, 0),
+            KZ_CC_RegisterEventCallBackEx(
+                handle, "FrameStart", [](KZEventInfo*, void*) {}, nullptr),
+            KZ_CC_RegisterImageCallBackEx(handle, count, &frames), KZ_CC_StartGrabbing(handle)};
+        const bool grabs = codes[3] == KZ_CC_OK && codes[4] == KZ_CC_OK;
+        const auto end = std::chrono::steady_clock::now() + kPatience;
+        while (grabs && frames < 3 && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(1ms);
+        }
+        failed = allocationsToFailure.exchange(-1) < 0;
+        for (const std::uint32_t code : codes) {
+            EXPECT_THAT(code, testing::AnyOf(KZ_CC_OK, KZ_CC_E_RESOURCE, KZ_CC_E_HANDLE,
+                                             KZ_CC_E_CALL_ORDER));
+        }
+        EXPECT_TRUE(!grabs || frames >= 3) << "its thread goes on";
+        EXPECT_EQ(KZ_CC_DestroyHandle(handle), handle == nullptr ? KZ_CC_E_HANDLE : KZ_CC_OK);
+        EXPECT_LT(allowed, 10'000);
+    }
+}
 
 TEST_F(KZCameraControl, BearsEveryThreadBusyWhileTheCameraComesAndGoes) {
     std::atomic<bool> running{true};

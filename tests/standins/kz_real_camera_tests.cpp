@@ -3,9 +3,14 @@
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <linux/capability.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -13,7 +18,8 @@
 #include <vector>
 
 #include "camera/sdk/kz_camera_control.h"
-#include "standins/kz_camera_control/linux/frame_stream.h"
+#include "standins/kz_camera_control/aravis/frame_numbers.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
 #include "tests/support/fake_gige_camera.h"
 
 namespace {
@@ -274,6 +280,80 @@ class TriggeredCamera : public OpenCamera {
     }
 };
 
+// The smallest frame there is consists of one packet with pixels.
+TEST_F(TriggeredCamera, SendsAFrameOfASinglePacket) {
+    ASSERT_EQ(KZ_CC_StopGrabbing(m_handle), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "Width", 64), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "Height", 64), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_SetIntValue(m_handle, "GevSCPSPacketSize", 9000), KZ_CC_OK);
+    ASSERT_EQ(KZ_CC_StartGrabbing(m_handle), KZ_CC_OK);
+    EXPECT_TRUE(FrameComes());
+}
+
+void GiveUpPacketSockets() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[_LINUX_CAPABILITY_U32S_3]{};
+    ::syscall(SYS_capget, &header, sets);
+    sets[0].effective &= ~(1U << CAP_NET_RAW);
+    ::syscall(SYS_capset, &header, sets);
+}
+
+// In a process of its own, where nobody has looked for packet sockets before.
+TEST_F(OpenCamera, StreamsWithoutTheRightToAPacketSocketAndSaysSo) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            GiveUpPacketSockets();
+            const bool started = KZ_CC_StartGrabbing(m_handle) == KZ_CC_OK;
+            std::_Exit(started && m_frames.Await(3) && m_frames.Take()[0].whole ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "CAP_NET_RAW");
+}
+
+// No thread can be had while this lives: a stack that large has no room.
+class NoThreads {
+  public:
+    NoThreads() {
+        pthread_getattr_default_np(&m_before);
+        pthread_attr_t attributes{};
+        pthread_getattr_default_np(&attributes);
+        pthread_attr_setstacksize(&attributes, std::size_t{1} << 46);
+        pthread_setattr_default_np(&attributes);
+        pthread_attr_destroy(&attributes);
+    }
+    ~NoThreads() {
+        pthread_setattr_default_np(&m_before);
+        pthread_attr_destroy(&m_before);
+    }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+
+  private:
+    pthread_attr_t m_before{};
+};
+
+TEST_F(OpenCamera, AnswersWithACodeWhereNoThreadCanBeStarted) {
+    const FakeGigECamera otherCamera(CameraAddress(6), CameraSerial(6));
+    ASSERT_EQ(KZSim_Configure("usb3 serial=S1"), 0U);
+    CameraDeviceInfo simulated{};
+    simulated.transportType = KZ_TRANSPORT_USB3;
+    std::strcpy(simulated.usb3.serialNumber, "S1");
+    for (const CameraDeviceInfo& record : {RecordOf(CameraSerial(6), Address(6)), simulated}) {
+        const Handle handle(record);
+        {
+            const NoThreads none;
+            EXPECT_EQ(handle.Open(), KZ_CC_E_RESOURCE);
+        }
+        ASSERT_EQ(handle.OpenPatiently(), KZ_CC_OK);
+        {
+            const NoThreads none;
+            EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_E_RESOURCE);
+        }
+        EXPECT_EQ(KZ_CC_StartGrabbing(handle), KZ_CC_OK);
+    }
+    EXPECT_EQ(KZSim_Configure(""), 0U);
+}
+
 // Whose packets fill the line while this one's stream is made, with numbers a little ahead of its
 // own: taken for this one's, they would make every frame of it a late one.
 TEST_F(TriggeredCamera, HearsNothingOfAnotherThatStreams) {
@@ -296,16 +376,40 @@ TEST_F(TriggeredCamera, HearsNothingOfAnotherThatStreams) {
 }
 
 TEST(FrameNumbers, TellHowManyFramesWentBy) {
-    EXPECT_EQ(kz::FramesBetween(0, 65401), 0U) << "the first one seen";
-    EXPECT_EQ(kz::FramesBetween(5, 6), 0U);
-    EXPECT_EQ(kz::FramesBetween(5, 9), 3U);
-    // No frame of GigE Vision's 16 bits has the number 0.
-    EXPECT_EQ(kz::FramesBetween(65535, 1), 0U);
-    EXPECT_EQ(kz::FramesBetween(65534, 3), 3U);
-    EXPECT_EQ(kz::FramesBetween(9, 7), 0U) << "a late one";
-    EXPECT_EQ(kz::FramesBetween(9, 9), 0U);
-    EXPECT_EQ(kz::FramesBetween(65535, 65536), 0U) << "more than 16 bits";
-    EXPECT_EQ(kz::FramesBetween(1'000'000, 1), 0U) << "counted anew";
+    struct Case {
+        const char* name;
+        std::vector<std::uint64_t> numbers;
+        std::int64_t missing;
+    };
+    for (const Case& each : std::initializer_list<Case>{
+             {"the first one seen", {65401}, 0},
+             {"one after the other", {1, 2, 3}, 0},
+             {"gaps", {5, 9, 10, 12}, 4},
+             {"the wrap passes over 0", {65534, 65535, 1, 2}, 0},
+             {"a gap at the wrap", {65534, 3}, 3},
+             {"late: no longer missing", {5, 8, 6, 9}, 1},
+             {"all of a gap late", {5, 8, 7, 6, 9}, 0},
+             {"late over the wrap", {65533, 1, 65534, 2, 65535}, 0},
+             {"double", {5, 6, 6, 7}, 0},
+             {"a late one that is double", {5, 8, 6, 6, 9}, 1},
+             {"late before the first one seen", {5, 4, 6}, 0},
+             {"too late for the gap to be known", {5, 300, 190, 191}, 294},
+             {"counted anew", {1'000'000, 1, 2, 4}, 1},
+             {"counted anew with 16 bits", {40'000, 1, 3}, 1},
+             {"a long gap with 16 bits", {5, 60'000}, 59'994},
+             {"counted anew soon", {60, 1, 2, 62}, 1},
+             {"64-bit numbers do not wrap", {65535, 65536, 65538}, 1},
+             {"late among 64-bit numbers", {65534, 65537, 65535, 65538}, 1},
+             {"a gap among 64-bit numbers", {70'000, 170'000}, 99'999},
+             {"64-bit numbers at their end", {UINT64_MAX - 1, UINT64_MAX}, 0},
+         }) {
+        kz::FrameNumbers numbers;
+        std::int64_t missing = 0;
+        for (const std::uint64_t number : each.numbers) {
+            missing += kz::CountUnseen(numbers, number);
+        }
+        EXPECT_EQ(missing, each.missing) << each.name;
+    }
 }
 
 class CameraOnABadLine : public OpenCamera {

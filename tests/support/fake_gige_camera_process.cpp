@@ -69,6 +69,11 @@ int main(int count, char** arguments) {
     if (camera == nullptr || !arv_gv_fake_camera_is_running(camera)) {
         return EXIT_FAILURE;
     }
+    // Large enough for the frames that strain a receiver most.
+    constexpr guint32 kSensorSize = 4096;
+    ArvFakeCamera* const sensor = arv_gv_fake_camera_get_fake_camera(camera);
+    arv_fake_camera_write_register(sensor, ARV_FAKE_CAMERA_REGISTER_SENSOR_WIDTH, kSensorSize);
+    arv_fake_camera_write_register(sensor, ARV_FAKE_CAMERA_REGISTER_SENSOR_HEIGHT, kSensorSize);
     constexpr double kThousand = 1000.0;
     g_object_set(camera, "gvsp-lost-ratio", std::atof(arguments[3]) / kThousand, nullptr);
     if (::write(STDOUT_FILENO, "\n", 1) != 1) {

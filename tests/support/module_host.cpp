@@ -44,14 +44,14 @@ ModuleHost::~ModuleHost() {
     ModuleFrame_DestroyHandle(m_handle);
     if (m_watches) {
         ModuleFrame_SetObserver(nullptr);
-        XalogHost_SetSink(nullptr, nullptr);
+        XalogHost_SetProbe(nullptr, nullptr);
         KZSim_Configure("");
     }
 }
 
 void ModuleHost::Watch() {
     XalogHost_SetStandardError(false);
-    XalogHost_SetSink(&OnLogLine, this);
+    XalogHost_SetProbe(&OnLogLine, this);
     const ModuleFrameObserver observer{this, &OnReport, &OnBinaryData, &OnTryRunProcedure};
     ModuleFrame_SetObserver(&observer);
     m_watches = true;
