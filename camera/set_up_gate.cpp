@@ -6,8 +6,8 @@ namespace cam {
 
 namespace {
 
-// A set-up takes as long as its calls of the SDK and the host's answers to its notices. The bound
-// is for a host that answers a notice only when a feature call of another thread has returned.
+// A set-up lasts as long as its SDK calls and the host's handling of its notices. The bound is for
+// a host that returns from a notice only when a feature call of another thread has returned.
 constexpr std::chrono::seconds kSetUpWait{10};
 
 }  // namespace
