@@ -20,15 +20,15 @@
 
 namespace kz {
 
-// `pixelType` with or without the compressed bit. The compressed length; 0 when `capacity` does not
-// suffice. The worst case takes a header and one byte in 128 more than the frame.
+// `pixelType` with or without the compressed bit. Returns the compressed length; 0 when `capacity`
+// is too small. The worst case takes a header and one byte in 128 more than the frame.
 [[nodiscard]] std::uint32_t CompressFrame(std::uint32_t pixelType, const std::uint8_t* pixels,
                                           std::uint32_t length, std::uint8_t* destination,
                                           std::uint32_t capacity);
 
-// Gives back the frame, with `decodedLength` and `decodedPixelType` (without the compressed bit)
-// filled; what follows the last packet is ignored. The source may be any bytes; nothing outside it
-// is read, nothing outside the destination written. On an error both stay 0:
+// Restores the frame and sets `decodedLength` and `decodedPixelType` (without the compressed bit);
+// ignores what follows the last packet. The source may be any bytes; nothing outside it is read,
+// nothing outside the destination written. On an error both are 0:
 //   KZ_CC_E_PARAMETER      a null pointer
 //   KZ_CC_E_NOT_SUPPORTED  not a frame of this compression
 //   KZ_CC_E_RESOURCE       the destination is too small for the frame
