@@ -3,7 +3,7 @@
 # `setup.sh test` (the default) what building, testing and checking on both systems needs.
 set -euo pipefail
 
-# libusb and libxml2 are asked for by the pkg-config files of libaravis-dev, which does not bring them all.
+# The pkg-config files of libaravis-dev require libusb and libxml2, which it does not install.
 demo=(g++ cmake ninja-build pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev zlib1g-dev
     aravis-tools libstb-dev libtiff-dev libjpeg-dev)
 test=("${demo[@]}" binutils googletest g++-mingw-w64-x86-64-posix wine wine64

@@ -4,12 +4,12 @@
 //    0  u32  magic, "KZF1"
 //    4  u32  pixel type, without the compressed bit
 //    8  u32  length of the frame in bytes
-//   12       packets, until they have given the whole frame
+//   12       packets that make up the whole frame
 //
 // Before it is packed, each byte is replaced by its difference (modulo 256) from the same byte of
-// the pixel before - of the group of pixels before, where pixels share bytes - so that ramps and
-// plain colours become runs. A packet begins with a control byte c:
-//   0 to 127    the next c + 1 bytes, as they stand
+// the previous pixel - or group of pixels, where pixels share bytes - so that ramps and plain
+// colours become runs. A packet begins with a control byte c:
+//   0 to 127    the next c + 1 bytes verbatim
 //   129 to 255  the next byte, 257 - c times
 //   128         is not used
 #pragma once

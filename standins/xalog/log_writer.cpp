@@ -13,10 +13,10 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kTurnPause = 1ms;
-constexpr auto kCountsInterval = 1s;  // a repetition is told of after this at the latest
+constexpr auto kCountsInterval = 1s;  // a repetition is reported after this at the latest
 constexpr auto kFlushLimit = 10s;
-constexpr auto kSettingLimit = 2s;    // a setting waits so long for a line being written
-constexpr auto kRemainderLimit = 2s;  // the end of the process, for all that is queued
+constexpr auto kSettingLimit = 2s;    // how long a setting waits for a line being written
+constexpr auto kRemainderLimit = 2s;  // limit at process exit for all queued lines
 constexpr auto kRemainderPatience = 100ms;
 
 enum HookPlace : std::size_t { kSink, kProbe };
@@ -80,7 +80,7 @@ void LogWriter::Write(std::int32_t level, const char* message, std::size_t size)
     bool started = false;
     bool asleep = false;
     {
-        // The stamp is taken inside, so that times never run backwards down the file.
+        // The time is taken under the lock, so that times in the file never decrease.
         const std::lock_guard lock(m_mutex);
         m_queue.Put(level, {message, size});
         StartThreadLocked();
@@ -176,7 +176,7 @@ void LogWriter::WriteCounts() {
     TellSinkOfLost(lost);
 }
 
-// What a sink throws ends with it: there is nobody to catch it.
+// Exceptions of a sink are swallowed: nothing else could catch them.
 void LogWriter::TellSink(std::int32_t level, const char* message) noexcept {
     try {
         m_sink.Run([&](const Hook& sink) { sink(level, message); });

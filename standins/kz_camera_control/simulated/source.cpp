@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint32_t kSubnetMask = 0xFFFFFF00;  // 255.255.255.0
 
-// `field` was zeroed and holds the text; the description saw to that.
+// `field` is zeroed and large enough for the text, as the description ensures.
 template <std::size_t Size>
 void Put(char (&field)[Size], std::string_view text) {
     text.copy(field, Size - 1);
