@@ -83,6 +83,17 @@ void MeasureIntake(CameraTool& tool) {
     }
 }
 
+// Of a size that no node has yet: its pages are populated first.
+void MeasureNewSize(CameraTool& tool) {
+    std::vector<double> times;
+    for (int block = 0; block < kBlocks; ++block) {
+        tool.UseFrame(2560, static_cast<std::uint16_t>(2048 + 64 * block));
+        times.push_back(Time([&] { tool.Deliver(); }) / 1e6);
+        tool.Free(tool.Take());
+    }
+    bench::Print("intake.new_size.2560x2048", times, "ms");
+}
+
 void MeasureKeepingUp(CameraTool& tool) {
     constexpr int kRounds = 30;
     tool.UseFrame(2560, 2048);
@@ -357,6 +368,10 @@ int main() {
     CameraTool tool;
     MeasureIntake(tool);
     MeasureKeepingUp(tool);
+    {
+        CameraTool fresh(2);
+        MeasureNewSize(fresh);
+    }
     MeasureCycle(tool);
     MeasureWakeUp(tool);
     MeasureTakingBesideConversions(tool);
