@@ -118,9 +118,10 @@ void MeasureKeepingUp(CameraTool& tool) {
 // The least that could do the module's work: a pool and a queue behind a lock, and a notice.
 class BareQueue {
   public:
-    explicit BareQueue(std::size_t size) : m_buffers(2, std::vector<std::uint8_t>(size)) {
-        for (std::vector<std::uint8_t>& buffer : m_buffers) {
-            m_free.push_back(buffer.data());
+    explicit BareQueue(std::size_t size)
+        : m_buffers(2, std::vector<CacheLine>(size / sizeof(CacheLine) + 1)) {
+        for (std::vector<CacheLine>& buffer : m_buffers) {
+            m_free.push_back(buffer.front().bytes);
         }
     }
     void Deliver(const std::vector<std::uint8_t>& pixels) {
@@ -149,7 +150,12 @@ class BareQueue {
     }
 
   private:
-    std::vector<std::vector<std::uint8_t>> m_buffers;
+    // Pixels begin at one, as in the module.
+    struct alignas(64) CacheLine {
+        std::uint8_t bytes[64];
+    };
+
+    std::vector<std::vector<CacheLine>> m_buffers;
     std::mutex m_lock;
     std::condition_variable m_arrived;
     std::vector<std::uint8_t*> m_free;
