@@ -65,9 +65,9 @@ double Median(std::vector<double> samples) {
 // Whole frames as they come, on the receiver's thread.
 class Counter {
   public:
-    void Add(std::uint32_t width) {
+    void Add(std::uint32_t width, std::uint64_t number) {
         const std::lock_guard lock(m_mutex);
-        const Moment now{Clock::now(), CpuSeconds()};
+        const Moment now{Clock::now(), CpuSeconds(), number};
         if (m_frames++ == 0) {
             m_first = now;
         }
@@ -90,10 +90,16 @@ class Counter {
         const std::lock_guard lock(m_mutex);
         return m_foreign;
     }
-    // Both from the first frame to the last one.
+    // All from the first frame to the last one.
     [[nodiscard]] double Rate() const {
         const std::lock_guard lock(m_mutex);
         return m_frames < 2 ? 0 : Intervals() / Seconds(m_last.time - m_first.time).count();
+    }
+    [[nodiscard]] std::uint64_t Lost() const {
+        constexpr std::uint64_t kNumbers = 65535;
+        const std::lock_guard lock(m_mutex);
+        return m_frames < 2 ? 0
+                            : (m_last.number + kNumbers - m_first.number) % kNumbers + 1 - m_frames;
     }
     [[nodiscard]] double CpuSecondsPerFrame() const {
         const std::lock_guard lock(m_mutex);
@@ -104,6 +110,7 @@ class Counter {
     struct Moment {
         Clock::time_point time;
         double cpu = 0;
+        std::uint64_t number = 0;
     };
     [[nodiscard]] double Intervals() const { return static_cast<double>(m_frames - 1); }
 
@@ -151,7 +158,7 @@ class StandIn final : public Receiver {
         Check(KZ_CC_CreateHandle(&m_handle, &record) == KZ_CC_OK, "no handle");
         Check(KZ_CC_OpenDevice(m_handle, KZ_ACCESS_CONTROL, 0) == KZ_CC_OK, "not opened");
         const auto onFrame = [](std::uint8_t*, FrameOutInfo* info, void* user) {
-            static_cast<Counter*>(user)->Add(info->width);
+            static_cast<Counter*>(user)->Add(info->width, info->frameNumber);
         };
         Check(KZ_CC_RegisterImageCallBackEx(m_handle, onFrame, &frames) == KZ_CC_OK, "no callback");
     }
@@ -224,7 +231,8 @@ class AravisAlone final : public Receiver {
                 continue;
             }
             if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
-                frames.Add(static_cast<std::uint32_t>(arv_buffer_get_image_width(buffer)));
+                frames.Add(static_cast<std::uint32_t>(arv_buffer_get_image_width(buffer)),
+                           arv_buffer_get_frame_id(buffer));
             }
             arv_stream_push_buffer(m_stream.get(), buffer);
         }
@@ -262,6 +270,7 @@ struct Contestant {
     std::function<std::unique_ptr<Receiver>(const FakeGigECamera&)> open;
     std::vector<double> rates = {};
     std::vector<double> cpus = {};
+    std::uint64_t framesLost = 0;
     int firstFramesLost = 0;
     std::uint64_t foreignFrames = 0;
     std::vector<double> startTimes = {};
@@ -302,6 +311,7 @@ void MeasureRate(const Setting& setting, int rounds) {
             std::this_thread::sleep_for(std::chrono::seconds(2));
             each->rates.push_back(receiver->frames.Rate());
             each->cpus.push_back(receiver->frames.CpuSecondsPerFrame());
+            each->framesLost += receiver->frames.Lost();
             receiver->Stop();
         }
     }
@@ -311,6 +321,11 @@ void MeasureRate(const Setting& setting, int rounds) {
     std::printf("gige_rate_aravis_%s: %.2f fps -\n", name.c_str(), Median(match.aravis.rates));
     std::printf("gige_rate_%s: %.2f fps >=%.2f\n", name.c_str(), Median(match.standIn.rates),
                 0.98 * Median(match.aravis.rates));
+    std::printf("gige_lost_aravis_%s: %llu frames -\n", name.c_str(),
+                static_cast<unsigned long long>(match.aravis.framesLost));
+    std::printf("gige_lost_%s: %llu frames <=%llu\n", name.c_str(),
+                static_cast<unsigned long long>(match.standIn.framesLost),
+                static_cast<unsigned long long>(match.aravis.framesLost));
     std::printf("gige_cpu_aravis_%s: %.0f us/frame -\n", name.c_str(),
                 Median(match.aravis.cpus) * 1e6);
     std::printf("gige_cpu_%s: %.0f us/frame <=%.0f\n", name.c_str(),
