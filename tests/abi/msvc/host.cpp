@@ -231,6 +231,7 @@ int Run() {
     XalogHost_SetSink(&OnLogLine, nullptr);
     Xalog_ResetLevel(1);
     Xalog_LogPrint(4, "%d %s %.2f %llu", -42, "text", 2.5, 4'294'967'296ULL);
+    XalogHost_Flush();
     Check(g_seen.arguments, "integer, text and double arrive in the log");
     const ModuleFrameObserver observer{nullptr, &OnReport, nullptr, &OnProcedure};
     ModuleFrame_SetObserver(&observer);
@@ -240,6 +241,7 @@ int Run() {
     CAbstractUserModule* const first = library.create(handle);
     Check(first != nullptr && first->m_hModule == handle,
           "a module is created, its handle in place");
+    XalogHost_Flush();
     Check(g_seen.initLine, "the module's log lines carry name, number and text");
     Check(first->Reserved() == 0, "slot 1 answers 0");
     Check(Set(first, "EnumCamera", "") == 0 && strstr(Get(first, "CameraName"), "A1") != nullptr,
