@@ -2,13 +2,14 @@
 // with its defaults: printed, never asserted. Both in turns in one run, so that the machine's moods
 // hit both; the camera is a process of its own on the loopback network.
 //
-// gige_bench [ROUNDS [STARTS]]: of a second each for either and every setting; starts of a camera,
-// every other one beside a camera that streams.
+// gige_bench [ROUNDS [STARTS]]: rounds of two seconds for either and every setting, and starts of a
+// camera, half of them beside one that streams.
 #include <arpa/inet.h>
 #include <arv.h>
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -21,6 +22,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "camera/sdk/kz_camera_control.h"
@@ -118,12 +120,26 @@ class Counter {
 class Receiver {
   public:
     virtual ~Receiver() = default;
-    virtual void Set(const Setting& setting) = 0;
+    void Set(const Setting& setting) {
+        SetInt("Width", setting.size);
+        SetInt("Height", setting.size);
+        SetInt("GevSCPSPacketSize", setting.packetSize);
+        SetInt("AcquisitionFramePeriod", setting.period);
+        if (setting.triggered) {
+            SetEntry("TriggerMode", "On");
+            SetEntry("TriggerSource", "Software");
+        }
+        frames.Expect(setting.size);
+    }
     virtual void Start() = 0;
     virtual void Trigger() = 0;
     virtual void Stop() = 0;
 
     Counter frames;
+
+  protected:
+    virtual void SetInt(const char* name, std::uint32_t value) = 0;
+    virtual void SetEntry(const char* name, const char* entry) = 0;
 };
 
 class StandIn final : public Receiver {
@@ -141,17 +157,6 @@ class StandIn final : public Receiver {
     }
     ~StandIn() override { (void)KZ_CC_DestroyHandle(m_handle); }
 
-    void Set(const Setting& setting) override {
-        SetInt("Width", setting.size);
-        SetInt("Height", setting.size);
-        SetInt("GevSCPSPacketSize", setting.packetSize);
-        SetInt("AcquisitionFramePeriod", setting.period);
-        if (setting.triggered) {
-            SetEntry("TriggerMode", "On");
-            SetEntry("TriggerSource", "Software");
-        }
-        frames.Expect(setting.size);
-    }
     void Start() override { Check(KZ_CC_StartGrabbing(m_handle) == KZ_CC_OK, "not started"); }
     void Trigger() override {
         Check(KZ_CC_SetCommandValue(m_handle, "TriggerSoftware") == KZ_CC_OK, "not triggered");
@@ -159,10 +164,10 @@ class StandIn final : public Receiver {
     void Stop() override { Check(KZ_CC_StopGrabbing(m_handle) == KZ_CC_OK, "not stopped"); }
 
   private:
-    void SetInt(const char* name, std::uint32_t value) {
+    void SetInt(const char* name, std::uint32_t value) override {
         Check(KZ_CC_SetIntValue(m_handle, name, value) == KZ_CC_OK, name);
     }
-    void SetEntry(const char* name, const char* entry) {
+    void SetEntry(const char* name, const char* entry) override {
         Check(KZ_CC_SetEnumValueByString(m_handle, name, entry) == KZ_CC_OK, name);
     }
 
@@ -183,17 +188,6 @@ class AravisAlone final : public Receiver {
     }
     ~AravisAlone() override { EndThread(); }
 
-    void Set(const Setting& setting) override {
-        SetInt("Width", setting.size);
-        SetInt("Height", setting.size);
-        SetInt("GevSCPSPacketSize", setting.packetSize);
-        SetInt("AcquisitionFramePeriod", setting.period);
-        if (setting.triggered) {
-            SetEntry("TriggerMode", "On");
-            SetEntry("TriggerSource", "Software");
-        }
-        frames.Expect(setting.size);
-    }
     void Start() override {
         const gint64 payload =
             arv_device_get_integer_feature_value(m_device.get(), "PayloadSize", nullptr);
@@ -242,12 +236,12 @@ class AravisAlone final : public Receiver {
         }
         m_stop = false;
     }
-    void SetInt(const char* name, std::uint32_t value) {
+    void SetInt(const char* name, std::uint32_t value) override {
         GError* error = nullptr;
         arv_device_set_integer_feature_value(m_device.get(), name, value, &error);
         Check(error == nullptr, name);
     }
-    void SetEntry(const char* name, const char* entry) {
+    void SetEntry(const char* name, const char* entry) override {
         GError* error = nullptr;
         arv_device_set_string_feature_value(m_device.get(), name, entry, &error);
         Check(error == nullptr, name);
@@ -265,7 +259,6 @@ class AravisAlone final : public Receiver {
 };
 
 struct Contestant {
-    const char* name;
     std::function<std::unique_ptr<Receiver>(const FakeGigECamera&)> open;
     std::vector<double> rates = {};
     std::vector<double> cpus = {};
@@ -274,10 +267,14 @@ struct Contestant {
     std::vector<double> startTimes = {};
 };
 
-std::vector<Contestant> Contestants() {
-    return {{"standin", [](const auto& camera) { return std::make_unique<StandIn>(camera); }},
-            {"aravis", [](const auto& camera) { return std::make_unique<AravisAlone>(camera); }}};
-}
+struct Match {
+    Contestant standIn{[](const auto& camera) { return std::make_unique<StandIn>(camera); }};
+    Contestant aravis{[](const auto& camera) { return std::make_unique<AravisAlone>(camera); }};
+
+    [[nodiscard]] std::array<Contestant*, 2> Round(int round) {
+        return round % 2 == 0 ? std::array{&standIn, &aravis} : std::array{&aravis, &standIn};
+    }
+};
 
 // Of memory that no cache holds, as a frame's is when it has come.
 double CopySeconds(std::size_t size) {
@@ -294,31 +291,39 @@ double CopySeconds(std::size_t size) {
 }
 
 void MeasureRate(const Setting& setting, int rounds) {
-    const FakeGigECamera camera(CameraAddress(1), CameraSerial(1));
-    auto contestants = Contestants();
+    const FakeGigECamera camera(CameraAddress(1), CameraSerial(1), 0,
+                                static_cast<int>(setting.size));
+    Match match;
     for (int round = 0; round < rounds; ++round) {
-        for (Contestant& each : contestants) {
-            const auto receiver = each.open(camera);
+        for (Contestant* const each : match.Round(round)) {
+            const auto receiver = each->open(camera);
             receiver->Set(setting);
             receiver->Start();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-            each.rates.push_back(receiver->frames.Rate());
-            each.cpus.push_back(receiver->frames.CpuSecondsPerFrame());
+            std::this_thread::sleep_for(std::chrono::seconds(2));
+            each->rates.push_back(receiver->frames.Rate());
+            each->cpus.push_back(receiver->frames.CpuSecondsPerFrame());
             receiver->Stop();
         }
     }
     const std::string name =
         std::to_string(setting.size) + "_" + std::to_string(setting.packetSize);
-    const Contestant& ours = contestants[0];
-    const Contestant& theirs = contestants[1];
     const double copy = CopySeconds(std::size_t{setting.size} * setting.size);
-    std::printf("gige_rate_aravis_%s: %.2f fps -\n", name.c_str(), Median(theirs.rates));
-    std::printf("gige_rate_%s: %.2f fps >=%.2f\n", name.c_str(), Median(ours.rates),
-                0.98 * Median(theirs.rates));
-    std::printf("gige_cpu_aravis_%s: %.0f us/frame -\n", name.c_str(), Median(theirs.cpus) * 1e6);
-    std::printf("gige_cpu_%s: %.0f us/frame <=%.0f\n", name.c_str(), Median(ours.cpus) * 1e6,
-                (Median(theirs.cpus) + copy) * 1e6);
+    std::printf("gige_rate_aravis_%s: %.2f fps -\n", name.c_str(), Median(match.aravis.rates));
+    std::printf("gige_rate_%s: %.2f fps >=%.2f\n", name.c_str(), Median(match.standIn.rates),
+                0.98 * Median(match.aravis.rates));
+    std::printf("gige_cpu_aravis_%s: %.0f us/frame -\n", name.c_str(),
+                Median(match.aravis.cpus) * 1e6);
+    std::printf("gige_cpu_%s: %.0f us/frame <=%.0f\n", name.c_str(),
+                Median(match.standIn.cpus) * 1e6, (Median(match.aravis.cpus) + copy) * 1e6);
     std::fflush(stdout);
+}
+
+void PrintStarts(const char* suffix, const Contestant& contestant, int starts, const char* goal) {
+    std::printf("gige_first_frames_lost%s: %d of_%d_starts %s\n", suffix,
+                contestant.firstFramesLost, starts, goal);
+    std::printf("gige_foreign_frames%s: %llu frames %s\n", suffix,
+                static_cast<unsigned long long>(contestant.foreignFrames), goal);
+    std::printf("gige_start%s: %.0f ms -\n", suffix, Median(contestant.startTimes) * 1e3);
 }
 
 void MeasureStarts(int starts) {
@@ -327,14 +332,14 @@ void MeasureStarts(int starts) {
     constexpr Setting kOurs{.triggered = true};
     constexpr int kStartsPerCamera = 10;
     constexpr Seconds kPatience{1};
-    auto contestants = Contestants();
+    Match match;
     for (int start = 0; start < starts; start += kStartsPerCamera) {
-        for (Contestant& each : contestants) {
+        for (Contestant* const each : match.Round(start / kStartsPerCamera)) {
             const FakeGigECamera camera(CameraAddress(1), CameraSerial(1));
             const FakeGigECamera otherCamera(CameraAddress(2), CameraSerial(2));
-            const auto other = each.open(otherCamera);
+            const auto other = each->open(otherCamera);
             other->Set(kOther);
-            const auto receiver = each.open(camera);
+            const auto receiver = each->open(camera);
             for (int index = 0; index < kStartsPerCamera; ++index) {
                 if (index == kStartsPerCamera / 2) {
                     other->Start();
@@ -343,24 +348,17 @@ void MeasureStarts(int starts) {
                 receiver->Set(kOurs);
                 const Clock::time_point begin = Clock::now();
                 receiver->Start();
-                each.startTimes.push_back(Seconds(Clock::now() - begin).count());
+                each->startTimes.push_back(Seconds(Clock::now() - begin).count());
                 receiver->Trigger();
-                each.firstFramesLost += receiver->frames.Await(1, kPatience) ? 0 : 1;
+                each->firstFramesLost += receiver->frames.Await(1, kPatience) ? 0 : 1;
                 receiver->Stop();
-                each.foreignFrames += receiver->frames.Foreign();
+                each->foreignFrames += receiver->frames.Foreign();
             }
             other->Stop();
         }
     }
-    for (const Contestant& each : contestants) {
-        const bool ours = each.name == std::string("standin");
-        const std::string tail = ours ? "" : std::string("_") + each.name;
-        std::printf("gige_first_frames_lost%s: %d of_%d_starts %s\n", tail.c_str(),
-                    each.firstFramesLost, starts, ours ? "0" : "-");
-        std::printf("gige_foreign_frames%s: %llu frames %s\n", tail.c_str(),
-                    static_cast<unsigned long long>(each.foreignFrames), ours ? "0" : "-");
-        std::printf("gige_start%s: %.0f ms -\n", tail.c_str(), Median(each.startTimes) * 1e3);
-    }
+    PrintStarts("", match.standIn, starts, "0");
+    PrintStarts("_aravis", match.aravis, starts, "-");
 }
 
 }  // namespace
@@ -373,8 +371,9 @@ int main(int count, char** arguments) {
             MeasureStarts(starts);
         }
         for (const std::uint32_t packetSize : {1500U, 9000U}) {
-            for (const auto& [size, period] :
-                 {std::pair{512U, 5'000U}, std::pair{2048U, 40'000U}, std::pair{4096U, 40'000U}}) {
+            for (const auto& [size, period] : {std::pair{512U, 10'000U}, std::pair{2048U, 50'000U},
+                                               std::pair{4096U, 200'000U}}) {
+                // Rates that the camera keeps up with, so that a lower one tells of lost frames.
                 if (rounds > 0) {
                     MeasureRate({size, packetSize, period, false}, rounds);
                 }
