@@ -70,6 +70,8 @@ void KZSim_UseRealCameras(bool use);
 //   fail=FUNCTION:CODE  calls of FUNCTION answer CODE and do nothing
 //   short=N         frames report N bytes less than they hold
 //   decode=CODE     decoding answers CODE               convert=CODE  conversion does
+//   stopswait=1     stopping, closing and destroying wait for the exception or event callback in
+//                   progress, too, except on its own thread
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices
 // The library's own functions, for slow and fail, are the enumerating ones.
 // Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.
