@@ -35,7 +35,8 @@ class CMyCamera {
     // SDK's optimal packet size.
     [[nodiscard]] Status Open(const CameraDeviceInfo* record);
     [[nodiscard]] Status Open(const GenTLDeviceInfo* record);
-    void Close();
+    // kOk without an open camera, too.
+    [[nodiscard]] Status Close();
 
     // Destroys the handle of a lost camera without closing the device. `openId` is the OpenId()
     // when the loss was detected: a camera opened since then is not touched. False: gave way, and

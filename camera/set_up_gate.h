@@ -20,16 +20,24 @@ class SetUpGate {
     SetUpGate& operator=(const SetUpGate&) = delete;
 
     // One set-up, from before the open to the end of the replay; may nest on one thread. Waits for
-    // feature calls in progress, which are SDK calls.
+    // feature calls in progress, which are SDK calls. False: nothing may be set up, because this is
+    // a thread of the SDK, and one of those calls stops the camera, which may wait for this thread.
     class SetUp {
       public:
-        explicit SetUp(SetUpGate& gate) : m_gate(gate) { m_gate.Enter(); }
-        ~SetUp() { m_gate.Leave(); }
+        explicit SetUp(SetUpGate& gate) : m_gate(gate), m_entered(gate.Enter()) {}
+        ~SetUp() {
+            if (m_entered) {
+                m_gate.Leave();
+            }
+        }
         SetUp(const SetUp&) = delete;
         SetUp& operator=(const SetUp&) = delete;
 
+        [[nodiscard]] explicit operator bool() const { return m_entered; }
+
       private:
         SetUpGate& m_gate;
+        const bool m_entered;
     };
 
     // One feature read or write. False: the call must not be made, because this is a thread of the
@@ -56,7 +64,7 @@ class SetUpGate {
     [[nodiscard]] std::uint32_t Count() const { return m_count.Get(); }
 
   private:
-    void Enter() EXCLUDES(m_lock);
+    [[nodiscard]] bool Enter() EXCLUDES(m_lock);
     void Leave() EXCLUDES(m_lock);
     [[nodiscard]] bool EnterCall() EXCLUDES(m_lock);
     void LeaveCall() EXCLUDES(m_lock);

@@ -56,6 +56,9 @@ class StopGate {
     };
     [[nodiscard]] bool InCallback() const { return PlaceOfThisThread() != nullptr; }
 
+    // True on a thread of the SDK once a stop is announced.
+    [[nodiscard]] bool MustGiveWay() const { return InCallback() && StopUnderWay(); }
+
     // False on a thread that the SDK's stop would wait for: a frame or event thread. Then nothing
     // may be stopped, closed or opened; the second form logs so under the name `function`. The
     // exception thread may, because the SDK allows a lost camera's handle to be destroyed there.

@@ -34,7 +34,7 @@ build_and_test() {
     echo "== $preset"
     run_quietly cmake --preset "$preset" || return 1
     run_quietly cmake --build --preset "$preset" || return 1
-    if [[ "$preset" == windows ]]; then
+    if [[ "$preset" == mingw ]]; then
         start_wine || return 1
     fi
     # Most tests mainly wait: for a camera, a time-out, another process. A test that fails in parallel
@@ -52,7 +52,7 @@ build_and_test() {
         status=0
         ctest --preset "$preset" --rerun-failed --no-tests=error || status=1
     fi
-    if [[ "$preset" == windows ]]; then
+    if [[ "$preset" == mingw ]]; then
         stop_wine
         trap - EXIT
     fi

@@ -22,6 +22,9 @@ class CallInterceptor {
     // Runs inside the call, on its thread, with the handle's lock held if the function takes it;
     // may block. Other than 0: the call returns this and does nothing.
     virtual Code Enter(const Call& call) = 0;
+
+    // Whether stopping, closing and destroying wait for exception and event callbacks, too.
+    [[nodiscard]] virtual bool StopsWaitForNotices() const = 0;
 };
 
 }  // namespace kz

@@ -67,9 +67,11 @@ void KZSim_UseRealCameras(bool use);
 //   fail=FUNCTION:CODE  calls of FUNCTION answer CODE and do nothing
 //   short=N         frames report N bytes less than they hold
 //   decode=CODE     decoding answers CODE               convert=CODE  conversion does
-// interface=N:CODE ("") GenTL interface N cannot list its devices For the library itself, slow and
-// fail apply to the enumerating functions. Several are separated by blanks. CODEs are hexadecimal
-// with 0x or decimal. False: not understood.
+//   stopswait=1     stopping, closing and destroying wait for the exception or event callback in
+//                   progress, too, except on its own thread
+//   interface=N:CODE  ("") GenTL interface N cannot list its devices
+// For the library itself, slow and fail apply to the enumerating functions.
+// Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.
 bool KZSim_SetFaults(const char* serial, const char* faults);
 
 // Unplugs the device: its exception callback comes (KZ_EXCEPTION_DISCONNECTED), frames end, calls

@@ -30,6 +30,7 @@ class SimulatedCamera final : public CallInterceptor,
     [[nodiscard]] std::string UserName() const;
 
     Code Enter(const Call& call) override;
+    [[nodiscard]] bool StopsWaitForNotices() const override;
 
     Code Open(std::uint32_t accessMode, DeviceSink sink, std::unique_ptr<Device>& device);
 
