@@ -129,8 +129,7 @@ Status CameraConnection::Close(Chosen chosen) {
         return status;
     }
     if (chosen == Chosen::Yes) {
-        // Ahead of the notice, inside which a loss of this camera may look whether it was
-        // overtaken.
+        // Before the notice, inside which a loss of this camera may check whether it was overtaken.
         m_choices.Set(m_choices.Get() + 1);
     }
     m_events.GrabStartedEvent.Reset();

@@ -10,7 +10,7 @@ namespace {
 // a host that returns from a notice only when a feature call of another thread has returned.
 constexpr std::chrono::seconds kSetUpWait{10};
 
-// How often a set-up that waits for feature calls looks whether it has to give way.
+// How often a set-up that waits for feature calls checks whether it must give way.
 constexpr std::chrono::milliseconds kStopLook{2};
 
 }  // namespace

@@ -68,7 +68,7 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
     std::mutex m_mutex;  // guards the members below; never held while calling out
     std::condition_variable m_wake;
     std::condition_variable m_noticeDone;
-    std::thread::id m_noticeThread;  // the one inside an exception or event callback
+    std::thread::id m_noticeThread;  // inside an exception or event callback
     Registration<KZImageCallback> m_image;
     Registration<KZExceptionCallback> m_exception;
     std::map<std::string, Registration<KZEventCallback>, std::less<>> m_events;
