@@ -13,7 +13,7 @@
 
 namespace cam {
 
-// The host's buffer for one answer.
+// The host's buffer for one value.
 class Answer {
   public:
     Answer(char* buffer, std::int32_t size, std::uint32_t* length)

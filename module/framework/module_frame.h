@@ -29,7 +29,7 @@ static_assert(offsetof(ModuleParamList, entries) == 4);
 struct ModuleBinaryItem {
     char name[kFrameworkNameSize];
     std::uint32_t reserved0;
-    const void* data;  // owned by whoever filled the record, valid until its next save
+    const void* data;  // owned by the side that filled the record, valid until its next save
     std::uint32_t length;
     std::uint32_t reserved1;
 };
@@ -174,7 +174,7 @@ std::uint32_t CQ_M_NotifyDecGlobalCameraNum(void* handle, std::int32_t count,
 std::uint32_t CQ_M_SetNotifyEventCallback(void* handle, NotifyEventCallback callback,
                                           void* context);
 std::uint32_t CQ_M_GetModuleNodeInfo(std::int32_t moduleId, ModuleNodeInfo* info);
-// The number of buffer nodes the platform asks for.
+// The number of buffer nodes that the platform requests.
 std::uint32_t CQ_M_GetBufferNodeNum(std::uint32_t* number);
 std::uint32_t CQ_M_ReportData(void* handle, std::uint32_t code, const char* text,
                               std::uint32_t length);

@@ -243,7 +243,7 @@ void ConvertYuv422ToRgb8(const Picture& picture, std::uint8_t* destination) {
     }
 }
 
-// A run of a mosaic's line at full depth, with the samples beside it; at the borders of the frame
+// A run of a mosaic's line at full depth, with the adjacent samples; at the borders of the frame
 // those are mirrored.
 template <typename Samples>
 struct MosaicRun {

@@ -59,14 +59,14 @@ void KZSim_WrongWord(const char* description, char* word, std::uint32_t size);
 void KZSim_UseRealCameras(bool use);
 
 // Faults of one camera ("" = the library itself), instead of those set before ("" sets none):
-//   open=CODE       KZ_CC_OpenDevice answers CODE       create=CODE   KZ_CC_CreateHandle does
+//   open=CODE       KZ_CC_OpenDevice returns CODE       create=CODE   KZ_CC_CreateHandle does
 //   packet=N        the optimal packet size             missing=NAME  no such feature
-//   refuse=NAME:CODE  writes of NAME answer CODE        start=CODE / stop=CODE  grabbing calls do
-//   range=NAME:N    the next N writes of NAME answer KZ_CC_E_NODE_RANGE
+//   refuse=NAME:CODE  writes of NAME return CODE        start=CODE / stop=CODE  grabbing calls do
+//   range=NAME:N    the next N writes of NAME return KZ_CC_E_NODE_RANGE
 //   slow=FUNCTION:MS  calls of FUNCTION take MS longer ("KZ_CC_StopGrabbing")
-//   fail=FUNCTION:CODE  calls of FUNCTION answer CODE and do nothing
+//   fail=FUNCTION:CODE  calls of FUNCTION return CODE and do nothing
 //   short=N         frames report N bytes less than they hold
-//   decode=CODE     decoding answers CODE               convert=CODE  conversion does
+//   decode=CODE     decoding returns CODE               convert=CODE  conversion does
 //   stopswait=1     stopping, closing and destroying wait for the exception or event callback in
 //                   progress, too, except on its own thread
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices

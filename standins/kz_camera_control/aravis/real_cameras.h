@@ -10,7 +10,7 @@
 namespace kz {
 
 // GigE Vision by broadcast on every network card, USB3 Vision if the machine has USB. Aravis opens
-// with control access whatever access mode is asked for.
+// with control access, whatever access mode is requested.
 class RealCameraSource final : public DeviceSource {
   public:
     // Takes a second, while Aravis waits for answers.
