@@ -145,7 +145,7 @@ class CameraConnection {
     Relaxed<std::uint32_t> m_choices{0};
 
     Relaxed<bool> m_bGenTL{false};            // enumerate through GenTL producers
-    SharedText<kPathTextSize> m_szGenTLPath;  // their path; UTF-8
+    SharedText<kPathTextSize> m_szGenTLPath;  // of the producers; UTF-8
 
     mutable Lock m_savedDeviceLock{LockRank::Leaf, "saved device"};
     CameraDeviceInfo m_savedDevice GUARDED_BY(m_savedDeviceLock){};

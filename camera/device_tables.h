@@ -46,7 +46,7 @@ struct DeviceTables {
     // Refill one table by the SDK's discovery, which must not run twice at once on the machine.
     // Returns the SDK's status; each step is logged with `moduleId`.
     [[nodiscard]] Status EnumeratePlain(std::int32_t moduleId);
-    // `path` is that of the GenTL producers, in UTF-8.
+    // `path`: the folder of the GenTL producers, in UTF-8.
     [[nodiscard]] Status EnumerateGenTL(std::int32_t moduleId, const std::string& path);
 
     // The first record with that serial number.

@@ -306,7 +306,7 @@ using KZEventCallback = void (*)(KZEventInfo* event, void* user);
 
 // `transportMask`: KZ_TRANSPORT_... or-ed.
 std::uint32_t KZ_CC_EnumDevices(std::uint32_t transportMask, KZDeviceList* list);
-// `path`: that of the GenTL producers, in the system's single-byte code page.
+// `path`: the folder of the GenTL producers, in the system's single-byte code page.
 std::uint32_t KZ_CC_EnumInterfacesByGenTL(GenTLInterfaceList* list, const char* path);
 std::uint32_t KZ_CC_EnumDevicesByGenTL(const GenTLInterfaceInfo* interfaceInfo,
                                        GenTLDeviceList* list);
