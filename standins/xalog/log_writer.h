@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <thread>
 
 #include "standins/callback_slot.h"
@@ -81,7 +80,7 @@ class LogWriter {
     bool HandleNext();
     void WriteCounts();
     void TellSink(std::int32_t level, const char* message) noexcept;
-    void TellSinkOfLost(std::uint32_t lines);
+    void TellSinkOfLost(std::uint32_t lines) noexcept;
 
     // False when an output holds the thread up for too long.
     template <typename Change>
@@ -117,7 +116,7 @@ class LogWriter {
 
     standins::CallbackSlot<Hook> m_sink;
     standins::CallbackSlot<Hook> m_probe;
-    std::string m_sinkText;  // the thread's alone
+    std::array<char, kLongestMessage + 1> m_sinkText{};  // the thread's alone; never allocates
 };
 
 // Makes one line of a message: line ends behind it are cut off, every other control character
