@@ -130,7 +130,7 @@ pid_t Start(const char* pictureFolder, int failing, int* allocations) {
 
 // Under a sanitizer each session takes many times as long.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kStep = 23;
+constexpr int kStep = 11;
 #else
 constexpr int kStep = 1;
 #endif
