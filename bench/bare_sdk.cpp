@@ -1,6 +1,9 @@
 #include "bench/bare_sdk.h"
 
+#include <chrono>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "camera/sdk/pixel_format.h"
 
@@ -13,7 +16,8 @@ constexpr char kSerial[] = "BENCH";
 constexpr std::int32_t kPacketSize = 1500;
 int camera = 0;  // its address is the one handle
 
-CameraDeviceInfo record;
+std::vector<CameraDeviceInfo> records(1);
+std::chrono::milliseconds conversionTime{0};
 std::function<void()> trigger;
 bare_sdk::Callback imageCallback;
 
@@ -23,6 +27,12 @@ namespace bare_sdk {
 
 const char* Serial() {
     return kSerial;
+}
+void ListCameras(std::uint32_t count) {
+    records.resize(count);
+}
+void ConversionsTake(std::chrono::milliseconds duration) {
+    conversionTime = duration;
 }
 Callback ImageCallback() {
     return imageCallback;
@@ -36,10 +46,13 @@ void OnSoftwareTrigger(std::function<void()> onTrigger) {
 extern "C" {
 
 std::uint32_t KZ_CC_EnumDevices(std::uint32_t, KZDeviceList* list) {
-    record.transportType = KZ_TRANSPORT_GIGE;
-    std::memcpy(record.gige.serialNumber, kSerial, sizeof kSerial);
-    list->count = 1;
-    list->devices[0] = &record;
+    list->count = static_cast<std::uint32_t>(records.size());
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        records[i].transportType = KZ_TRANSPORT_GIGE;
+        const std::string serial = kSerial + (i == 0 ? std::string() : std::to_string(i));
+        serial.copy(records[i].gige.serialNumber, sizeof records[i].gige.serialNumber - 1);
+        list->devices[i] = &records[i];
+    }
     return KZ_CC_OK;
 }
 std::uint32_t KZ_CC_CreateHandle(KZHandle* handle, const CameraDeviceInfo*) {
@@ -145,8 +158,14 @@ std::uint32_t KZ_CC_GetAllMatchInfo(KZHandle, KZMatchInfo*) {
 std::uint32_t KZ_CC_HB_Decode(KZHandle, HbDecodeParam*) {
     return KZ_CC_E_NOT_SUPPORTED;
 }
-std::uint32_t KZ_CC_ConvertPixelType(KZHandle, PixelConvertParam*) {
-    return KZ_CC_E_NOT_SUPPORTED;
+std::uint32_t KZ_CC_ConvertPixelType(KZHandle, PixelConvertParam* param) {
+    const auto end = std::chrono::steady_clock::now() + conversionTime;
+    const std::uint32_t channels = param->destinationPixelType == pixel_format::kMono8 ? 1 : 3;
+    param->convertedLength = std::uint32_t{param->width} * param->height * channels;
+    do {
+        std::memset(param->destination, 0, param->convertedLength);
+    } while (std::chrono::steady_clock::now() < end);
+    return KZ_CC_OK;
 }
 
 }  // extern "C"

@@ -1,26 +1,21 @@
-// What the module costs a frame: printed, never asserted. Medians of one run, the compared things
-// measured in turns so that the machine's moods hit both.
-#include <algorithm>
+// What the module costs a frame on its way from the camera to the host.
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <functional>
 #include <mutex>
 #include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "bench/bare_sdk.h"
-#include "camera/sdk/pixel_format.h"
-#include "imaging/buffer_node.h"
-#include "module/exports.h"
-#include "module/framework/module_frame.h"
-#include "module/framework/status_codes.h"
+#include "bench/camera_tool.h"
+#include "bench/figures.h"
 #include "module/log/xalog.h"
-#include "standins/module_frame/module_frame_host.h"
 #include "standins/xalog/xalog_host.h"
 
 namespace {
@@ -45,132 +40,165 @@ void operator delete(void* block, std::size_t) noexcept {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using bench::CameraTool;
+using bench::Clock;
+using bench::kBlocks;
+using bench::Median;
+using bench::Quantile;
+using bench::Time;
 using Nanoseconds = std::chrono::duration<double, std::nano>;
+using namespace std::chrono_literals;
 
 constexpr int kLogOff = 100;
+constexpr double kTail = 0.99;
 
-double Median(std::vector<double>& samples) {
-    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-    std::nth_element(samples.begin(), middle, samples.end());
-    return *middle;
-}
-
-template <typename Work>
-double Time(Work&& work) {
-    const Clock::time_point start = Clock::now();
-    work();
-    return Nanoseconds(Clock::now() - start).count();
-}
-
-class Bench {
-  public:
-    Bench() : m_handle(ModuleFrame_CreateHandle(1, 0)), m_module(CreateModule(m_handle)) {
-        Set("TriggerProcessRunStatus", "False");
-        Set("AddRelateProc", "1");
-        ModuleFrame_RunNotifyEvent(m_handle, kNotifyRelationsChanged, nullptr);
-        Set("CameraName", bare_sdk::Serial());
-    }
-    ~Bench() {
-        DestroyModule(m_handle, m_module);
-        ModuleFrame_DestroyHandle(m_handle);
-    }
-    Bench(const Bench&) = delete;
-    Bench& operator=(const Bench&) = delete;
-
-    void Set(const char* key, const char* value) {
-        m_module->SetParam(key, value, static_cast<std::int32_t>(std::strlen(value)));
-    }
-
-    void UseFrame(std::uint16_t width, std::uint16_t height) {
-        m_pixels.assign(std::size_t{width} * height, 0x5A);
-        m_info = {};
-        m_info.width = width;
-        m_info.height = height;
-        m_info.pixelType = pixel_format::kMono8;
-        m_info.frameLength = static_cast<std::uint32_t>(m_pixels.size());
-    }
-
-    void Deliver() {
-        const bare_sdk::Callback callback = bare_sdk::ImageCallback();
-        ++m_info.frameNumber;
-        callback.function(m_pixels.data(), &m_info, callback.user);
-    }
-
-    cam::BufferNode Take() {
-        cam::BufferNode node;
-        std::uint32_t length = 0;
-        if (m_module->GetParam("CameraImage", reinterpret_cast<char*>(&node), sizeof node,
-                               &length) != cam::kOk) {
-            std::fprintf(stderr, "frame_path_bench: no image\n");
-            std::exit(1);
+void MeasureIntake(CameraTool& tool) {
+    struct Size {
+        const char* name;
+        std::uint16_t width;
+        std::uint16_t height;
+        int rounds;
+    };
+    for (const Size& size : {Size{"intake.640x480", 640, 480, 200},
+                             {"intake.1280x1024", 1280, 1024, 100},
+                             {"intake.2560x2048", 2560, 2048, 30},
+                             {"intake.4096x4096", 4096, 4096, 10}}) {
+        tool.UseFrame(size.width, size.height);
+        tool.Deliver();
+        tool.Free(tool.Take());  // its pages are there from now on
+        std::vector<double> ratios;
+        for (int block = 0; block < kBlocks; ++block) {
+            std::vector<double> copies;
+            std::vector<double> intakes;
+            for (int round = 0; round < size.rounds; ++round) {
+                intakes.push_back(Time([&] { tool.Deliver(); }));
+                const cam::BufferNode node = tool.Take();
+                copies.push_back(Time(
+                    [&] { std::memcpy(node.data, tool.Pixels().data(), tool.Pixels().size()); }));
+                tool.Free(node);
+            }
+            ratios.push_back(Median(intakes) / Median(copies));
         }
-        return node;
+        bench::Print(size.name, ratios, "of_memcpy");
     }
-    void Free(const cam::BufferNode& node) {
-        m_module->SetParam("FreeBuf", reinterpret_cast<const char*>(&node), sizeof node);
+}
+
+// Of a size that no node has yet: its pages are populated first.
+void MeasureNewSize(CameraTool& tool) {
+    std::vector<double> times;
+    for (int block = 0; block < kBlocks; ++block) {
+        tool.UseFrame(2560, static_cast<std::uint16_t>(2048 + 64 * block));
+        times.push_back(Time([&] { tool.Deliver(); }) / 1e6);
+        tool.Free(tool.Take());
     }
-    void Copy(const cam::BufferNode& node) {
-        std::memcpy(node.data, m_pixels.data(), m_pixels.size());
+    bench::Print("intake.new_size.2560x2048", times, "ms");
+}
+
+void MeasureKeepingUp(CameraTool& tool) {
+    constexpr int kRounds = 30;
+    tool.UseFrame(2560, 2048);
+    std::vector<std::uint8_t> hot(tool.Pixels().size());
+    std::vector<double> ratios;
+    for (int block = 0; block < kBlocks; ++block) {
+        std::vector<double> copies;
+        std::vector<double> cycles;
+        for (int round = 0; round < kRounds; ++round) {
+            cycles.push_back(Time([&] {
+                tool.Deliver();
+                tool.Free(tool.Take());
+            }));
+            copies.push_back(
+                Time([&] { std::memcpy(hot.data(), tool.Pixels().data(), hot.size()); }));
+        }
+        ratios.push_back(Median(cycles) / Median(copies));
+    }
+    bench::Print("keeping_up.2560x2048", ratios, "of_memcpy", "<=1.03");
+}
+
+// The least that could do the module's work: a pool and a queue behind a lock, and a notice.
+class BareQueue {
+  public:
+    explicit BareQueue(std::size_t size)
+        : m_buffers(2, std::vector<CacheLine>(size / sizeof(CacheLine) + 1)) {
+        for (std::vector<CacheLine>& buffer : m_buffers) {
+            m_free.push_back(buffer.front().bytes);
+        }
+    }
+    void Deliver(const std::vector<std::uint8_t>& pixels) {
+        std::uint8_t* buffer = nullptr;
+        {
+            const std::lock_guard hold(m_lock);
+            buffer = m_free.back();
+            m_free.pop_back();
+        }
+        std::memcpy(buffer, pixels.data(), pixels.size());
+        {
+            const std::lock_guard hold(m_lock);
+            m_queue.push_back(buffer);
+        }
+        m_arrived.notify_one();
+    }
+    std::uint8_t* Take() {
+        const std::lock_guard hold(m_lock);
+        std::uint8_t* const buffer = m_queue.front();
+        m_queue.pop_front();
+        return buffer;
+    }
+    void Free(std::uint8_t* buffer) {
+        const std::lock_guard hold(m_lock);
+        m_free.push_back(buffer);
     }
 
   private:
-    void* m_handle;
-    CAbstractUserModule* m_module;
-    std::vector<std::uint8_t> m_pixels;
-    FrameOutInfo m_info{};
+    // Pixels begin at one, as in the module.
+    struct alignas(64) CacheLine {
+        std::uint8_t bytes[64];
+    };
+
+    std::vector<std::vector<CacheLine>> m_buffers;
+    std::mutex m_lock;
+    std::condition_variable m_arrived;
+    std::vector<std::uint8_t*> m_free;
+    std::deque<std::uint8_t*> m_queue;
 };
 
-void MeasureIntake(Bench& bench) {
-    constexpr int kRounds = 400;
-    bench.UseFrame(2560, 2048);
-    std::vector<double> copies;
-    std::vector<double> intakes;
-    for (int round = 0; round < kRounds; ++round) {
-        intakes.push_back(Time([&] { bench.Deliver(); }));
-        const cam::BufferNode node = bench.Take();
-        copies.push_back(Time([&] { bench.Copy(node); }));
-        bench.Free(node);
-    }
-    const double copy = Median(copies);
-    const double intake = Median(intakes);
-    std::printf("intake of a 2560x2048 Mono8 frame    %10.1f us\n", intake / 1000);
-    std::printf("memcpy into the same buffer          %10.1f us\n", copy / 1000);
-    std::printf("ratio                                %10.3f\n", intake / copy);
-}
-
-void MeasureCycle(Bench& bench) {
-    constexpr int kRounds = 2000;
+void MeasureCycle(CameraTool& tool) {
+    constexpr int kRounds = 40;
     constexpr int kCyclesARound = 50;  // one is too short for the clock
-    bench.UseFrame(64, 64);
-    std::vector<double> copies;
-    std::vector<double> cycles;
-    copies.reserve(kRounds);
-    cycles.reserve(kRounds);
-    bench.Deliver();
-    const cam::BufferNode target = bench.Take();
-    bench.Deliver();  // the second node, which the cycles use
-    bench.Free(bench.Take());
-    const std::uint64_t before = allocations;
-    for (int round = 0; round < kRounds; ++round) {
-        cycles.push_back(Time([&] {
-            for (int i = 0; i < kCyclesARound; ++i) {
-                bench.Deliver();
-                bench.Free(bench.Take());
-            }
-        }));
-        copies.push_back(Time([&] {
-            for (int i = 0; i < kCyclesARound; ++i) {
-                bench.Copy(target);
-            }
-        }));
+    tool.UseFrame(64, 64);
+    BareQueue bare(tool.Pixels().size());
+    tool.Deliver();
+    tool.Free(tool.Take());
+    std::vector<double> ratios;
+    std::vector<double> absolute;
+    std::uint64_t allocated = 0;
+    for (int block = 0; block < kBlocks; ++block) {
+        std::vector<double> bares;
+        std::vector<double> cycles;
+        for (int round = 0; round < kRounds; ++round) {
+            const std::uint64_t before = allocations;
+            const double cycle = Time([&] {
+                for (int i = 0; i < kCyclesARound; ++i) {
+                    tool.Deliver();
+                    tool.Free(tool.Take());
+                }
+            });
+            allocated += allocations - before;
+            cycles.push_back(cycle / kCyclesARound);
+            bares.push_back(Time([&] {
+                                for (int i = 0; i < kCyclesARound; ++i) {
+                                    bare.Deliver(tool.Pixels());
+                                    bare.Free(bare.Take());
+                                }
+                            }) /
+                            kCyclesARound);
+        }
+        ratios.push_back(Median(cycles) / Median(bares));
+        absolute.push_back(Median(cycles));
     }
-    const std::uint64_t allocated = allocations - before;
-    bench.Free(target);
-    std::printf("cycle above its copy                 %10.1f ns\n",
-                (Median(cycles) - Median(copies)) / kCyclesARound);
-    std::printf("allocations in %d cycles         %10llu\n", kRounds * kCyclesARound,
-                static_cast<unsigned long long>(allocated));
+    bench::Print("cycle.64x64", absolute, "ns");
+    bench::Print("cycle.64x64.against_bare_queue", ratios, "ratio", "<=2.0");
+    bench::Print("cycle.allocations", {static_cast<double>(allocated)}, "in_30000", "<=0");
 }
 
 // A thread that does `work` each time it is asked to, and notes when it began.
@@ -239,50 +267,103 @@ class Signaller {
     std::thread m_thread;
 };
 
-void MeasureWakeUp(Bench& bench) {
-    constexpr int kRounds = 3000;
-    bench.UseFrame(64, 64);
+void MeasureWakeUp(CameraTool& tool) {
+    constexpr int kRounds = 200;
+    tool.UseFrame(64, 64);
 
     std::mutex lock;
     std::condition_variable arrived;
     bool there = false;
+    std::vector<std::uint8_t> target(tool.Pixels().size());
     Signaller bare([&] {
+        std::memcpy(target.data(), tool.Pixels().data(), target.size());
         {
             const std::lock_guard hold(lock);
             there = true;
         }
         arrived.notify_one();
     });
-    Signaller camera([&] { bench.Deliver(); });
+    Signaller camera([&] { tool.Deliver(); });
     bare_sdk::OnSoftwareTrigger([&] { camera.Ask(); });
 
-    std::vector<double> bares;
-    std::vector<double> images;
-    std::vector<double> intakes;  // by a thread that slept, like the one that wakes the host
-    for (int round = 0; round < kRounds; ++round) {
-        {
-            std::unique_lock hold(lock);
-            there = false;
-            bare.Ask();
-            arrived.wait(hold, [&] { return there; });
-            bares.push_back(Nanoseconds(Clock::now() - bare.Began()).count());
+    std::vector<double> middles;
+    std::vector<double> tails;
+    std::vector<double> callbacks;
+    std::vector<double> waits;
+    for (int block = 0; block < kBlocks; ++block) {
+        std::vector<double> bares;
+        std::vector<double> images;
+        std::vector<double> notices;
+        std::vector<double> intakes;
+        for (int round = 0; round < kRounds; ++round) {
+            {
+                std::unique_lock hold(lock);
+                there = false;
+                bare.Ask();
+                arrived.wait(hold, [&] { return there; });
+                bares.push_back(Nanoseconds(Clock::now() - bare.Began()).count());
+            }
+            notices.push_back(bare.WaitForWork());
+            const cam::BufferNode node = tool.Take();
+            images.push_back(Nanoseconds(Clock::now() - camera.Began()).count());
+            intakes.push_back(camera.WaitForWork());
+            tool.Free(node);
         }
-        const cam::BufferNode node = bench.Take();
-        images.push_back(Nanoseconds(Clock::now() - camera.Began()).count());
-        static_cast<void>(camera.WaitForWork());
-        bench.Free(node);
-        camera.Ask();
-        intakes.push_back(camera.WaitForWork());
-        bench.Free(bench.Take());
+        waits.push_back(Median(images) / 1000);
+        middles.push_back(Median(images) / Median(bares));
+        tails.push_back(Quantile(images, kTail) / Quantile(bares, kTail));
+        callbacks.push_back(Median(intakes) / Median(notices));
     }
     bare_sdk::OnSoftwareTrigger({});
-    const double image = Median(images);
-    const double intake = Median(intakes);
-    const double wakeUp = Median(bares);
-    std::printf("GetImage that waits, frame to host   %10.1f us\n", image / 1000);
-    std::printf("of that intake, nobody waiting       %10.1f us\n", intake / 1000);
-    std::printf("bare condition variable              %10.1f us\n", wakeUp / 1000);
-    std::printf("ratio of the wake-ups                %10.3f\n", (image - intake) / wakeUp);
+    bench::Print("get_image.waiting", waits, "us");
+    bench::Print("get_image.waiting.against_wake_up", middles, "ratio", "<=1.15");
+    bench::Print("get_image.waiting.against_wake_up.p99", tails, "ratio", "<=1.5");
+    bench::Print("callback_with_waiter.against_notify", callbacks, "ratio", "<=1.25");
+}
+
+// Frames that are converted keep the frame thread busy; one that is queued must not wait for that.
+void MeasureTakingBesideConversions(CameraTool& tool) {
+    constexpr int kFrames = 100;
+    constexpr auto kConversion = 15ms;
+    tool.Set("ImageCacheNum", std::to_string(2 * kFrames));
+    bare_sdk::ConversionsTake(kConversion);
+    std::vector<double> middles;
+    std::vector<double> tails;
+    for (int block = 0; block < kBlocks; ++block) {
+        tool.UseFrame(64, 64);
+        for (int frame = 0; frame < kFrames; ++frame) {
+            tool.Deliver();
+        }
+        tool.UseFrame(64, 64, pixel_format::kBayerRG8);
+        std::atomic<bool> stop{false};
+        std::atomic<int> converted{0};
+        std::thread camera([&] {
+            while (!stop) {
+                tool.Deliver();
+                ++converted;
+            }
+        });
+        std::vector<double> takes;
+        for (int frame = 0; frame < kFrames; ++frame) {
+            std::this_thread::sleep_for(1ms);
+            cam::BufferNode node;
+            takes.push_back(Time([&] { node = tool.Take(); }) / 1000);
+            tool.Free(node);
+        }
+        stop = true;
+        camera.join();
+        tool.Set("ClearCacheImage", "");
+        if (converted == 0) {
+            std::fprintf(stderr, "no conversion ran\n");
+            std::exit(1);
+        }
+        middles.push_back(Median(takes));
+        tails.push_back(Quantile(takes, kTail));
+    }
+    bare_sdk::ConversionsTake(0ms);
+    tool.UseFrame(64, 64);
+    bench::Print("queued_frame.beside_conversions", middles, "us");
+    bench::Print("queued_frame.beside_conversions.p99", tails, "us", "<=50");
 }
 
 }  // namespace
@@ -290,9 +371,15 @@ void MeasureWakeUp(Bench& bench) {
 int main() {
     XalogHost_SetStandardError(false);
     Xalog_ResetLevel(kLogOff);
-    Bench bench;
-    MeasureIntake(bench);
-    MeasureCycle(bench);
-    MeasureWakeUp(bench);
+    CameraTool tool;
+    MeasureIntake(tool);
+    MeasureKeepingUp(tool);
+    {
+        CameraTool fresh(2);
+        MeasureNewSize(fresh);
+    }
+    MeasureCycle(tool);
+    MeasureWakeUp(tool);
+    MeasureTakingBesideConversions(tool);
     return 0;
 }

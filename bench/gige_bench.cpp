@@ -2,13 +2,14 @@
 // with its defaults: printed, never asserted. Both in turns in one run, so that the machine's moods
 // hit both; the camera is a process of its own on the loopback network.
 //
-// gige_bench [ROUNDS [STARTS]]: of a second each for either and every setting; starts of a camera,
-// every other one beside a camera that streams.
+// gige_bench [ROUNDS [STARTS]]: rounds of two seconds for either and every setting, and starts of a
+// camera, half of them beside one that streams.
 #include <arpa/inet.h>
 #include <arv.h>
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -21,14 +22,17 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "bench/figures.h"
 #include "camera/sdk/kz_camera_control.h"
 #include "tests/support/fake_gige_camera.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using bench::Clock;
+using bench::Median;
 using Seconds = std::chrono::duration<double>;
 
 struct Setting {
@@ -53,19 +57,12 @@ double CpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double Median(std::vector<double> samples) {
-    Check(!samples.empty(), "nothing measured");
-    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-    std::nth_element(samples.begin(), middle, samples.end());
-    return *middle;
-}
-
 // Whole frames as they come, on the receiver's thread.
 class Counter {
   public:
-    void Add(std::uint32_t width) {
+    void Add(std::uint32_t width, std::uint64_t number) {
         const std::lock_guard lock(m_mutex);
-        const Moment now{Clock::now(), CpuSeconds()};
+        const Moment now{Clock::now(), CpuSeconds(), number};
         if (m_frames++ == 0) {
             m_first = now;
         }
@@ -88,20 +85,27 @@ class Counter {
         const std::lock_guard lock(m_mutex);
         return m_foreign;
     }
-    // Both from the first frame to the last one.
+    // All from the first frame to the last one.
     [[nodiscard]] double Rate() const {
         const std::lock_guard lock(m_mutex);
         return m_frames < 2 ? 0 : Intervals() / Seconds(m_last.time - m_first.time).count();
     }
-    [[nodiscard]] double CpuSecondsPerFrame() const {
+    [[nodiscard]] std::uint64_t Lost() const {
+        constexpr std::uint64_t kNumbers = 65535;
         const std::lock_guard lock(m_mutex);
-        return m_frames < 2 ? 0 : (m_last.cpu - m_first.cpu) / Intervals();
+        return m_frames < 2 ? 0
+                            : (m_last.number + kNumbers - m_first.number) % kNumbers + 1 - m_frames;
+    }
+    [[nodiscard]] double CpuMicrosecondsPerFrame() const {
+        const std::lock_guard lock(m_mutex);
+        return m_frames < 2 ? 0 : 1e6 * (m_last.cpu - m_first.cpu) / Intervals();
     }
 
   private:
     struct Moment {
         Clock::time_point time;
         double cpu = 0;
+        std::uint64_t number = 0;
     };
     [[nodiscard]] double Intervals() const { return static_cast<double>(m_frames - 1); }
 
@@ -118,12 +122,26 @@ class Counter {
 class Receiver {
   public:
     virtual ~Receiver() = default;
-    virtual void Set(const Setting& setting) = 0;
+    void Set(const Setting& setting) {
+        SetInt("Width", setting.size);
+        SetInt("Height", setting.size);
+        SetInt("GevSCPSPacketSize", setting.packetSize);
+        SetInt("AcquisitionFramePeriod", setting.period);
+        if (setting.triggered) {
+            SetEntry("TriggerMode", "On");
+            SetEntry("TriggerSource", "Software");
+        }
+        frames.Expect(setting.size);
+    }
     virtual void Start() = 0;
     virtual void Trigger() = 0;
     virtual void Stop() = 0;
 
     Counter frames;
+
+  protected:
+    virtual void SetInt(const char* name, std::uint32_t value) = 0;
+    virtual void SetEntry(const char* name, const char* entry) = 0;
 };
 
 class StandIn final : public Receiver {
@@ -135,23 +153,12 @@ class StandIn final : public Receiver {
         Check(KZ_CC_CreateHandle(&m_handle, &record) == KZ_CC_OK, "no handle");
         Check(KZ_CC_OpenDevice(m_handle, KZ_ACCESS_CONTROL, 0) == KZ_CC_OK, "not opened");
         const auto onFrame = [](std::uint8_t*, FrameOutInfo* info, void* user) {
-            static_cast<Counter*>(user)->Add(info->width);
+            static_cast<Counter*>(user)->Add(info->width, info->frameNumber);
         };
         Check(KZ_CC_RegisterImageCallBackEx(m_handle, onFrame, &frames) == KZ_CC_OK, "no callback");
     }
     ~StandIn() override { (void)KZ_CC_DestroyHandle(m_handle); }
 
-    void Set(const Setting& setting) override {
-        SetInt("Width", setting.size);
-        SetInt("Height", setting.size);
-        SetInt("GevSCPSPacketSize", setting.packetSize);
-        SetInt("AcquisitionFramePeriod", setting.period);
-        if (setting.triggered) {
-            SetEntry("TriggerMode", "On");
-            SetEntry("TriggerSource", "Software");
-        }
-        frames.Expect(setting.size);
-    }
     void Start() override { Check(KZ_CC_StartGrabbing(m_handle) == KZ_CC_OK, "not started"); }
     void Trigger() override {
         Check(KZ_CC_SetCommandValue(m_handle, "TriggerSoftware") == KZ_CC_OK, "not triggered");
@@ -159,10 +166,10 @@ class StandIn final : public Receiver {
     void Stop() override { Check(KZ_CC_StopGrabbing(m_handle) == KZ_CC_OK, "not stopped"); }
 
   private:
-    void SetInt(const char* name, std::uint32_t value) {
+    void SetInt(const char* name, std::uint32_t value) override {
         Check(KZ_CC_SetIntValue(m_handle, name, value) == KZ_CC_OK, name);
     }
-    void SetEntry(const char* name, const char* entry) {
+    void SetEntry(const char* name, const char* entry) override {
         Check(KZ_CC_SetEnumValueByString(m_handle, name, entry) == KZ_CC_OK, name);
     }
 
@@ -183,17 +190,6 @@ class AravisAlone final : public Receiver {
     }
     ~AravisAlone() override { EndThread(); }
 
-    void Set(const Setting& setting) override {
-        SetInt("Width", setting.size);
-        SetInt("Height", setting.size);
-        SetInt("GevSCPSPacketSize", setting.packetSize);
-        SetInt("AcquisitionFramePeriod", setting.period);
-        if (setting.triggered) {
-            SetEntry("TriggerMode", "On");
-            SetEntry("TriggerSource", "Software");
-        }
-        frames.Expect(setting.size);
-    }
     void Start() override {
         const gint64 payload =
             arv_device_get_integer_feature_value(m_device.get(), "PayloadSize", nullptr);
@@ -230,7 +226,8 @@ class AravisAlone final : public Receiver {
                 continue;
             }
             if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
-                frames.Add(static_cast<std::uint32_t>(arv_buffer_get_image_width(buffer)));
+                frames.Add(static_cast<std::uint32_t>(arv_buffer_get_image_width(buffer)),
+                           arv_buffer_get_frame_id(buffer));
             }
             arv_stream_push_buffer(m_stream.get(), buffer);
         }
@@ -242,12 +239,12 @@ class AravisAlone final : public Receiver {
         }
         m_stop = false;
     }
-    void SetInt(const char* name, std::uint32_t value) {
+    void SetInt(const char* name, std::uint32_t value) override {
         GError* error = nullptr;
         arv_device_set_integer_feature_value(m_device.get(), name, value, &error);
         Check(error == nullptr, name);
     }
-    void SetEntry(const char* name, const char* entry) {
+    void SetEntry(const char* name, const char* entry) override {
         GError* error = nullptr;
         arv_device_set_string_feature_value(m_device.get(), name, entry, &error);
         Check(error == nullptr, name);
@@ -265,22 +262,26 @@ class AravisAlone final : public Receiver {
 };
 
 struct Contestant {
-    const char* name;
     std::function<std::unique_ptr<Receiver>(const FakeGigECamera&)> open;
     std::vector<double> rates = {};
     std::vector<double> cpus = {};
+    std::vector<double> lost = {};
     int firstFramesLost = 0;
     std::uint64_t foreignFrames = 0;
     std::vector<double> startTimes = {};
 };
 
-std::vector<Contestant> Contestants() {
-    return {{"standin", [](const auto& camera) { return std::make_unique<StandIn>(camera); }},
-            {"aravis", [](const auto& camera) { return std::make_unique<AravisAlone>(camera); }}};
-}
+struct Match {
+    Contestant standIn{[](const auto& camera) { return std::make_unique<StandIn>(camera); }};
+    Contestant aravis{[](const auto& camera) { return std::make_unique<AravisAlone>(camera); }};
 
-// Of memory that no cache holds, as a frame's is when it has come.
-double CopySeconds(std::size_t size) {
+    [[nodiscard]] std::array<Contestant*, 2> Round(int round) {
+        return round % 2 == 0 ? std::array{&standIn, &aravis} : std::array{&aravis, &standIn};
+    }
+};
+
+// In microseconds, of memory that no cache holds, as a frame's is when it has come.
+double CopyTime(std::size_t size) {
     constexpr int kCopies = 15;
     std::vector<std::vector<std::uint8_t>> from(kCopies, std::vector<std::uint8_t>(size, 1));
     std::vector<std::uint8_t> to(size, 1);
@@ -288,37 +289,51 @@ double CopySeconds(std::size_t size) {
     for (const auto& each : from) {
         const Clock::time_point start = Clock::now();
         std::memcpy(to.data(), each.data(), size);
-        times.push_back(Seconds(Clock::now() - start).count());
+        times.push_back(1e6 * Seconds(Clock::now() - start).count());
     }
     return Median(times);
 }
 
 void MeasureRate(const Setting& setting, int rounds) {
-    const FakeGigECamera camera(CameraAddress(1), CameraSerial(1));
-    auto contestants = Contestants();
+    const FakeGigECamera camera(CameraAddress(1), CameraSerial(1), 0,
+                                static_cast<int>(setting.size));
+    Match match;
     for (int round = 0; round < rounds; ++round) {
-        for (Contestant& each : contestants) {
-            const auto receiver = each.open(camera);
+        for (Contestant* const each : match.Round(round)) {
+            const auto receiver = each->open(camera);
             receiver->Set(setting);
             receiver->Start();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-            each.rates.push_back(receiver->frames.Rate());
-            each.cpus.push_back(receiver->frames.CpuSecondsPerFrame());
+            std::this_thread::sleep_for(std::chrono::seconds(2));
+            each->rates.push_back(receiver->frames.Rate());
+            each->cpus.push_back(receiver->frames.CpuMicrosecondsPerFrame());
+            each->lost.push_back(static_cast<double>(receiver->frames.Lost()));
             receiver->Stop();
         }
     }
-    const std::string name =
-        std::to_string(setting.size) + "_" + std::to_string(setting.packetSize);
-    const Contestant& ours = contestants[0];
-    const Contestant& theirs = contestants[1];
-    const double copy = CopySeconds(std::size_t{setting.size} * setting.size);
-    std::printf("gige_rate_aravis_%s: %.2f fps -\n", name.c_str(), Median(theirs.rates));
-    std::printf("gige_rate_%s: %.2f fps >=%.2f\n", name.c_str(), Median(ours.rates),
-                0.98 * Median(theirs.rates));
-    std::printf("gige_cpu_aravis_%s: %.0f us/frame -\n", name.c_str(), Median(theirs.cpus) * 1e6);
-    std::printf("gige_cpu_%s: %.0f us/frame <=%.0f\n", name.c_str(), Median(ours.cpus) * 1e6,
-                (Median(theirs.cpus) + copy) * 1e6);
-    std::fflush(stdout);
+    const auto print = [&](const char* what, const char* unit, const std::vector<double>& theirs,
+                           const std::vector<double>& ours, const char* relation, double goal) {
+        const std::string name = std::string("gige_") + what;
+        const std::string tail =
+            '_' + std::to_string(setting.size) + '_' + std::to_string(setting.packetSize);
+        char goalText[32];
+        std::snprintf(goalText, sizeof goalText, "%s%.2f", relation, goal);
+        bench::Print((name + "_aravis" + tail).c_str(), theirs, unit);
+        bench::Print((name + tail).c_str(), ours, unit, goalText);
+    };
+    const Contestant& theirs = match.aravis;
+    const Contestant& ours = match.standIn;
+    print("rate", "fps", theirs.rates, ours.rates, ">=", 0.98 * Median(theirs.rates));
+    print("cpu", "us/frame", theirs.cpus, ours.cpus,
+          "<=", Median(theirs.cpus) + CopyTime(std::size_t{setting.size} * setting.size));
+    print("lost", "frames", theirs.lost, ours.lost, "<=", 0);
+}
+
+void PrintStarts(const char* suffix, const Contestant& contestant, int starts, const char* goal) {
+    std::printf("gige_first_frames_lost%s: %d of_%d_starts %s\n", suffix,
+                contestant.firstFramesLost, starts, goal);
+    std::printf("gige_foreign_frames%s: %llu frames %s\n", suffix,
+                static_cast<unsigned long long>(contestant.foreignFrames), goal);
+    std::printf("gige_start%s: %.0f ms -\n", suffix, Median(contestant.startTimes) * 1e3);
 }
 
 void MeasureStarts(int starts) {
@@ -327,14 +342,14 @@ void MeasureStarts(int starts) {
     constexpr Setting kOurs{.triggered = true};
     constexpr int kStartsPerCamera = 10;
     constexpr Seconds kPatience{1};
-    auto contestants = Contestants();
+    Match match;
     for (int start = 0; start < starts; start += kStartsPerCamera) {
-        for (Contestant& each : contestants) {
+        for (Contestant* const each : match.Round(start / kStartsPerCamera)) {
             const FakeGigECamera camera(CameraAddress(1), CameraSerial(1));
             const FakeGigECamera otherCamera(CameraAddress(2), CameraSerial(2));
-            const auto other = each.open(otherCamera);
+            const auto other = each->open(otherCamera);
             other->Set(kOther);
-            const auto receiver = each.open(camera);
+            const auto receiver = each->open(camera);
             for (int index = 0; index < kStartsPerCamera; ++index) {
                 if (index == kStartsPerCamera / 2) {
                     other->Start();
@@ -343,38 +358,32 @@ void MeasureStarts(int starts) {
                 receiver->Set(kOurs);
                 const Clock::time_point begin = Clock::now();
                 receiver->Start();
-                each.startTimes.push_back(Seconds(Clock::now() - begin).count());
+                each->startTimes.push_back(Seconds(Clock::now() - begin).count());
                 receiver->Trigger();
-                each.firstFramesLost += receiver->frames.Await(1, kPatience) ? 0 : 1;
+                each->firstFramesLost += receiver->frames.Await(1, kPatience) ? 0 : 1;
                 receiver->Stop();
-                each.foreignFrames += receiver->frames.Foreign();
+                each->foreignFrames += receiver->frames.Foreign();
             }
             other->Stop();
         }
     }
-    for (const Contestant& each : contestants) {
-        const bool ours = each.name == std::string("standin");
-        const std::string tail = ours ? "" : std::string("_") + each.name;
-        std::printf("gige_first_frames_lost%s: %d of_%d_starts %s\n", tail.c_str(),
-                    each.firstFramesLost, starts, ours ? "0" : "-");
-        std::printf("gige_foreign_frames%s: %llu frames %s\n", tail.c_str(),
-                    static_cast<unsigned long long>(each.foreignFrames), ours ? "0" : "-");
-        std::printf("gige_start%s: %.0f ms -\n", tail.c_str(), Median(each.startTimes) * 1e3);
-    }
+    PrintStarts("", match.standIn, starts, "<=0");
+    PrintStarts("_aravis", match.aravis, starts, "-");
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    const int rounds = count > 1 ? std::atoi(arguments[1]) : 15;
+    const int rounds = count > 1 ? std::atoi(arguments[1]) : bench::kBlocks;
     const int starts = count > 2 ? std::atoi(arguments[2]) : 200;
     try {
         if (starts > 0) {
             MeasureStarts(starts);
         }
         for (const std::uint32_t packetSize : {1500U, 9000U}) {
-            for (const auto& [size, period] :
-                 {std::pair{512U, 5'000U}, std::pair{2048U, 40'000U}, std::pair{4096U, 40'000U}}) {
+            for (const auto& [size, period] : {std::pair{512U, 10'000U}, std::pair{2048U, 50'000U},
+                                               std::pair{4096U, 200'000U}}) {
+                // Rates that the camera keeps up with, so that a lower one tells of lost frames.
                 if (rounds > 0) {
                     MeasureRate({size, packetSize, period, false}, rounds);
                 }

@@ -16,7 +16,7 @@ inline constexpr char kClearLine[] = "\r\x1b[K";
 [[nodiscard]] std::vector<std::string> StartConsole(int argc, char** argv);
 
 // Where the program's results go: what was standard output when it started. What the module itself
-// prints there goes to standard error from then on, out of the way of those who read the results.
+// prints there is dropped from then on: its log tells the same.
 [[nodiscard]] std::FILE* Output();
 
 // The reader of the results has gone away or the disk is full: nothing more arrives there.
@@ -24,8 +24,12 @@ inline constexpr char kClearLine[] = "\r\x1b[K";
     return std::ferror(Output()) != 0;
 }
 
-// A terminal that does not know kClearLine does not count as one.
-[[nodiscard]] bool OutputIsTerminal();
-[[nodiscard]] bool StandardErrorIsTerminal();
+// Columns of the terminal that results or messages go to; 0 where they go elsewhere. A terminal
+// that does not know kClearLine does not count as one.
+[[nodiscard]] std::size_t OutputWidth();
+[[nodiscard]] std::size_t StandardErrorWidth();
+
+// For texts that wrap wherever they go, like the help.
+inline constexpr std::size_t kUsualWidth = 100;
 
 }  // namespace host

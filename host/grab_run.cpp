@@ -1,18 +1,41 @@
 #include "host/grab_run.h"
 
+#include <nlohmann/json.hpp>
+
 #include <charconv>
 
 #include "host/text.h"
 
 namespace host {
+namespace {
 
-void FrameObserver::OnFrameArrived(std::uint32_t frameNumber) {
-    m_journal.Arrived(frameNumber, Clock::now());
+constexpr double kMega = 1e6;
+
+std::string Line(const char* name, const std::string& text) {
+    std::string line = name;
+    line.resize(16, ' ');
+    return line + text + "\n";
 }
 
-bool FrameObserver::OnTryRunProcedure(std::int32_t procedure, std::uint32_t frameNumber) {
-    return m_procedures.TryRun(procedure, frameNumber);
+std::string RecordingText(const GrabSummary::Recording& recording) {
+    const Recorder::Counts& counts = recording.counts;
+    std::string text = std::to_string(counts.written) + " as " +
+                       PictureFormatName(recording.format) + " in " + recording.folder;
+    if (counts.seconds > 0) {
+        text += ", " + Decimal(static_cast<double>(counts.written) / counts.seconds, 2) +
+                " frames/s, " +
+                Decimal(static_cast<double>(counts.bytes) / counts.seconds / kMega, 2) + " MB/s";
+    }
+    return Line("pictures saved", text) +
+           Line("disk dropped",
+                std::to_string(counts.dropped) + " frames that writing did not keep up with");
 }
+
+Json NumberOrNull(const std::optional<double>& number) {
+    return number ? Json(*number) : Json(nullptr);
+}
+
+}  // namespace
 
 TransportErrors TransportErrors::Parse(std::string_view text) {
     TransportErrors errors;
@@ -29,43 +52,95 @@ void GrabRun::Taken(const cam::BufferNode& record) {
     if (const auto elapsed = m_journal.Taken(record.frameNumber, now)) {
         m_milliseconds.push_back(std::chrono::duration<double, std::milli>(*elapsed).count());
     }
-    if (!m_first) {
-        m_first = now;
-        m_firstBytes = record.dataLength;
-    }
-    m_last = now;
+    m_rate.Count(now, record.dataLength);
     ++m_frames;
-    m_bytes += record.dataLength;
     m_notDeliveredInARow = 0;
 }
 
-std::string GrabRun::Summary(const TransportErrors& errors) const {
-    const FrameJournal::Counts counts = m_journal.Count();
-    std::string text = "frames taken    " + std::to_string(m_frames) + "\n";
+void GrabRun::Interrupted() {
+    m_rate.Pause();
+    m_journal.Restart();
+    m_notDeliveredInARow = 0;
+}
 
-    // n frames span n - 1 intervals.
-    const double seconds = m_first ? std::chrono::duration<double>(m_last - *m_first).count() : 0;
-    if (seconds > 0) {
-        constexpr double kMega = 1e6;
-        text += "frame rate      " + Decimal(static_cast<double>(m_frames - 1) / seconds, 2) +
-                " frames/s\n" + "data rate       " +
-                Decimal(static_cast<double>(m_bytes - m_firstBytes) / seconds / kMega, 2) +
-                " MB/s\n";
+void GrabRun::Fill(GrabSummary& summary) const {
+    const FrameJournal::Counts counts = m_journal.Count();
+    summary.frames = m_frames;
+    summary.seconds = std::chrono::duration<double>(Clock::now() - m_begin).count();
+    summary.cameraRate = counts.rate;
+    summary.frameRate = m_rate.PerSecond();
+    summary.byteRate = m_rate.AmountPerSecond();
+    summary.medianMilliseconds = Percentile(m_milliseconds, 50);
+    summary.highMilliseconds = Percentile(m_milliseconds, 99);
+    summary.notDelivered = m_notDelivered;
+    summary.dropped = counts.discarded;
+    summary.missing = counts.missing;
+}
+
+std::string SummaryText(const GrabSummary& summary) {
+    std::string text = Line("camera", summary.model + " (" + summary.camera + "), " +
+                                          (summary.runByCamera ? "run by camera" : "on request")) +
+                       Line("frames taken", std::to_string(summary.frames));
+    if (summary.cameraRate) {
+        text += Line("camera rate",
+                     Decimal(*summary.cameraRate, 2) + " frames/s, as they arrived at the module");
     }
-    const auto median = Percentile(m_milliseconds, 50);
-    const auto highest = Percentile(m_milliseconds, 99);
-    if (median && highest) {
-        text += "arrival to host " + Decimal(*median, 3) + " ms median, " + Decimal(*highest, 3) +
-                " ms 99th percentile\n";
+    if (summary.frameRate && summary.byteRate) {
+        text += Line("frame rate", Decimal(*summary.frameRate, 2) + " frames/s taken") +
+                Line("data rate", Decimal(*summary.byteRate / kMega, 2) + " MB/s");
     }
-    text += "not delivered   " + std::to_string(m_notDelivered) + " (no frame in time)\n" +
-            "dropped         " + std::to_string(counts.discarded) +
-            " by the module (queue limit, or not convertible)\n" + "missing         " +
-            std::to_string(counts.missing) + " in the camera's frame numbers\n" +
-            "transport       " + std::to_string(errors.errorFrames) + " error frames, " +
-            std::to_string(errors.lostFrames) + " lost frames, " +
-            std::to_string(errors.lostPackets) + " lost packets\n";
-    return text;
+    if (summary.medianMilliseconds && summary.highMilliseconds) {
+        text += Line("arrival to host", Decimal(*summary.medianMilliseconds, 3) + " ms median, " +
+                                            Decimal(*summary.highMilliseconds, 3) +
+                                            " ms 99th percentile");
+    }
+    text += Line("not delivered", std::to_string(summary.notDelivered) + " (no frame in time)") +
+            Line("dropped", std::to_string(summary.dropped) +
+                                " by the module (queue limit, or not convertible)") +
+            Line("missing", std::to_string(summary.missing) + " in the camera's frame numbers") +
+            Line("transport", std::to_string(summary.transport.errorFrames) + " error frames, " +
+                                  std::to_string(summary.transport.lostFrames) + " lost frames, " +
+                                  std::to_string(summary.transport.lostPackets) + " lost packets") +
+            Line("connection", std::to_string(summary.connection.losses) +
+                                   (summary.connection.losses == 1 ? " loss, " : " losses, ") +
+                                   Decimal(summary.connection.secondsAway, 1) +
+                                   " s without the camera");
+    return summary.recording ? text + RecordingText(*summary.recording) : text;
+}
+
+Json ToJson(const GrabSummary& summary) {
+    Json json;
+    json["model"] = summary.model;
+    json["camera"] = summary.camera;
+    json["run_by_camera"] = summary.runByCamera;
+    json["frames"] = summary.frames;
+    json["seconds"] = summary.seconds;
+    json["camera_frames_per_second"] = NumberOrNull(summary.cameraRate);
+    json["frames_per_second"] = NumberOrNull(summary.frameRate);
+    json["bytes_per_second"] = NumberOrNull(summary.byteRate);
+    json["latency_ms_median"] = NumberOrNull(summary.medianMilliseconds);
+    json["latency_ms_p99"] = NumberOrNull(summary.highMilliseconds);
+    json["not_delivered"] = summary.notDelivered;
+    json["dropped_by_module"] = summary.dropped;
+    json["missing"] = summary.missing;
+    json["error_frames"] = summary.transport.errorFrames;
+    json["lost_frames"] = summary.transport.lostFrames;
+    json["lost_packets"] = summary.transport.lostPackets;
+    json["losses"] = summary.connection.losses;
+    json["seconds_away"] = summary.connection.secondsAway;
+    if (summary.recording) {
+        const Recorder::Counts& counts = summary.recording->counts;
+        Json recording;
+        recording["folder"] = summary.recording->folder;
+        recording["format"] = PictureFormatName(summary.recording->format);
+        recording["written"] = counts.written;
+        recording["dropped"] = counts.dropped;
+        recording["bytes"] = counts.bytes;
+        recording["seconds"] = counts.seconds;
+        recording["error"] = counts.error.empty() ? Json(nullptr) : Json(counts.error);
+        json["recording"] = std::move(recording);
+    }
+    return json;
 }
 
 }  // namespace host

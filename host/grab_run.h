@@ -7,26 +7,38 @@
 #include <string_view>
 #include <vector>
 
+#include "host/connection_log.h"
 #include "host/module_session.h"
 #include "host/procedures.h"
+#include "host/recorder.h"
 #include "host/statistics.h"
+#include "host/value_info.h"
 
 namespace host {
 
-// Keeps the journal of frames and runs the host's procedures.
+// Keeps the journal of frames and of the connection, and runs the host's procedures.
 class FrameObserver : public ModuleObserver {
   public:
     explicit FrameObserver(std::uint64_t procedureCount) : m_procedures(procedureCount) {}
 
-    void OnFrameArrived(std::uint32_t frameNumber) override;
-    void OnNotice(std::uint32_t, std::string_view) override {}
-    bool OnTryRunProcedure(std::int32_t procedure, std::uint32_t frameNumber) override;
+    void OnFrameArrived(std::uint32_t frameNumber) override {
+        m_journal.Arrived(frameNumber, Clock::now());
+    }
+    void OnNotice(std::uint32_t code, std::string_view text) override {
+        m_connection.OnNotice(code, text);
+    }
+    void OnPublished(std::string_view key) override { m_connection.OnPublished(key); }
+    bool OnTryRunProcedure(std::int32_t procedure, std::uint32_t frameNumber) override {
+        return m_procedures.TryRun(procedure, frameNumber);
+    }
 
     [[nodiscard]] FrameJournal& Journal() { return m_journal; }
+    [[nodiscard]] ConnectionLog& Connection() { return m_connection; }
     [[nodiscard]] Procedures& HostProcedures() { return m_procedures; }
 
   private:
     FrameJournal m_journal;
+    ConnectionLog m_connection;
     Procedures m_procedures;
 };
 
@@ -37,7 +49,40 @@ struct TransportErrors {
     std::int64_t lostPackets = 0;  // GigE
 
     [[nodiscard]] static TransportErrors Parse(std::string_view text);
+    // More than the frame that was under way when the camera's stream was opened.
+    [[nodiscard]] bool Matter(std::uint64_t streams) const {
+        return errorFrames + lostFrames > static_cast<std::int64_t>(streams);
+    }
 };
+
+// All of a run that is worth telling.
+struct GrabSummary {
+    std::string model;
+    std::string camera;  // serial number or address
+    bool runByCamera = false;
+    std::uint64_t frames = 0;
+    double seconds = 0;
+    std::optional<double> cameraRate;  // frames per second, as they arrived at the module
+    std::optional<double> frameRate;   // as the host took them
+    std::optional<double> byteRate;
+    std::optional<double> medianMilliseconds;  // from arrival to the host
+    std::optional<double> highMilliseconds;    // 99th percentile
+    std::uint64_t notDelivered = 0;
+    std::uint64_t dropped = 0;  // by the module
+    std::uint64_t missing = 0;
+    TransportErrors transport;
+    ConnectionLog::Totals connection;
+    struct Recording {
+        std::string folder;
+        PictureFormat format = PictureFormat::Png;
+        Recorder::Counts counts;
+    };
+    std::optional<Recording> recording;
+};
+
+// A few lines for people.
+[[nodiscard]] std::string SummaryText(const GrabSummary& summary);
+[[nodiscard]] Json ToJson(const GrabSummary& summary);
 
 class GrabRun {
   public:
@@ -45,23 +90,22 @@ class GrabRun {
 
     void Taken(const cam::BufferNode& record);
     void NotDelivered() { ++m_notDelivered, ++m_notDeliveredInARow; }
+    // The camera is lost: neither rates nor numbers go on from here.
+    void Interrupted();
 
     [[nodiscard]] std::uint64_t Frames() const { return m_frames; }
     [[nodiscard]] std::uint64_t NotDeliveredInARow() const { return m_notDeliveredInARow; }
 
-    // A few lines for people; `errors` since the run began.
-    [[nodiscard]] std::string Summary(const TransportErrors& errors) const;
+    void Fill(GrabSummary& summary) const;
 
   private:
     FrameJournal& m_journal;
     std::uint64_t m_frames = 0;
-    std::uint64_t m_bytes = 0;
     std::uint64_t m_notDelivered = 0;
     std::uint64_t m_notDeliveredInARow = 0;
-    std::optional<Clock::time_point> m_first;  // taken
-    Clock::time_point m_last;
-    std::uint64_t m_firstBytes = 0;
-    std::vector<double> m_milliseconds;  // from arrival to the host, one a frame
+    Rate m_rate;
+    Clock::time_point m_begin = Clock::now();
+    std::vector<double> m_milliseconds;  // from arrival to the host, one per frame
 };
 
 }  // namespace host

@@ -1,11 +1,12 @@
 #include <cstdio>
 #include <exception>
 
+#include "host/command_line.h"
 #include "host/commands.h"
 #include "host/console.h"
 #include "host/exit_codes.h"
 #include "host/interrupt.h"
-#include "host/options.h"
+#include "host/print.h"
 
 namespace {
 
@@ -13,23 +14,31 @@ host::ExitCode RunCommand(const host::Options& options) {
     using enum host::Command;
     switch (options.command) {
         case Help:
-            std::fputs(options.helpText.c_str(), host::Output());
+        case Completion:
+        case Man:
+            host::Print(options.text);
             return host::ExitCode::Ok;
         case Version:
-            std::fputs("camera_host " CAMERA_HOST_VERSION "\n", host::Output());
+            host::Print("camera_host " CAMERA_HOST_VERSION "\n");
             return host::ExitCode::Ok;
         case List:
             return host::RunList(options);
-        case Grab:
-            return host::RunGrab(options);
+        case Features:
+            return host::RunFeatures(options);
+        case Describe:
+            return host::RunDescribe(options);
         case Get:
             return host::RunGet(options);
         case Set:
             return host::RunSet(options);
         case Params:
             return host::RunParams(options);
+        case Grab:
+            return host::RunGrab(options);
         case Watch:
             return host::RunWatch(options);
+        case Doctor:
+            return host::RunDoctor(options);
         case Save:
             return host::RunSave(options);
         case Load:
@@ -42,7 +51,10 @@ host::ExitCode RunCommand(const host::Options& options) {
 
 host::ExitCode Run(int argc, char** argv) {
     try {
-        return RunCommand(host::ParseOptions(host::StartConsole(argc, argv)));
+        const std::vector<std::string> arguments = host::StartConsole(argc, argv);
+        const std::size_t width = host::OutputWidth();
+        return RunCommand(
+            host::ParseCommandLine(arguments, width == 0 ? host::kUsualWidth : width));
     } catch (const host::UsageError& error) {
         std::fprintf(stderr, "camera_host: %s; see 'camera_host --help'\n", error.what());
         return host::ExitCode::Usage;

@@ -1,79 +1,22 @@
 #include "host/module_session.h"
 
 #include <charconv>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
-#include "host/exit_codes.h"
-#include "host/parameter_help.h"
+#include "host/files.h"
+#include "host/network.h"
+#include "host/setting.h"
 #include "host/text.h"
 #include "module/framework/status_codes.h"
-#include "module/log/xalog.h"
-#include "params/parameter_info.h"
-#include "platform/system.h"
-#include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
-#include "standins/xalog/xalog_host.h"
 
 namespace host {
 namespace {
 
-using CreateModuleFunction = CAbstractUserModule*(void* handle);
-using DestroyModuleFunction = void(void* handle, CAbstractUserModule* module);
-
-constexpr char kModuleName[] = "CameraModule";
 constexpr std::int32_t kModuleId = 1;
 constexpr std::int32_t kCreateCause = 0;
 constexpr std::size_t kValueSize = 67'000;  // room for the longest list of cameras
 constexpr std::uint32_t kFrameNumberField = 2;
-constexpr char kDefaultSimulation[] = "gige\nusb3\ngentl\n";
-
-void SetUpLog(const Options& options) {
-    if (!options.logFile.empty() && !XalogHost_SetFile(options.logFile.c_str())) {
-        throw Failure("the log file '" + options.logFile + "' cannot be opened");
-    }
-    // The module's log would run through the tables and progress bars of this program.
-    XalogHost_SetStandardError(options.logLevel.has_value() && options.logFile.empty());
-    if (options.logLevel) {
-        Xalog_ResetLevel(*options.logLevel);
-    }
-}
-
-std::string SimulationText(const std::string& argument) {
-    if (argument == "default") {
-        return kDefaultSimulation;
-    }
-    if (!argument.starts_with('@')) {
-        return argument;
-    }
-    std::ifstream file(std::filesystem::path(std::u8string(argument.begin() + 1, argument.end())));
-    if (!file) {
-        throw Failure("the file '" + argument.substr(1) + "' cannot be read");
-    }
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-void SetUpSimulation(const Options& options) {
-    if (!options.simulate) {
-        return;
-    }
-    KZSim_UseRealCameras(false);
-    const std::uint32_t wrongLine = KZSim_Configure(SimulationText(*options.simulate).c_str());
-    if (wrongLine != 0) {
-        throw Failure(ExitCode::Usage, "line " + std::to_string(wrongLine) +
-                                           " of the simulated cameras is not understood");
-    }
-}
-
-// The folder part of this program's own file, with the separator; empty when it cannot be told.
-std::string ProgramFolder() {
-    const std::string program =
-        platform::ModuleFilePath(reinterpret_cast<const void*>(&ProgramFolder));
-    return program.substr(0, program.rfind(platform::kPathSeparator) + 1);
-}
 
 std::uint32_t ToNumber(std::string_view text) {
     std::uint32_t number = 0;
@@ -94,20 +37,17 @@ void OnReport(void* user, void*, std::uint32_t code, const char* text, std::uint
     }
 }
 
+void OnBinaryData(void* user, std::int32_t, const char* key, const char*, std::uint32_t) {
+    static_cast<ModuleObserver*>(user)->OnPublished(key);
+}
+
 std::uint32_t OnTryRunProcedure(void* user, std::int32_t procedure, const char* text,
                                 std::int32_t) {
     auto& observer = *static_cast<ModuleObserver*>(user);
     return observer.OnTryRunProcedure(procedure, ToNumber(text)) ? 0 : kModuleFrameRefused;
 }
 
-class DeafObserver : public ModuleObserver {
-  public:
-    void OnFrameArrived(std::uint32_t) override {}
-    void OnNotice(std::uint32_t, std::string_view) override {}
-    bool OnTryRunProcedure(std::int32_t, std::uint32_t) override { return false; }
-};
-
-DeafObserver deafObserver;
+ModuleObserver deafObserver;
 
 }  // namespace
 
@@ -137,6 +77,7 @@ struct ModuleSession::Framework {
         ModuleFrameObserver observer = {};
         observer.user = &moduleObserver;
         observer.onReport = OnReport;
+        observer.onBinaryData = OnBinaryData;
         observer.onTryRunProcedure = OnTryRunProcedure;
         ModuleFrame_SetObserver(&observer);
     }
@@ -152,25 +93,11 @@ struct ModuleSession::Framework {
 
 ModuleSession::ModuleSession(const Options& options) : ModuleSession(options, deafObserver) {}
 
-ModuleSession::ModuleSession(const Options& options, ModuleObserver& observer) {
-    SetUpLog(options);
-    SetUpSimulation(options);
-    m_framework = std::make_unique<Framework>(observer);
+ModuleSession::ModuleSession(const Options& options, ModuleObserver& observer)
+    : m_library(options), m_framework(std::make_unique<Framework>(observer)) {
     void* const handle = m_framework->handle;
-
-    const std::string file = options.module.empty()
-                                 ? ProgramFolder() + platform::LibraryFileName(kModuleName)
-                                 : options.module;
-    std::string error;
-    if (!m_library.Load(file, error)) {
-        throw Failure("the module cannot be loaded: " + error);
-    }
-    auto* const create = m_library.Find<CreateModuleFunction>("CreateModule");
-    auto* const destroy = m_library.Find<DestroyModuleFunction>("DestroyModule");
-    if (create == nullptr || destroy == nullptr) {
-        throw Failure("'" + file + "' is no module: it does not export CreateModule and " +
-                      "DestroyModule");
-    }
+    const auto create = m_library.Create();
+    const auto destroy = m_library.Destroy();
     CAbstractUserModule* const module = create(handle);
     if (module == nullptr) {
         throw Failure("the module could not be created: " +
@@ -179,13 +106,14 @@ ModuleSession::ModuleSession(const Options& options, ModuleObserver& observer) {
     m_module = {module, [destroy, handle](CAbstractUserModule* old) { destroy(handle, old); }};
 
     if (!options.genTLPath.empty()) {
-        Set("GenTLPath", options.genTLPath);
+        Write("GenTLPath", options.genTLPath);
         if (Get("GenTLPath") != options.genTLPath) {
             throw Failure("there is no GenTL path '" + options.genTLPath + "'");
         }
-        Set("UseGenTL", "True");
+        Write("UseGenTL", "True");
         Command("EnumCamera", "1");
     }
+    m_inspector = CameraInspector::Find();
 }
 
 ModuleSession::~ModuleSession() = default;
@@ -215,53 +143,74 @@ void ModuleSession::Command(const std::string& key, const std::string& value) {
     }
 }
 
-void ModuleSession::Set(const std::string& key, const std::string& value) {
+void ModuleSession::Write(const std::string& key, const std::string& value) {
     const std::uint32_t status =
         ModuleFrame_SetParam(m_framework->handle, m_module.get(), key.c_str(), value.c_str());
     if (status != 0) {
         throw Failure("setting " + key + " to '" + value + "' failed: " + StatusText(status));
     }
-    // The module answers 0 for a feature that the camera lacks.
-    if (cam::FindParameterInfo(key) == nullptr && IsUnreadable(Get(key))) {
-        std::fprintf(stderr,
-                     "camera_host: %s does not read back: a command of the camera, or it has no "
-                     "such feature\n",
-                     key.c_str());
+}
+
+void ModuleSession::OpenByAddress(const CameraAddress& address) {
+    const std::uint32_t camera = ParseAddress(address.camera).value_or(0);
+    std::string local = address.local;
+    if (local.empty()) {
+        const auto found = LocalAddressTowards(camera);
+        if (!found) {
+            throw Failure(ExitCode::NoCamera, "no network card reaches " + address.camera);
+        }
+        local = AddressText(*found);
+    } else if (!IsLocalAddress(ParseAddress(local).value_or(0))) {
+        throw Failure(ExitCode::Usage, local + " is no address of this machine");
     }
+    Write("Type", "1");
+    Write("CameraIP", address.camera);
+    Write("LocalIP", local);
+    const std::uint32_t status =
+        ModuleFrame_SetParam(m_framework->handle, m_module.get(), "ConnectIP", "True");
+    if (status == KZ_CC_E_OPEN_REFUSED) {
+        throw CameraInUse("another program has control of the camera at " + address.camera);
+    }
+    if (status != 0) {
+        throw Failure(ExitCode::NoCamera, "no camera could be opened at " + address.camera +
+                                              " through " + local + ": " + StatusText(status));
+    }
+    m_cameraId = address.camera;
+}
+
+void ModuleSession::OpenBySerial(const std::string& serial) {
+    const std::uint32_t status =
+        ModuleFrame_SetParam(m_framework->handle, m_module.get(), "CameraName", serial.c_str());
+    if (status == cam::kOpenFailed) {
+        throw Failure(ExitCode::NoCamera, "there is no camera '" + serial + "'");
+    }
+    if (status == KZ_CC_E_OPEN_REFUSED) {
+        throw CameraInUse("another program has control of camera '" + serial + "'");
+    }
+    if (status != 0) {
+        throw Failure("camera '" + serial + "' could not be opened: " + StatusText(status));
+    }
+    m_cameraId = serial;
 }
 
 void ModuleSession::OpenCamera(const Options& options, bool orFirst) {
     if (options.address) {
-        Set("Type", "1");
-        Set("CameraIP", options.address->camera);
-        Set("LocalIP", options.address->local);
-        const std::uint32_t status =
-            ModuleFrame_SetParam(m_framework->handle, m_module.get(), "ConnectIP", "True");
-        if (status != 0) {
-            throw Failure(ExitCode::NoCamera, "no camera could be opened at " +
-                                                  options.address->camera + ": " +
-                                                  StatusText(status));
+        OpenByAddress(*options.address);
+    } else if (!options.camera.empty()) {
+        OpenBySerial(options.camera);
+    } else if (orFirst) {
+        const ChoiceList list = Cameras();
+        if (list.cameras.empty()) {
+            throw Failure(ExitCode::NoCamera, "no camera was found");
         }
-    } else if (!options.camera.empty() || orFirst) {
-        std::string serial = options.camera;
-        if (serial.empty()) {
-            const ChoiceList list = Cameras();
-            if (list.cameras.empty()) {
-                throw Failure(ExitCode::NoCamera, "no camera was found");
-            }
-            serial = list.cameras.front().serial;
-        }
-        const std::uint32_t status =
-            ModuleFrame_SetParam(m_framework->handle, m_module.get(), "CameraName", serial.c_str());
-        if (status == cam::kOpenFailed) {
-            throw Failure(ExitCode::NoCamera, "there is no camera '" + serial + "'");
-        }
-        if (status != 0) {
-            throw Failure("camera '" + serial + "' could not be opened: " + StatusText(status));
-        }
+        OpenBySerial(list.cameras.front().serial);
     }
+    WriteSettings(options);
+}
+
+void ModuleSession::WriteSettings(const Options& options) {
     for (const auto& [key, value] : options.settings) {
-        Set(key, value);
+        static_cast<void>(WriteSetting(*this, key, value));
     }
 }
 
@@ -285,6 +234,12 @@ std::uint32_t ModuleSession::TakeFrame(Frame& frame) {
 }
 
 void ModuleSession::SaveSolution(const std::string& path) {
+    // Saving replaces the file, which would put one in the place of a device or a pipe.
+    std::error_code error;
+    const std::filesystem::file_status old = std::filesystem::status(PathOf(path), error);
+    if (std::filesystem::exists(old) && !std::filesystem::is_regular_file(old)) {
+        throw Failure("'" + path + "' is no file that could be replaced");
+    }
     const std::uint32_t status =
         ModuleFrame_SaveSolution(m_framework->handle, m_module.get(), path.c_str());
     if (status != 0) {

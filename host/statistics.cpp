@@ -17,6 +17,25 @@ std::optional<double> Percentile(std::vector<double> values, double percent) {
     return *nth;
 }
 
+void Rate::Count(Clock::time_point when, std::uint64_t amount) {
+    if (m_last) {
+        m_time += when - *m_last;
+        ++m_intervals;
+        m_amount += amount;
+    }
+    m_last = when;
+}
+
+std::optional<double> Rate::PerSecond() const {
+    const double seconds = std::chrono::duration<double>(m_time).count();
+    return seconds > 0 ? std::optional(static_cast<double>(m_intervals) / seconds) : std::nullopt;
+}
+
+std::optional<double> Rate::AmountPerSecond() const {
+    const double seconds = std::chrono::duration<double>(m_time).count();
+    return seconds > 0 ? std::optional(static_cast<double>(m_amount) / seconds) : std::nullopt;
+}
+
 void FrameJournal::Arrived(std::uint32_t frameNumber, Clock::time_point when) {
     const std::lock_guard lock(m_mutex);
     // A number that does not rise means that the camera began to count anew.
@@ -24,8 +43,15 @@ void FrameJournal::Arrived(std::uint32_t frameNumber, Clock::time_point when) {
         m_counts.missing += frameNumber - *m_lastNumber - 1;
     }
     m_lastNumber = frameNumber;
+    m_rate.Count(when);
     ++m_counts.arrived;
     m_waiting.push_back({frameNumber, when});
+}
+
+void FrameJournal::Restart() {
+    const std::lock_guard lock(m_mutex);
+    m_lastNumber.reset();
+    m_rate.Pause();
 }
 
 std::optional<Clock::duration> FrameJournal::Taken(std::uint32_t frameNumber,
@@ -47,6 +73,7 @@ FrameJournal::Counts FrameJournal::Count() const {
     const std::lock_guard lock(m_mutex);
     Counts counts = m_counts;
     counts.waiting = m_waiting.size();
+    counts.rate = m_rate.PerSecond();
     return counts;
 }
 

@@ -1,7 +1,10 @@
-// Small text helpers of the program: numbers, status codes, the module's value texts, tables.
+// Small text helpers of the program: numbers, status codes, the module's value texts, suggestions.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +13,10 @@ namespace host {
 
 [[nodiscard]] std::string Decimal(double value, int digits);
 
+// The whole text as a number; nothing for any other text.
+[[nodiscard]] std::optional<std::int64_t> ParseInteger(std::string_view text);
+[[nodiscard]] std::optional<double> ParseFloat(std::string_view text);
+
 // "0xE0000409 (no image to deliver)"; the code alone when it is none of the usual.
 [[nodiscard]] std::string StatusText(std::uint32_t status);
 
@@ -17,23 +24,34 @@ namespace host {
 [[nodiscard]] std::vector<std::string_view> SplitFields(std::string_view text,
                                                         char separator = '$');
 
+// Columns that a UTF-8 text takes, one for each character.
+[[nodiscard]] std::size_t Columns(std::string_view text);
+
+// The text in lines of at most so many columns, broken at blanks; a word that is longer has a line
+// of its own. Line breaks of the text stay.
+[[nodiscard]] std::vector<std::string> WrapLines(std::string_view text, std::size_t width);
+
+// The same in one text; every line but the first is indented.
+[[nodiscard]] std::string Wrapped(std::string_view text, std::size_t width, std::size_t indent);
+
 // The text in at most so many characters (3 or more), the last ones "..." where it is longer. For
 // texts without characters beyond ASCII.
 [[nodiscard]] std::string Shortened(std::string_view text, std::size_t length);
 
-// Rows of cells. For a terminal: a heading, columns lined up. For another program: no heading, one
-// tab between two cells, so that `cut -f` finds its way.
-class Table {
-  public:
-    explicit Table(std::vector<std::string> heading) : m_heading(std::move(heading)) {}
+// The word that was most likely meant: the nearest one by letters added, left out and exchanged,
+// whatever their case. Empty where none is near.
+[[nodiscard]] std::string NearestWord(std::string_view mistyped,
+                                      std::span<const std::string> words);
+// " (did you mean 'X'?)", or nothing.
+[[nodiscard]] std::string Suggestion(std::string_view mistyped, std::span<const std::string> words);
 
-    void Add(std::vector<std::string> row) { m_rows.push_back(std::move(row)); }
+// True where the text holds the pattern, whatever the case of their letters; '*' and '?' in the
+// pattern stand for any text and any character, and then the whole text has to match.
+[[nodiscard]] bool MatchesPattern(std::string_view text, std::string_view pattern);
 
-    [[nodiscard]] std::string Text(bool forTerminal) const;
-
-  private:
-    std::vector<std::string> m_heading;
-    std::vector<std::vector<std::string>> m_rows;
-};
+// "14:03:09.123", local time.
+[[nodiscard]] std::string TimeOfDay(std::chrono::system_clock::time_point time);
+// "2026-11-21T14:03:09.123Z", universal time.
+[[nodiscard]] std::string TimestampText(std::chrono::system_clock::time_point time);
 
 }  // namespace host

@@ -1,5 +1,7 @@
 #include "host/console.h"
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -13,9 +15,22 @@ std::FILE* output = stdout;
 void KeepOutputForResults() {
     const int copy = dup(STDOUT_FILENO);
     std::FILE* own = copy < 0 ? nullptr : fdopen(copy, "w");
-    if (own != nullptr && dup2(STDERR_FILENO, STDOUT_FILENO) >= 0) {
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (own != nullptr && nowhere >= 0 && dup2(nowhere, STDOUT_FILENO) >= 0) {
         output = own;
     }
+    if (nowhere >= 0) {
+        close(nowhere);
+    }
+}
+
+// Asked anew each time: terminals change their size.
+std::size_t WidthOf(int descriptor) {
+    if (isatty(descriptor) == 0) {
+        return 0;
+    }
+    winsize size{};
+    return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualWidth;
 }
 
 }  // namespace
@@ -31,12 +46,12 @@ std::FILE* Output() {
     return output;
 }
 
-bool OutputIsTerminal() {
-    return isatty(fileno(output)) != 0;
+std::size_t OutputWidth() {
+    return WidthOf(fileno(output));
 }
 
-bool StandardErrorIsTerminal() {
-    return isatty(STDERR_FILENO) != 0;
+std::size_t StandardErrorWidth() {
+    return WidthOf(STDERR_FILENO);
 }
 
 }  // namespace host

@@ -37,9 +37,21 @@ bool standardErrorIsTerminal = false;
 void KeepOutputForResults() {
     const int copy = _dup(_fileno(stdout));
     std::FILE* own = copy < 0 ? nullptr : _fdopen(copy, "wb");
-    if (own != nullptr && _dup2(_fileno(stderr), _fileno(stdout)) >= 0) {
+    const int nowhere = _open("NUL", _O_WRONLY);
+    if (own != nullptr && nowhere >= 0 && _dup2(nowhere, _fileno(stdout)) >= 0) {
         output = own;
     }
+    if (nowhere >= 0) {
+        _close(nowhere);
+    }
+}
+
+std::size_t WidthOf(std::FILE* file) {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+    return GetConsoleScreenBufferInfo(console, &info) != 0
+               ? static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1)
+               : kUsualWidth;
 }
 
 }  // namespace
@@ -68,12 +80,12 @@ std::FILE* Output() {
     return output;
 }
 
-bool OutputIsTerminal() {
-    return outputIsTerminal;
+std::size_t OutputWidth() {
+    return outputIsTerminal ? WidthOf(output) : 0;
 }
 
-bool StandardErrorIsTerminal() {
-    return standardErrorIsTerminal;
+std::size_t StandardErrorWidth() {
+    return standardErrorIsTerminal ? WidthOf(stderr) : 0;
 }
 
 }  // namespace host

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "camera/sdk/kz_camera_control.h"
+#include "standins/kz_camera_control/feature_record.h"
 
 namespace kz {
 
@@ -60,6 +61,9 @@ class Device {
 
     // Asks the camera to send the named event from now on; KZ_CC_E_NODE_MISSING when it has none.
     virtual Code EnableEvent(const char* name) = 0;
+
+    // Shows the features in the camera's order, or the one of that name; null: all.
+    virtual Code Describe(const char* name, const FeatureVisitor& visit) = 0;
 };
 
 // The cameras of one kind. Each source is one object for the life of the library.
@@ -78,6 +82,14 @@ class DeviceSource {
     // Opens it; `device` is filled on success.
     virtual Code Open(const CameraDeviceInfo& record, std::uint32_t accessMode, DeviceSink sink,
                       std::unique_ptr<Device>& device) = 0;
+
+    // Who has the camera of the record.
+    virtual CameraState StateOf(const CameraDeviceInfo& record) = 0;
+
+    // As Device::Describe, of a camera that may be anybody's, without taking control of it.
+    // `camera`: serial number or IP address.
+    virtual Code DescribeBeside(const char* camera, const char* name,
+                                const FeatureVisitor& visit) = 0;
 };
 
 // GigE Vision and USB3 Vision cameras through Aravis, on Linux; elsewhere a source without cameras.

@@ -183,8 +183,9 @@ Code DecompressFrame(HbDecodeParam& param) {
     if (!Unpack(source.subspan(kHeaderSize), frame)) {
         return KZ_CC_E_NO_DATA;
     }
-    for (std::size_t i = NeighbourDistance(pixelType); i < frame.size(); ++i) {
-        frame[i] = static_cast<std::uint8_t>(frame[i] + frame[i - NeighbourDistance(pixelType)]);
+    const std::size_t distance = NeighbourDistance(pixelType);
+    for (std::size_t i = distance; i < frame.size(); ++i) {
+        frame[i] = static_cast<std::uint8_t>(frame[i] + frame[i - distance]);
     }
     param.decodedLength = length;
     param.decodedPixelType = pixelType;

@@ -4,8 +4,11 @@
 
 namespace kz {
 
-CameraHandle::CameraHandle(Opener opener, std::shared_ptr<CallInterceptor> interceptor)
-    : m_opener(std::move(opener)), m_interceptor(std::move(interceptor)) {}
+CameraHandle::CameraHandle(Identity identity, Opener opener,
+                           std::shared_ptr<CallInterceptor> interceptor)
+    : m_identity(std::move(identity)),
+      m_opener(std::move(opener)),
+      m_interceptor(std::move(interceptor)) {}
 
 Code CameraHandle::Open(const Call& call, std::uint32_t accessMode) {
     return Serialised(call, [&]() -> Code {

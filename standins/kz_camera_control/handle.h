@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "standins/kz_camera_control/call_interceptor.h"
 #include "standins/kz_camera_control/camera.h"
@@ -20,8 +21,16 @@ class CameraHandle {
     using Opener = std::function<Code(std::uint32_t accessMode, DeviceSink sink,
                                       std::unique_ptr<Device>& device)>;
 
+    // What the handle was made for; both forms may name it.
+    struct Identity {
+        std::string serial;
+        std::uint32_t ip = 0;  // 0: no GigE camera
+    };
+
     // `interceptor` is null for a camera that nobody intercepts.
-    CameraHandle(Opener opener, std::shared_ptr<CallInterceptor> interceptor);
+    CameraHandle(Identity identity, Opener opener, std::shared_ptr<CallInterceptor> interceptor);
+
+    [[nodiscard]] const Identity& MadeFor() const { return m_identity; }
 
     Code Open(const Call& call, std::uint32_t accessMode);
     Code Close(const Call& call);
@@ -70,6 +79,7 @@ class CameraHandle {
     }
     void CloseDevice();
 
+    const Identity m_identity;
     const Opener m_opener;
     const std::shared_ptr<CallInterceptor> m_interceptor;
     const std::shared_ptr<HandleCallbacks> m_callbacks = std::make_shared<HandleCallbacks>();

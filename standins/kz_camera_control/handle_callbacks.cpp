@@ -77,18 +77,18 @@ bool HandleCallbacks::RunFrame(const std::uint8_t* pixels, const FrameOutInfo* i
 void HandleCallbacks::PostException(std::uint32_t messageType) noexcept {
     Notice notice;
     notice.messageType = messageType;
-    Post(notice, kMostNotices - 1);
+    Post(notice, kMostNotices);
 }
 
 void HandleCallbacks::PostEvent(std::string_view name) noexcept {
     Notice notice;
     name.copy(notice.eventName, sizeof notice.eventName - 1);
-    Post(notice, kMostEvents - 1);
+    Post(notice, kMostEvents);
 }
 
-void HandleCallbacks::Post(const Notice& notice, std::size_t mostBefore) noexcept {
+void HandleCallbacks::Post(const Notice& notice, std::size_t room) noexcept {
     const std::lock_guard lock(m_mutex);
-    if (m_open && m_queue.size() <= mostBefore) {
+    if (m_open && m_queue.size() < room) {
         m_queue.push_back(notice);
         m_wake.notify_all();
     }

@@ -60,7 +60,7 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
     bool RunFrame(const std::uint8_t* pixels, const FrameOutInfo* info);
     void PostException(std::uint32_t messageType) noexcept;
     void PostEvent(std::string_view name) noexcept;
-    void Post(const Notice& notice, std::size_t mostBefore) noexcept;
+    void Post(const Notice& notice, std::size_t room) noexcept;
     void RunEventThread();
 
     std::atomic<std::thread::id> m_frameThread{};  // the one inside the frame callback

@@ -26,4 +26,14 @@ std::size_t HandleTable::Size() const {
     return m_handles.size();
 }
 
+std::vector<std::shared_ptr<CameraHandle>> HandleTable::All() const {
+    const std::lock_guard lock(m_mutex);
+    std::vector<std::shared_ptr<CameraHandle>> all;
+    all.reserve(m_handles.size());
+    for (const auto& [value, handle] : m_handles) {
+        all.push_back(handle);
+    }
+    return all;
+}
+
 }  // namespace kz

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "standins/kz_camera_control/handle.h"
 
@@ -18,6 +19,7 @@ class HandleTable {
     [[nodiscard]] std::shared_ptr<CameraHandle> Find(KZHandle value) const;
     void Remove(KZHandle value);
     [[nodiscard]] std::size_t Size() const;
+    [[nodiscard]] std::vector<std::shared_ptr<CameraHandle>> All() const;
 
   private:
     mutable std::mutex m_mutex;  // guards what follows

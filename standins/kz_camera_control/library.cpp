@@ -132,7 +132,14 @@ std::shared_ptr<CameraHandle> Discovery::MakeHandle(const CameraDeviceInfo& reco
         }
         return KZ_CC_E_DEVICE_LOST;
     };
-    return std::make_shared<CameraHandle>(std::move(opener), m_simulated.Find(record));
+    CameraHandle::Identity identity;
+    if (record.transportType == KZ_TRANSPORT_GIGE) {
+        identity = {record.gige.serialNumber, record.gige.currentIp};
+    } else {
+        identity.serial = record.usb3.serialNumber;
+    }
+    return std::make_shared<CameraHandle>(std::move(identity), std::move(opener),
+                                          m_simulated.Find(record));
 }
 
 std::shared_ptr<CameraHandle> Discovery::MakeHandle(const GenTLDeviceInfo& record) {
@@ -141,7 +148,65 @@ std::shared_ptr<CameraHandle> Discovery::MakeHandle(const GenTLDeviceInfo& recor
                                            std::unique_ptr<Device>& device) -> Code {
         return camera ? camera->Open(accessMode, std::move(sink), device) : KZ_CC_E_DEVICE_LOST;
     };
-    return std::make_shared<CameraHandle>(std::move(opener), camera);
+    return std::make_shared<CameraHandle>(CameraHandle::Identity{record.serialNumber},
+                                          std::move(opener), camera);
+}
+
+Code Discovery::Look(const PlainVisitor& plain, const GenTLVisitor& genTL) {
+    constexpr std::uint32_t kEvery = KZ_TRANSPORT_GIGE | KZ_TRANSPORT_USB3;
+    const auto look = [&](DeviceSource& source, bool simulated) {
+        std::vector<CameraDeviceInfo> found;
+        const Code code = source.Enumerate(kEvery, found);
+        for (const CameraDeviceInfo& record : found) {
+            plain(record, source.StateOf(record), simulated);
+        }
+        return code;
+    };
+    if (const Code code = look(m_simulated, true); code != KZ_CC_OK) {
+        return code;
+    }
+    if (const Code code = m_useReal ? look(*m_real, false) : KZ_CC_OK; code != KZ_CC_OK) {
+        return code;
+    }
+    std::vector<GenTLInterfaceInfo> interfaces;
+    Code code = m_simulated.EnumerateInterfaces(interfaces);
+    for (const GenTLInterfaceInfo& each : interfaces) {
+        std::vector<GenTLDeviceInfo> devices;
+        if (code == KZ_CC_OK) {
+            code = m_simulated.EnumerateInterface(each, devices);
+        }
+        for (const GenTLDeviceInfo& record : devices) {
+            const auto camera = m_simulated.Find(record);
+            genTL(record, camera ? camera->State() : CameraState{});
+        }
+    }
+    return code;
+}
+
+Code Discovery::DescribeBeside(const char* camera, const char* name, const FeatureVisitor& visit) {
+    const Code code = m_simulated.DescribeBeside(camera, name, visit);
+    return code == KZ_CC_E_DEVICE_LOST && m_useReal ? m_real->DescribeBeside(camera, name, visit)
+                                                    : code;
+}
+
+Code Library::Describe(const char* camera, const char* name, const FeatureVisitor& visit) {
+    const std::string_view wanted(camera);
+    std::uint32_t ip = 0;
+    (void)ParseIp(wanted, ip);
+    for (const auto& handle : handles.All()) {
+        const CameraHandle::Identity& identity = handle->MadeFor();
+        if (identity.serial != wanted && (ip == 0 || identity.ip != ip)) {
+            continue;
+        }
+        const Code code = handle->WithDevice(
+            {"KZInspect_Features", {}},
+            [&](Device& device) -> Code { return device.Describe(name, visit); });
+        // One that has not opened its camera, or is destroyed by now, says nothing of it.
+        if (code != KZ_CC_E_CALL_ORDER && code != KZ_CC_E_HANDLE) {
+            return code;
+        }
+    }
+    return discovery.DescribeBeside(camera, name, visit);
 }
 
 Library& TheLibrary() {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -27,6 +28,15 @@ class Discovery {
     // A handle for the camera of the record. Whether it is there, opening it will show.
     [[nodiscard]] std::shared_ptr<CameraHandle> MakeHandle(const CameraDeviceInfo& record);
     [[nodiscard]] std::shared_ptr<CameraHandle> MakeHandle(const GenTLDeviceInfo& record);
+
+    // Looks as Devices and InterfaceDevices do, and leaves the records that callers hold alone.
+    using PlainVisitor = std::function<void(const CameraDeviceInfo& record,
+                                            const CameraState& state, bool simulated)>;
+    using GenTLVisitor =
+        std::function<void(const GenTLDeviceInfo& record, const CameraState& state)>;
+    Code Look(const PlainVisitor& plain, const GenTLVisitor& genTL);
+    // As DeviceSource::DescribeBeside, of whichever kind.
+    Code DescribeBeside(const char* camera, const char* name, const FeatureVisitor& visit);
 
     [[nodiscard]] SimulatedSource& Simulated() { return m_simulated; }
     void UseRealCameras(bool use) { m_useReal = use; }
@@ -56,6 +66,10 @@ class Discovery {
 };
 
 struct Library {
+    // The features of a camera by serial number or IP address: through the handle that has it open,
+    // else beside whoever has it.
+    Code Describe(const char* camera, const char* name, const FeatureVisitor& visit);
+
     Discovery discovery;
     HandleTable handles;
 };

@@ -14,6 +14,11 @@ class NoCameras final : public DeviceSource {
               std::unique_ptr<Device>& /*device*/) override {
         return KZ_CC_E_DEVICE_LOST;
     }
+    CameraState StateOf(const CameraDeviceInfo& /*record*/) override { return {}; }
+    Code DescribeBeside(const char* /*camera*/, const char* /*name*/,
+                        const FeatureVisitor& /*visit*/) override {
+        return KZ_CC_E_DEVICE_LOST;
+    }
 };
 
 }  // namespace

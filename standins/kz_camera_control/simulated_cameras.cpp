@@ -4,6 +4,7 @@
 
 #include "standins/kz_camera_control/frame_compression.h"
 #include "standins/kz_camera_control/library.h"
+#include "standins/kz_camera_control/simulated/camera_description.h"
 
 namespace {
 
@@ -32,6 +33,21 @@ std::uint32_t KZSim_Configure(const char* description) {
                                                                                    : description);
     } catch (...) {
         return 1;
+    }
+}
+
+void KZSim_WrongWord(const char* description, char* word, std::uint32_t size) {
+    if (word == nullptr || size == 0) {
+        return;
+    }
+    word[0] = '\0';
+    try {
+        const std::string wrong =
+            kz::ParseCameraDescription(description == nullptr ? "" : description).wrongWord;
+        word[wrong.copy(word, size - 1)] = '\0';
+    } catch (...) {
+        // No memory: no word to tell.
+        word[0] = '\0';
     }
 }
 

@@ -53,6 +53,11 @@ extern "C" {
 // 0, or the 1-based line that is wrong; then nothing changes.
 std::uint32_t KZSim_Configure(const char* description);
 
+// Copies the word that makes a description wrong, at most size-1 characters of it; empty where the
+// description is right, or no word alone is wrong in it (a quote is not closed, a text is too
+// long).
+void KZSim_WrongWord(const char* description, char* word, std::uint32_t size);
+
 // Keeps real cameras in or out of the enumeration.
 void KZSim_UseRealCameras(bool use);
 

@@ -1,5 +1,5 @@
-// How often each framework function was called, and which calls are to fail. A table of fixed names
-// and atomics: counting a call made for every frame costs no lock and no memory.
+// How often each framework function was called, and which calls are to fail. Counting, which
+// happens for every frame, takes no lock and no memory.
 #pragma once
 
 #include <algorithm>
@@ -7,29 +7,13 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string_view>
 
 namespace module_frame {
 
-enum class Function : std::size_t {
-    GetModuleId,
-    GetCreateModuleCause,
-    GetDefaultConfigByFile,
-    GetCurrentConfigByFile,
-    SetLastError,
-    NotifyIncGlobalCameraNum,
-    NotifyDecGlobalCameraNum,
-    SetNotifyEventCallback,
-    GetModuleNodeInfo,
-    GetBufferNodeNum,
-    ReportData,
-    TryRunProcedureOnceById,
-    SetBinayData,
-};
-
-// In the order of Function.
-inline constexpr std::array<std::string_view, 13> kFunctionNames{
+inline constexpr std::array<std::string_view, 13> kFunctions{
     "CQ_M_GetModuleId",
     "CQ_M_GetCreateModuleCause",
     "CQ_M_GetDefaultConfigByFile",
@@ -45,51 +29,62 @@ inline constexpr std::array<std::string_view, 13> kFunctionNames{
     "CQ_M_SetBinayData",
 };
 
+// The number of functions for a name that is none of them.
+[[nodiscard]] constexpr std::size_t IndexOf(std::string_view name) {
+    return static_cast<std::size_t>(std::find(kFunctions.begin(), kFunctions.end(), name) -
+                                    kFunctions.begin());
+}
+
+// A function by its name, looked up by the compiler.
+struct Function {
+    consteval Function(const char* name) : index(IndexOf(name)) {
+        if (index == kFunctions.size()) {
+            throw "no framework function";
+        }
+    }
+    std::size_t index;
+};
+
 class CallTable {
   public:
     // Counts a call; the status it is to fail with, if it is.
-    [[nodiscard]] std::optional<std::uint32_t> Enter(Function function) noexcept {
-        Row& row = m_rows[static_cast<std::size_t>(function)];
+    [[nodiscard]] std::optional<std::uint32_t> Enter(Function function) {
+        Row& row = m_rows[function.index];
         row.calls.fetch_add(1, std::memory_order_relaxed);
-        std::uint64_t fault = row.fault.load(std::memory_order_relaxed);
-        while (Remaining(fault) > 0) {
-            if (row.fault.compare_exchange_weak(fault, fault - kOneCall,
-                                                std::memory_order_relaxed)) {
-                return static_cast<std::uint32_t>(fault);
-            }
+        if (row.toFail.load(std::memory_order_relaxed) == 0) {
+            return std::nullopt;
         }
-        return std::nullopt;
+        const std::lock_guard lock(m_mutex);
+        if (row.toFail == 0) {
+            return std::nullopt;
+        }
+        --row.toFail;
+        return row.status;
     }
 
     // An unknown name has no calls and no faults.
-    [[nodiscard]] std::uint64_t Calls(std::string_view name) const noexcept {
+    [[nodiscard]] std::uint64_t Calls(std::string_view name) const {
         const std::size_t index = IndexOf(name);
         return index < m_rows.size() ? m_rows[index].calls.load(std::memory_order_relaxed) : 0;
     }
 
-    void FailNext(std::string_view name, std::uint32_t status, std::int32_t count) noexcept {
+    void FailNext(std::string_view name, std::uint32_t status, std::int32_t count) {
+        const std::lock_guard lock(m_mutex);
         if (const std::size_t index = IndexOf(name); index < m_rows.size()) {
-            const std::uint64_t calls = count > 0 ? static_cast<std::uint64_t>(count) : 0;
-            m_rows[index].fault.store(calls * kOneCall | status, std::memory_order_relaxed);
+            m_rows[index].status = status;
+            m_rows[index].toFail = std::max(count, 0);
         }
     }
 
   private:
-    // The status below, the calls left to fail above: both change in one step.
-    static constexpr std::uint64_t kOneCall = std::uint64_t{1} << 32;
-    static constexpr std::uint64_t Remaining(std::uint64_t fault) { return fault / kOneCall; }
-
     struct Row {
         std::atomic<std::uint64_t> calls{0};
-        std::atomic<std::uint64_t> fault{0};
+        std::atomic<std::int32_t> toFail{0};  // changed under m_mutex
+        std::uint32_t status = 0;             // under m_mutex
     };
 
-    static std::size_t IndexOf(std::string_view name) noexcept {
-        const auto found = std::find(kFunctionNames.begin(), kFunctionNames.end(), name);
-        return static_cast<std::size_t>(found - kFunctionNames.begin());
-    }
-
-    std::array<Row, kFunctionNames.size()> m_rows;
+    std::mutex m_mutex;
+    std::array<Row, kFunctions.size()> m_rows;
 };
 
 }  // namespace module_frame

@@ -15,4 +15,13 @@ template <typename Work>
     }
 }
 
+// For an entry that has no status to answer.
+template <typename Work>
+void Attempt(Work&& work) noexcept {
+    static_cast<void>(Guarded([&]() -> Status {
+        work();
+        return 0;
+    }));
+}
+
 }  // namespace module_frame

@@ -99,7 +99,7 @@ std::uint32_t CAbstractUserModule::DeInit() {
 extern "C" {
 
 std::uint32_t CQ_M_GetModuleId(void* handle, std::int32_t* moduleId) {
-    return Called(Function::GetModuleId, [&]() -> Status {
+    return Called("CQ_M_GetModuleId", [&]() -> Status {
         if (moduleId == nullptr) {
             return kModuleFrameBadArgument;
         }
@@ -108,7 +108,7 @@ std::uint32_t CQ_M_GetModuleId(void* handle, std::int32_t* moduleId) {
 }
 
 std::uint32_t CQ_M_GetCreateModuleCause(void* handle, std::int32_t* cause) {
-    return Called(Function::GetCreateModuleCause, [&]() -> Status {
+    return Called("CQ_M_GetCreateModuleCause", [&]() -> Status {
         if (cause == nullptr) {
             return kModuleFrameBadArgument;
         }
@@ -118,7 +118,7 @@ std::uint32_t CQ_M_GetCreateModuleCause(void* handle, std::int32_t* cause) {
 
 std::uint32_t CQ_M_GetDefaultConfigByFile(void* handle, const char* file, ModuleParamList* list,
                                           std::int32_t) {
-    return Called(Function::GetDefaultConfigByFile, [&]() -> Status {
+    return Called("CQ_M_GetDefaultConfigByFile", [&]() -> Status {
         if (file == nullptr || list == nullptr ||
             TheFramework().WithHandle(handle, [](const Handle&) {}) != 0) {
             return kModuleFrameBadArgument;
@@ -134,7 +134,7 @@ std::uint32_t CQ_M_GetDefaultConfigByFile(void* handle, const char* file, Module
 
 std::uint32_t CQ_M_GetCurrentConfigByFile(void* handle, const char* file, ModuleParamList* list,
                                           std::int32_t) {
-    return Called(Function::GetCurrentConfigByFile, [&]() -> Status {
+    return Called("CQ_M_GetCurrentConfigByFile", [&]() -> Status {
         Values set;
         if (file == nullptr || list == nullptr ||
             TheFramework().WithHandle(handle, [&](const Handle& h) { set = h.values.All(); }) !=
@@ -152,26 +152,26 @@ std::uint32_t CQ_M_GetCurrentConfigByFile(void* handle, const char* file, Module
 }
 
 std::uint32_t CQ_M_SetLastError(void* handle, std::uint32_t status) {
-    return Called(Function::SetLastError, [&] {
+    return Called("CQ_M_SetLastError", [&] {
         return TheFramework().WithHandle(handle, [&](Handle& h) { h.lastError = status; });
     });
 }
 
 std::uint32_t CQ_M_NotifyIncGlobalCameraNum(void* handle, std::int32_t count,
                                             std::uint32_t pattern) {
-    return Called(Function::NotifyIncGlobalCameraNum,
+    return Called("CQ_M_NotifyIncGlobalCameraNum",
                   [&] { return CountCameras(handle, count, pattern); });
 }
 
 std::uint32_t CQ_M_NotifyDecGlobalCameraNum(void* handle, std::int32_t count,
                                             std::uint32_t pattern) {
-    return Called(Function::NotifyDecGlobalCameraNum,
+    return Called("CQ_M_NotifyDecGlobalCameraNum",
                   [&] { return CountCameras(handle, -count, pattern); });
 }
 
 std::uint32_t CQ_M_SetNotifyEventCallback(void* handle, NotifyEventCallback callback,
                                           void* context) {
-    return Called(Function::SetNotifyEventCallback, [&] {
+    return Called("CQ_M_SetNotifyEventCallback", [&] {
         return TheFramework().WithHandle(handle, [&](Handle& h) {
             h.notify = {callback, context};
         });
@@ -179,7 +179,7 @@ std::uint32_t CQ_M_SetNotifyEventCallback(void* handle, NotifyEventCallback call
 }
 
 std::uint32_t CQ_M_GetModuleNodeInfo(std::int32_t moduleId, ModuleNodeInfo* info) {
-    return Called(Function::GetModuleNodeInfo, [&]() -> Status {
+    return Called("CQ_M_GetModuleNodeInfo", [&]() -> Status {
         if (info == nullptr) {
             return kModuleFrameBadArgument;
         }
@@ -192,7 +192,7 @@ std::uint32_t CQ_M_GetModuleNodeInfo(std::int32_t moduleId, ModuleNodeInfo* info
 }
 
 std::uint32_t CQ_M_GetBufferNodeNum(std::uint32_t* number) {
-    return Called(Function::GetBufferNodeNum, [&]() -> Status {
+    return Called("CQ_M_GetBufferNodeNum", [&]() -> Status {
         if (number == nullptr) {
             return kModuleFrameBadArgument;
         }
@@ -203,7 +203,7 @@ std::uint32_t CQ_M_GetBufferNodeNum(std::uint32_t* number) {
 
 std::uint32_t CQ_M_ReportData(void* handle, std::uint32_t code, const char* text,
                               std::uint32_t length) {
-    return Called(Function::ReportData, [&]() -> Status {
+    return Called("CQ_M_ReportData", [&]() -> Status {
         if ((text == nullptr && length > 0) ||
             TheFramework().WithHandle(handle, [](const Handle&) {}) != 0) {
             return kModuleFrameBadArgument;
@@ -219,7 +219,7 @@ std::uint32_t CQ_M_ReportData(void* handle, std::uint32_t code, const char* text
 
 std::uint32_t CQ_M_TryRunProcedureOnceById(std::int32_t procedureId, const char* text,
                                            std::int32_t reserved) {
-    return Called(Function::TryRunProcedureOnceById, [&]() -> Status {
+    return Called("CQ_M_TryRunProcedureOnceById", [&]() -> Status {
         return TheFramework().observer.Run([&](const ModuleFrameObserver& observer) -> Status {
             return observer.onTryRunProcedure == nullptr
                        ? kModuleFrameRefused
@@ -230,7 +230,7 @@ std::uint32_t CQ_M_TryRunProcedureOnceById(std::int32_t procedureId, const char*
 
 std::uint32_t CQ_M_SetBinayData(std::int32_t kind, const char* key, const char* data,
                                 std::uint32_t length) {
-    return Called(Function::SetBinayData, [&]() -> Status {
+    return Called("CQ_M_SetBinayData", [&]() -> Status {
         if (key == nullptr || (data == nullptr && length > 0)) {
             return kModuleFrameBadArgument;
         }

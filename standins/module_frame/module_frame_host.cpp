@@ -9,6 +9,7 @@
 #include "standins/module_frame/guarded.h"
 #include "standins/module_frame/solution_file.h"
 
+using module_frame::Attempt;
 using module_frame::Guarded;
 using module_frame::Handle;
 using module_frame::NotifyTarget;
@@ -71,36 +72,26 @@ extern "C" {
 
 void* ModuleFrame_CreateHandle(std::int32_t moduleId, std::int32_t createCause) {
     void* handle = nullptr;
-    static_cast<void>(Guarded([&]() -> Status {
-        handle = TheFramework().AddHandle(moduleId, createCause);
-        return 0;
-    }));
+    Attempt([&] { handle = TheFramework().AddHandle(moduleId, createCause); });
     return handle;
 }
 
 void ModuleFrame_DestroyHandle(void* handle) {
-    static_cast<void>(Guarded([&]() -> Status {
-        TheFramework().RemoveHandle(handle);
-        return 0;
-    }));
+    Attempt([&] { TheFramework().RemoveHandle(handle); });
 }
 
 void ModuleFrame_SetObserver(const ModuleFrameObserver* observer) {
-    static_cast<void>(Guarded([&]() -> Status {
+    Attempt([&] {
         TheFramework().observer.Replace(observer == nullptr ? ModuleFrameObserver{} : *observer);
-        return 0;
-    }));
+    });
 }
 
 void ModuleFrame_SetConfigFolder(const char* folder) {
-    static_cast<void>(Guarded([&]() -> Status {
-        TheFramework().SetConfigFolder(folder);
-        return 0;
-    }));
+    Attempt([&] { TheFramework().SetConfigFolder(folder); });
 }
 
 void ModuleFrame_SetBufferNodeNum(std::uint32_t number) {
-    TheFramework().bufferNodeNum.store(number);
+    Attempt([&] { TheFramework().bufferNodeNum.store(number); });
 }
 
 std::uint32_t ModuleFrame_RunNotifyEvent(void* handle, std::int32_t event, void* argument) {
@@ -130,16 +121,22 @@ std::uint32_t ModuleFrame_LastError(void* handle) {
 }
 
 std::int32_t ModuleFrame_GlobalCameraNum() {
-    return TheFramework().globalCameraNum.load();
+    std::int32_t number = 0;
+    Attempt([&] { number = TheFramework().globalCameraNum.load(); });
+    return number;
 }
 
 std::uint64_t ModuleFrame_CallCount(const char* function) {
-    return function == nullptr ? 0 : TheFramework().calls.Calls(function);
+    std::uint64_t calls = 0;
+    if (function != nullptr) {
+        Attempt([&] { calls = TheFramework().calls.Calls(function); });
+    }
+    return calls;
 }
 
 void ModuleFrame_FailCalls(const char* function, std::uint32_t status, std::int32_t count) {
     if (function != nullptr) {
-        TheFramework().calls.FailNext(function, status, count);
+        Attempt([&] { TheFramework().calls.FailNext(function, status, count); });
     }
 }
 

@@ -1,12 +1,8 @@
 // What is told of the keys, against the module itself.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "params/parameter_info.h"
 #include "tests/support/module_host.h"
-#include "tests/support/parameter_text.h"
 
 namespace {
 
@@ -30,13 +26,6 @@ TEST(ParameterInfo, FindsAKeyAsTheModuleDoes) {
     EXPECT_EQ(FindParameterInfo("MyCameraMoldX"), FindParameterInfo("CameraMold"));
     EXPECT_EQ(FindParameterInfo("TypeX"), nullptr);
     EXPECT_EQ(FindParameterInfo("Width"), nullptr);
-}
-
-TEST(ParameterInfo, StandsOnItsPage) {
-    std::ifstream file(PARAMETER_PAGE, std::ios::binary);
-    const std::string page((std::istreambuf_iterator<char>(file)), {});
-    EXPECT_TRUE(page == tests::ParameterPage())
-        << PARAMETER_PAGE << " is out of date: build the target update_parameter_page";
 }
 
 }  // namespace

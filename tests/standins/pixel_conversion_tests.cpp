@@ -231,6 +231,42 @@ TEST(PixelConversion, ExactlyThePictureIsReadAndWritten) {
     }
 }
 
+// Wide frames are converted in runs; a narrow piece of one, which is a single run, gives the same
+// pixels but for its borders. The piece is moved over all places, so over every seam.
+TEST(PixelConversion, WideFramesShowNoSeams) {
+    constexpr std::size_t kWide = 1500;
+    constexpr std::size_t kNarrow = 30;
+    constexpr std::size_t kHeight = 3;
+    std::mt19937 random(5);
+    for (const auto& [format, bits] : kSources) {
+        const std::size_t wideLine = kWide * bits / 8;
+        const std::size_t narrowLine = kNarrow * bits / 8;
+        Bytes wide(wideLine * kHeight);
+        std::generate(wide.begin(), wide.end(),
+                      [&] { return static_cast<std::uint8_t>(random()); });
+        for (const std::uint32_t to : {kMono8, kRGB8}) {
+            SCOPED_TRACE(testing::Message() << std::hex << format << " to " << to);
+            const std::size_t channels = to == kMono8 ? 1 : 3;
+            const Bytes whole = Convert(format, kWide, kHeight, wide, to).pixels;
+            for (std::size_t x = 0; x + kNarrow <= kWide; x += kNarrow - 2) {
+                Bytes piece;
+                for (std::size_t y = 0; y < kHeight; ++y) {
+                    const auto from =
+                        wide.begin() + static_cast<std::ptrdiff_t>(y * wideLine + x * bits / 8);
+                    piece.insert(piece.end(), from, from + static_cast<std::ptrdiff_t>(narrowLine));
+                }
+                const Bytes part = Convert(format, kNarrow, kHeight, piece, to).pixels;
+                for (std::size_t y = 0; y < kHeight; ++y) {
+                    const std::uint8_t* const got = &whole[(y * kWide + x + 1) * channels];
+                    ASSERT_TRUE(std::equal(got, got + (kNarrow - 2) * channels,
+                                           &part[(y * kNarrow + 1) * channels]))
+                        << "at " << x << ", " << y;
+                }
+            }
+        }
+    }
+}
+
 TEST(PixelConversion, RefusesWhatItCannotConvert) {
     const Bytes source(64);
     Bytes destination(64, 0xEE);

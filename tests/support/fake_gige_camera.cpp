@@ -42,8 +42,12 @@ std::string CameraSerial(int camera) {
     return 'R' + std::to_string(::getpid()) + '-' + std::to_string(camera);
 }
 
-FakeGigECamera::FakeGigECamera(std::string address, std::string serial, int lostPackets)
-    : m_address(std::move(address)), m_serial(std::move(serial)), m_lostPackets(lostPackets) {
+FakeGigECamera::FakeGigECamera(std::string address, std::string serial, int lostPackets,
+                               int sensorSize)
+    : m_address(std::move(address)),
+      m_serial(std::move(serial)),
+      m_lostPackets(lostPackets),
+      m_sensorSize(sensorSize) {
     Start();
 }
 
@@ -63,9 +67,11 @@ void FakeGigECamera::Start() {
     std::string address = m_address;
     std::string serial = m_serial;
     std::string lostPackets = std::to_string(m_lostPackets);
+    std::string sensorSize = std::to_string(m_sensorSize);
     std::string parent = std::to_string(::getpid());
-    const std::array<char*, 6> arguments = {program.data(),     address.data(), serial.data(),
-                                            lostPackets.data(), parent.data(),  nullptr};
+    const std::array<char*, 7> arguments = {
+        program.data(),    address.data(), serial.data(), lostPackets.data(),
+        sensorSize.data(), parent.data(),  nullptr};
     std::array<int, 2> pipe{};
     if (m_process != 0 || ::pipe2(pipe.data(), O_CLOEXEC) != 0) {
         throw std::runtime_error("camera runs already, or no pipe to be had");

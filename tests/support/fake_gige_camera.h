@@ -16,9 +16,10 @@
 class FakeGigECamera {
   public:
     // `address`: any one of 127.0.0.0/8, one camera each. Of a thousand image packets
-    // `lostPackets` never leave the camera. Starts it; throws std::runtime_error when that fails,
-    // most likely because the address is taken.
-    FakeGigECamera(std::string address, std::string serial, int lostPackets = 0);
+    // `lostPackets` never leave the camera. `sensorSize`: largest width and height. Starts it;
+    // throws std::runtime_error when that fails, most likely because the address is taken.
+    FakeGigECamera(std::string address, std::string serial, int lostPackets = 0,
+                   int sensorSize = 2048);
     ~FakeGigECamera();
     FakeGigECamera(const FakeGigECamera&) = delete;
     FakeGigECamera& operator=(const FakeGigECamera&) = delete;
@@ -35,5 +36,6 @@ class FakeGigECamera {
     const std::string m_address;
     const std::string m_serial;
     const int m_lostPackets;
+    const int m_sensorSize;
     pid_t m_process = 0;
 };

@@ -1,5 +1,5 @@
-// fake_gige_camera ADDRESS SERIAL LOST_PACKETS_PER_THOUSAND PARENT_PID: Aravis's GigE Vision camera
-// on an address of the loopback network, until it or its parent is killed.
+// fake_gige_camera ADDRESS SERIAL LOST_PACKETS_PER_THOUSAND SENSOR_SIZE PARENT_PID: Aravis's GigE
+// Vision camera on an address of the loopback network, until it or its parent is killed.
 
 #include <arpa/inet.h>
 #include <arv.h>
@@ -56,12 +56,12 @@ extern "C" int getifaddrs(ifaddrs** list) noexcept {
 extern "C" void freeifaddrs(ifaddrs*) noexcept {}
 
 int main(int count, char** arguments) {
-    if (count != 5) {
+    if (count != 6) {
         return EXIT_FAILURE;
     }
     // Nothing is left behind by a test that crashes, at whatever moment.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != std::atoi(arguments[4])) {
+    if (::getppid() != std::atoi(arguments[5])) {
         return EXIT_FAILURE;
     }
     SetCardAddress(arguments[1]);
@@ -69,11 +69,10 @@ int main(int count, char** arguments) {
     if (camera == nullptr || !arv_gv_fake_camera_is_running(camera)) {
         return EXIT_FAILURE;
     }
-    // Large enough for the frames that strain a receiver most.
-    constexpr guint32 kSensorSize = 4096;
     ArvFakeCamera* const sensor = arv_gv_fake_camera_get_fake_camera(camera);
-    arv_fake_camera_write_register(sensor, ARV_FAKE_CAMERA_REGISTER_SENSOR_WIDTH, kSensorSize);
-    arv_fake_camera_write_register(sensor, ARV_FAKE_CAMERA_REGISTER_SENSOR_HEIGHT, kSensorSize);
+    const auto sensorSize = static_cast<guint32>(std::atoi(arguments[4]));
+    arv_fake_camera_write_register(sensor, ARV_FAKE_CAMERA_REGISTER_SENSOR_WIDTH, sensorSize);
+    arv_fake_camera_write_register(sensor, ARV_FAKE_CAMERA_REGISTER_SENSOR_HEIGHT, sensorSize);
     constexpr double kThousand = 1000.0;
     g_object_set(camera, "gvsp-lost-ratio", std::atof(arguments[3]) / kThousand, nullptr);
     if (::write(STDOUT_FILENO, "\n", 1) != 1) {

@@ -1,7 +1,10 @@
 #include "standins/kz_camera_control/aravis/frame_stream.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <new>
 
 namespace kz {
 namespace {
@@ -16,6 +19,18 @@ constexpr std::size_t kBufferMemory = std::size_t{256} << 20;
 constexpr guint64 kWaitMicroseconds = 50'000;
 
 constexpr std::uint64_t kNanosecondsPerMillisecond = 1'000'000;
+
+// The system finds memory for it now and not while packets wait. Aravis's own would end the process
+// where there is none.
+ArvBuffer* MakeBuffer(std::size_t size) {
+    void* const memory = std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    // Not 0, which compilers leave to the system again.
+    std::memset(memory, 1, size);
+    return arv_buffer_new_full(size, memory, memory, &std::free);
+}
 
 bool HoldsImage(ArvBuffer* buffer) {
     switch (arv_buffer_get_payload_type(buffer)) {
@@ -55,7 +70,7 @@ FrameStream::FrameStream(GObjectPtr<ArvStream> stream, std::size_t frameSize, Re
     const std::size_t buffers = std::clamp(kBufferMemory / std::max<std::size_t>(frameSize, 1),
                                            kFewestBuffers, kMostBuffers);
     for (std::size_t index = 0; index < buffers; ++index) {
-        arv_stream_push_buffer(m_stream.get(), arv_buffer_new_allocate(frameSize));
+        arv_stream_push_buffer(m_stream.get(), MakeBuffer(frameSize));
     }
     m_thread = std::thread([this] { Run(); });
 }

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
@@ -22,6 +23,7 @@ constexpr std::uint16_t kRequestId = 0x4b5a;
 constexpr std::array<std::uint8_t, 8> kDiscoveryCommand = {
     0x42, 0x01, 0x00, 0x02, 0x00, 0x00, kRequestId >> 8, kRequestId & 0xff};
 constexpr std::uint16_t kDiscoveryAcknowledge = 0x0003;
+constexpr std::uint16_t kReadRegisterAcknowledge = 0x0081;
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kAcknowledgeSize = 248;
 
@@ -43,6 +45,10 @@ enum AcknowledgeOffset : std::size_t {
     kSerialNumber = 216,
     kUserDefinedName = 232,
 };
+
+// Bootstrap registers.
+constexpr std::uint32_t kControlChannelPrivilege = 0x0A00;  // 0: nobody controls the camera
+constexpr std::uint32_t kPrimaryApplicationIp = 0x0A14;     // optional: 0 where it is not told
 
 class Socket {
   public:
@@ -116,31 +122,54 @@ CameraDeviceInfo RecordOf(const std::uint8_t* acknowledge) {
     return record;
 }
 
-using Answer = std::array<std::uint8_t, kHeaderSize + kAcknowledgeSize>;
-
-bool IsOurAcknowledge(const Answer& answer, ssize_t size) {
-    return size == static_cast<ssize_t>(answer.size()) && Read16(answer.data()) == 0 &&
-           Read16(answer.data() + 2) == kDiscoveryAcknowledge &&
-           Read16(answer.data() + 6) == kRequestId;
-}
-
-// Waits for the acknowledge; false when none came in time. The socket is connected, so that only
-// the camera asked can answer.
-bool AwaitAcknowledge(const Socket& socket, Answer& answer) {
+// Sends a command until the camera acknowledges it with a payload of that size; empty when it never
+// does. The socket is connected, so that only the camera asked can answer.
+template <std::size_t PayloadSize, std::size_t CommandSize>
+std::optional<std::array<std::uint8_t, PayloadSize>> Exchange(
+    const Socket& socket, const std::array<std::uint8_t, CommandSize>& command,
+    std::uint16_t acknowledge) {
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + kAnswerTime;
-    for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        pollfd waiting{socket.Descriptor(), POLLIN, 0};
-        if (left.count() <= 0 || ::poll(&waiting, 1, static_cast<int>(left.count())) <= 0) {
-            return false;
-        }
-        const ssize_t size = ::recv(socket.Descriptor(), answer.data(), answer.size(), 0);
-        if (IsOurAcknowledge(answer, size)) {
-            return true;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        // A refused packet (nothing listens at a living address) is reported by the next call; the
+        // camera may be starting, so every attempt is made all the same.
+        (void)::send(socket.Descriptor(), command.data(), command.size(), MSG_NOSIGNAL);
+        const Clock::time_point deadline = Clock::now() + kAnswerTime;
+        for (;;) {
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+            pollfd waiting{socket.Descriptor(), POLLIN, 0};
+            if (left.count() <= 0 || ::poll(&waiting, 1, static_cast<int>(left.count())) <= 0) {
+                break;
+            }
+            std::array<std::uint8_t, kHeaderSize + PayloadSize> answer;
+            const ssize_t size = ::recv(socket.Descriptor(), answer.data(), answer.size(), 0);
+            if (size == static_cast<ssize_t>(answer.size()) && Read16(answer.data()) == 0 &&
+                Read16(answer.data() + 2) == acknowledge &&
+                Read16(answer.data() + 6) == kRequestId) {
+                std::array<std::uint8_t, PayloadSize> payload;
+                std::copy(answer.begin() + kHeaderSize, answer.end(), payload.begin());
+                return payload;
+            }
         }
     }
+    return std::nullopt;
+}
+
+std::optional<std::uint32_t> ReadRegister(const Socket& socket, std::uint32_t address) {
+    const std::array<std::uint8_t, 12> command = {0x42,
+                                                  0x01,
+                                                  0x00,
+                                                  0x80,
+                                                  0x00,
+                                                  0x04,
+                                                  kRequestId >> 8,
+                                                  kRequestId & 0xff,
+                                                  static_cast<std::uint8_t>(address >> 24),
+                                                  static_cast<std::uint8_t>(address >> 16),
+                                                  static_cast<std::uint8_t>(address >> 8),
+                                                  static_cast<std::uint8_t>(address)};
+    const auto answer = Exchange<4>(socket, command, kReadRegisterAcknowledge);
+    return answer ? std::optional(Read32(answer->data())) : std::nullopt;
 }
 
 }  // namespace
@@ -151,21 +180,34 @@ std::optional<CameraDeviceInfo> AskGigECamera(std::uint32_t cameraIp, std::uint3
         !socket.Connect(cameraIp, kGvcpPort)) {
         return std::nullopt;
     }
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        // A refused packet (nothing listens at a living address) is reported by the next call; the
-        // camera may be starting, so every attempt is made all the same.
-        (void)::send(socket.Descriptor(), kDiscoveryCommand.data(), kDiscoveryCommand.size(),
-                     MSG_NOSIGNAL);
-        Answer answer;
-        if (AwaitAcknowledge(socket, answer)) {
-            CameraDeviceInfo record = RecordOf(answer.data() + kHeaderSize);
-            // The address that answered is the one that can be opened, whatever the camera says.
-            record.gige.currentIp = cameraIp;
-            record.gige.netExportIp = localIp != 0 ? localIp : LocalAddressTowards(cameraIp);
-            return record;
-        }
+    const auto answer =
+        Exchange<kAcknowledgeSize>(socket, kDiscoveryCommand, kDiscoveryAcknowledge);
+    if (!answer) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    CameraDeviceInfo record = RecordOf(answer->data());
+    // The address that answered is the one that can be opened, whatever the camera says.
+    record.gige.currentIp = cameraIp;
+    record.gige.netExportIp = localIp != 0 ? localIp : LocalAddressTowards(cameraIp);
+    return record;
+}
+
+CameraState AskWhoControls(std::uint32_t cameraIp) {
+    const Socket socket;
+    CameraState state;
+    std::optional<std::uint32_t> privilege;
+    if (socket.Connect(cameraIp, kGvcpPort)) {
+        privilege = ReadRegister(socket, kControlChannelPrivilege);
+    }
+    if (!privilege) {
+        state.access = CameraState::Access::kUnreachable;
+    } else if (*privilege == 0) {
+        state.access = CameraState::Access::kFree;
+    } else {
+        state.access = CameraState::Access::kControlled;
+        state.owner = ReadRegister(socket, kPrimaryApplicationIp).value_or(0);
+    }
+    return state;
 }
 
 std::uint32_t LocalAddressTowards(std::uint32_t cameraIp) {

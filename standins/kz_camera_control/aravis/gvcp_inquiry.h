@@ -10,6 +10,7 @@
 #include <string>
 
 #include "camera/sdk/kz_camera_control.h"
+#include "standins/kz_camera_control/feature_record.h"
 
 namespace kz {
 
@@ -18,6 +19,9 @@ namespace kz {
 // answers. Blocks for 600 ms at most.
 [[nodiscard]] std::optional<CameraDeviceInfo> AskGigECamera(std::uint32_t cameraIp,
                                                             std::uint32_t localIp);
+
+// Who controls the camera at `cameraIp`. Blocks for 1.2 s at most.
+[[nodiscard]] CameraState AskWhoControls(std::uint32_t cameraIp);
 
 // The address of this machine from which `cameraIp` is reached; 0 when there is no route.
 [[nodiscard]] std::uint32_t LocalAddressTowards(std::uint32_t cameraIp);

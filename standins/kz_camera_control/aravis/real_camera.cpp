@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "standins/kz_camera_control/aravis/feature_listing.h"
 #include "standins/kz_camera_control/aravis/remains.h"
 #include "standins/kz_camera_control/aravis/spare_thread.h"
 #include "standins/kz_camera_control/aravis/stream_socket.h"
@@ -242,6 +243,10 @@ Code RealCamera::MatchInfo(KZMatchInfo& info) {
 
 Code RealCamera::EnableEvent(const char*) {
     return m_watch.Lost() ? KZ_CC_E_DEVICE_LOST : KZ_CC_E_NODE_MISSING;
+}
+
+Code RealCamera::Describe(const char* name, const FeatureVisitor& visit) {
+    return m_watch.Ask([&] { return DescribeFeatures(m_device.get(), name, visit); });
 }
 
 }  // namespace kz

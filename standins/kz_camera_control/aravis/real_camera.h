@@ -41,6 +41,7 @@ class RealCamera final : public Device {
     Code MatchInfo(KZMatchInfo& info) override;
     // Aravis has no message channel, so no camera's events can be had.
     Code EnableEvent(const char* name) override;
+    Code Describe(const char* name, const FeatureVisitor& visit) override;
 
   private:
     [[nodiscard]] Code CreateStream(GObjectPtr<ArvStream>& stream, std::size_t& frameSize);

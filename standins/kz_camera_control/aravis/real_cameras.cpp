@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "standins/kz_camera_control/aravis/camera_features.h"
+#include "standins/kz_camera_control/aravis/feature_listing.h"
 #include "standins/kz_camera_control/aravis/gvcp_inquiry.h"
 #include "standins/kz_camera_control/aravis/real_camera.h"
 #include "standins/kz_camera_control/aravis/spare_thread.h"
@@ -194,6 +195,49 @@ Code RealCameraSource::OpenUsb3(const CameraDeviceInfo& record, GObjectPtr<ArvDe
         }
     }
     return KZ_CC_E_DEVICE_LOST;
+}
+
+CameraState RealCameraSource::StateOf(const CameraDeviceInfo& record) {
+    if (record.transportType != KZ_TRANSPORT_GIGE) {
+        return {};
+    }
+    return AskWhoControls(record.gige.currentIp);
+}
+
+Code RealCameraSource::DescribeBeside(const char* camera, const char* name,
+                                      const FeatureVisitor& visit) {
+    const std::uint32_t ip = ParseAddress(camera);
+    std::optional<CameraDeviceInfo> gige = AskGigECamera(ip, 0);
+    GObjectPtr<ArvDevice> device;
+    if (!gige) {
+        const std::lock_guard lock(m_mutex);
+        m_seen = LookForCameras();
+        const CameraDeviceInfo* const seen = FindSerial(m_seen, KZ_TRANSPORT_GIGE, camera);
+        gige = seen != nullptr ? std::optional(*seen) : std::nullopt;
+    }
+    if (gige) {
+        if (!IsLocalAddress(gige->gige.netExportIp)) {
+            return KZ_CC_E_DEVICE_LOST;
+        }
+        GErrorHolder error;
+        device.reset(arv_gv_device_new(InetAddress(gige->gige.netExportIp).get(),
+                                       InetAddress(gige->gige.currentIp).get(), error.Out()));
+        if (!device) {
+            return OpenErrorCode(error);
+        }
+        // Aravis takes control of a camera that is free.
+        if (arv_gv_device_is_controller(ARV_GV_DEVICE(device.get()))) {
+            arv_gv_device_leave_control(ARV_GV_DEVICE(device.get()), error.Out());
+        }
+    } else {
+        CameraDeviceInfo record{};
+        record.transportType = KZ_TRANSPORT_USB3;
+        CopyText(record.usb3.serialNumber, camera);
+        if (const Code code = OpenUsb3(record, device); code != KZ_CC_OK) {
+            return code;
+        }
+    }
+    return DescribeFeatures(device.get(), name, visit);
 }
 
 std::unique_ptr<DeviceSource> MakeRealCameraSource() {

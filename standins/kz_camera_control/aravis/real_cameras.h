@@ -19,6 +19,9 @@ class RealCameraSource final : public DeviceSource {
     Code Open(const CameraDeviceInfo& record, std::uint32_t accessMode, DeviceSink sink,
               std::unique_ptr<Device>& device) override;
 
+    CameraState StateOf(const CameraDeviceInfo& record) override;
+    Code DescribeBeside(const char* camera, const char* name, const FeatureVisitor& visit) override;
+
   private:
     Code OpenGigE(const CameraDeviceInfo& record, GObjectPtr<ArvDevice>& device);
     Code OpenUsb3(const CameraDeviceInfo& record, GObjectPtr<ArvDevice>& device);

@@ -22,8 +22,8 @@
 namespace kz {
 namespace {
 
-// The kernel hands a part of the ring over 5 to 20 ms after its first packet; what the ring took in
-// before the filter stood has been looked at by Aravis then.
+// The kernel hands a part of the ring over 5 to 20 ms after its first packet: by then Aravis has
+// looked at what the ring took in before the filter stood.
 constexpr std::chrono::milliseconds kRingDelay{25};
 constexpr std::chrono::milliseconds kLookEvery{5};
 // Each costs less than a tenth of a second. Beside a camera that never pauses about half of them
@@ -33,19 +33,23 @@ constexpr int kPacketSocketAttempts = 8;
 // Of a plain socket: one frame that is being received and one that waits.
 constexpr std::size_t kBufferedFrames = 2;
 
+// A right that a process has it keeps.
 bool MayUsePacketSocket() {
-    static const bool may = [] {
-        const int probe = ::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0);
-        if (probe < 0) {
-            std::fprintf(stderr,
-                         "KZCameraControl: no packet socket (%s), so receiving costs more and may "
-                         "lose frames; give the program the capability CAP_NET_RAW\n",
-                         std::strerror(errno));
-            return false;
-        }
-        ::close(probe);
+    static std::atomic<bool> may{false};
+    static std::atomic<bool> told{false};
+    if (may) {
         return true;
-    }();
+    }
+    const int probe = ::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0);
+    if (probe >= 0) {
+        ::close(probe);
+        may = true;
+    } else if (!told.exchange(true)) {
+        std::fprintf(stderr,
+                     "KZCameraControl: no packet socket (%s), so receiving costs more and may lose "
+                     "frames; give the program the capability CAP_NET_RAW\n",
+                     std::strerror(errno));
+    }
     return may;
 }
 

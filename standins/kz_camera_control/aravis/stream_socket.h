@@ -1,5 +1,5 @@
 // How a GigE Vision stream gets its packets. Aravis has two ways: a packet socket, whose ring of
-// memory the kernel fills, and a plain UDP socket, which costs a multiple of the CPU time and loses
+// 32 MB the kernel fills, and a plain UDP socket, which costs a multiple of the CPU time and loses
 // packets as soon as its buffer is full. Both have a flaw at the start that is mended here.
 #pragma once
 

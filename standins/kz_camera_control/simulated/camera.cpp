@@ -127,6 +127,9 @@ class SimulatedDevice final : public Device {
     }
     Code MatchInfo(KZMatchInfo& info) override { return m_camera->MatchInfo(m_session, info); }
     Code EnableEvent(const char* name) override { return m_camera->EnableEvent(m_session, name); }
+    Code Describe(const char* name, const FeatureVisitor& visit) override {
+        return m_camera->Describe(name, visit);
+    }
 
   private:
     void EndStream() {
@@ -194,6 +197,27 @@ Code SimulatedCamera::Open(std::uint32_t accessMode, DeviceSink sink,
     m_session = ++m_lastSession;
     m_sink = std::move(sharedSink);
     m_statistics = {};
+    return KZ_CC_OK;
+}
+
+CameraState SimulatedCamera::State() const {
+    const std::lock_guard lock(m_mutex);
+    CameraState state;
+    state.access =
+        m_session == kNobody ? CameraState::Access::kFree : CameraState::Access::kControlled;
+    return state;
+}
+
+Code SimulatedCamera::Describe(const char* name, const FeatureVisitor& visit) const {
+    const std::lock_guard lock(m_mutex);
+    if (!m_plugged) {
+        return KZ_CC_E_DEVICE_LOST;
+    }
+    m_features.Describe(name, m_stream != nullptr, [&](const FeatureRecord& feature) {
+        if (!m_faults.Missing(feature.name)) {
+            visit(feature);
+        }
+    });
     return KZ_CC_OK;
 }
 

@@ -34,6 +34,10 @@ class SimulatedCamera final : public CallInterceptor,
 
     Code Open(std::uint32_t accessMode, DeviceSink sink, std::unique_ptr<Device>& device);
 
+    [[nodiscard]] CameraState State() const;
+    // Whoever has it open.
+    Code Describe(const char* name, const FeatureVisitor& visit) const;
+
     // For the test that holds the strings.
     [[nodiscard]] bool SetFaults(std::string_view text);
     void Unplug();

@@ -81,22 +81,6 @@ bool ParseNumber(std::string_view text, Number least, Number most, Number& value
     return true;
 }
 
-bool ParseIp(std::string_view text, std::uint32_t& ip) {
-    std::uint32_t parsed = 0;
-    for (int part = 0; part < 4; ++part) {
-        const std::size_t dot = part < 3 ? text.find('.') : text.size();
-        std::uint32_t number = 0;
-        if (dot == std::string_view::npos ||
-            !ParseNumber<std::uint32_t>(text.substr(0, dot), 0, 255, number)) {
-            return false;
-        }
-        parsed = parsed << 8 | number;
-        text.remove_prefix(std::min(dot + 1, text.size()));
-    }
-    ip = parsed;
-    return true;
-}
-
 bool ParseEven(std::string_view text, std::uint32_t least, std::uint32_t& value) {
     return ParseNumber(text, least, kLargestSide, value) && value % 2 == 0;
 }
@@ -195,8 +179,11 @@ bool FitsRecord(const CameraDescription& camera) {
            camera.name.size() < sizeof(KZGigEDeviceInfo::userDefinedName);
 }
 
-bool ParseCamera(const std::vector<std::string>& fields, CameraDescription& camera) {
+// Where it fails, `wrongWord` is the word at fault; empty where it takes them all.
+bool ParseCamera(const std::vector<std::string>& fields, CameraDescription& camera,
+                 std::string& wrongWord) {
     if (!ParseKind(fields.front(), camera)) {
+        wrongWord = fields.front();
         return false;
     }
     for (std::size_t i = 1; i < fields.size(); ++i) {
@@ -205,6 +192,7 @@ bool ParseCamera(const std::vector<std::string>& fields, CameraDescription& came
         const auto field = std::ranges::find(kFields, text.substr(0, equals), &Field::name);
         if (equals == std::string_view::npos || field == kFields.end() ||
             !field->read(text.substr(equals + 1), camera)) {
+            wrongWord = text;
             return false;
         }
     }
@@ -238,6 +226,22 @@ void NumberTheUnnamed(std::vector<CameraDescription>& cameras) {
 
 }  // namespace
 
+bool ParseIp(std::string_view text, std::uint32_t& ip) {
+    std::uint32_t parsed = 0;
+    for (int part = 0; part < 4; ++part) {
+        const std::size_t dot = part < 3 ? text.find('.') : text.size();
+        std::uint32_t number = 0;
+        if (dot == std::string_view::npos ||
+            !ParseNumber<std::uint32_t>(text.substr(0, dot), 0, 255, number)) {
+            return false;
+        }
+        parsed = parsed << 8 | number;
+        text.remove_prefix(std::min(dot + 1, text.size()));
+    }
+    ip = parsed;
+    return true;
+}
+
 ParsedDescription ParseCameraDescription(std::string_view text) {
     ParsedDescription parsed;
     std::uint32_t number = 0;
@@ -248,8 +252,10 @@ ParsedDescription ParseCameraDescription(std::string_view text) {
             continue;
         }
         CameraDescription camera;
-        if (!fields || !ParseCamera(*fields, camera) || parsed.cameras.size() == KZ_MAX_DEVICES) {
-            return {.cameras = {}, .wrongLine = number};
+        std::string wrongWord;
+        if (!fields || !ParseCamera(*fields, camera, wrongWord) ||
+            parsed.cameras.size() == KZ_MAX_DEVICES) {
+            return {.cameras = {}, .wrongLine = number, .wrongWord = wrongWord};
         }
         parsed.cameras.push_back(std::move(camera));
     }

@@ -32,7 +32,11 @@ struct CameraDescription {
 struct ParsedDescription {
     std::vector<CameraDescription> cameras;
     std::uint32_t wrongLine = 0;  // counted from 1; 0: all is well
+    std::string wrongWord;        // of that line; empty where none alone is wrong
 };
+
+// "a.b.c.d", packed as in the device records; false for any other text.
+[[nodiscard]] bool ParseIp(std::string_view text, std::uint32_t& ip);
 
 [[nodiscard]] ParsedDescription ParseCameraDescription(std::string_view text);
 

@@ -1,6 +1,7 @@
 #include "standins/kz_camera_control/simulated/features.h"
 
 #include <algorithm>
+#include <set>
 
 #include "standins/kz_camera_control/simulated/pixel_formats.h"
 
@@ -156,6 +157,47 @@ Code Write(Feature& feature, bool grabbing, Store&& store) {
     return store(*data) ? KZ_CC_OK : KZ_CC_E_NODE_RANGE;
 }
 
+// Fills the texts of a record from the value of a feature.
+struct Describer {
+    FeatureRecord& record;
+
+    void operator()(const IntFeature& feature) const {
+        record.value = std::to_string(feature.value);
+        record.minimum = std::to_string(feature.minimum);
+        record.maximum = std::to_string(feature.maximum);
+        record.increment = std::to_string(feature.increment);
+    }
+    void operator()(const FloatFeature& feature) const {
+        record.value = NumberText(feature.value);
+        record.minimum = NumberText(feature.minimum);
+        record.maximum = NumberText(feature.maximum);
+    }
+    void operator()(const BoolFeature& feature) const {
+        record.value = feature.value ? "True" : "False";
+    }
+    void operator()(const StringFeature& feature) const { record.value = feature.value; }
+    void operator()(const EnumFeature& feature) const {
+        for (const auto& [entry, value] : feature.entries) {
+            record.entries.push_back({entry, value});
+            if (value == feature.value) {
+                record.value = entry;
+            }
+        }
+    }
+    void operator()(const CommandFeature&) const { record.readable = false; }
+};
+
+FeatureRecord RecordOf(std::string_view name, const Feature& feature, bool grabbing) {
+    FeatureRecord record;
+    record.name = name;
+    record.type = feature.Type();
+    record.readable = true;
+    record.writable = feature.access == Access::ReadWrite ||
+                      (feature.access == Access::LockedWhileGrabbing && !grabbing);
+    std::visit(Describer{record}, feature.data);
+    return record;
+}
+
 }  // namespace
 
 KZNodeType Feature::Type() const {
@@ -199,6 +241,18 @@ void FeatureTable::LoadUserSet(const FeatureTable& saved) {
     for (auto& [key, feature] : m_features) {
         if (feature.inUserSet) {
             feature.data = saved.m_features.at(key).data;
+        }
+    }
+}
+
+void FeatureTable::Describe(const char* name, bool grabbing, const FeatureVisitor& visit) const {
+    std::set<std::string_view> names;
+    for (const auto& [key, feature] : m_features) {
+        names.insert(std::string_view(key).substr(0, key.find('[')));
+    }
+    for (const std::string_view each : names) {
+        if (name == nullptr || each == name) {
+            visit(RecordOf(each, *Find(each), grabbing));
         }
     }
 }

@@ -69,6 +69,10 @@ class FeatureTable {
         return std::get<Kind>(Find(name)->data);
     }
 
+    // Shows the features by name, of one that a selector multiplies the selected; or the one of
+    // that name.
+    void Describe(const char* name, bool grabbing, const FeatureVisitor& visit) const;
+
     // Takes over the values that belong to user sets.
     void LoadUserSet(const FeatureTable& saved);
 

@@ -100,6 +100,22 @@ Code SimulatedSource::Open(const CameraDeviceInfo& record, std::uint32_t accessM
     return camera ? camera->Open(accessMode, std::move(sink), device) : KZ_CC_E_DEVICE_LOST;
 }
 
+CameraState SimulatedSource::StateOf(const CameraDeviceInfo& record) {
+    const auto camera = Find(record);
+    return camera ? camera->State() : CameraState{};
+}
+
+Code SimulatedSource::DescribeBeside(const char* camera, const char* name,
+                                     const FeatureVisitor& visit) {
+    std::uint32_t ip = 0;
+    (void)ParseIp(camera, ip);
+    const auto found = FindIf([&](const CameraDescription& description) {
+        return description.serial == camera ||
+               (ip != 0 && description.kind == CameraKind::GigE && description.ip == ip);
+    });
+    return found ? found->Describe(name, visit) : KZ_CC_E_DEVICE_LOST;
+}
+
 Code SimulatedSource::EnumerateInterfaces(std::vector<GenTLInterfaceInfo>& found) {
     const std::lock_guard lock(m_mutex);
     std::uint32_t count = 0;

@@ -22,6 +22,9 @@ class SimulatedSource final : public DeviceSource {
     Code Open(const CameraDeviceInfo& record, std::uint32_t accessMode, DeviceSink sink,
               std::unique_ptr<Device>& device) override;
 
+    CameraState StateOf(const CameraDeviceInfo& record) override;
+    Code DescribeBeside(const char* camera, const char* name, const FeatureVisitor& visit) override;
+
     Code EnumerateInterfaces(std::vector<GenTLInterfaceInfo>& found);
     Code EnumerateInterface(const GenTLInterfaceInfo& record, std::vector<GenTLDeviceInfo>& found);
 

@@ -3,8 +3,9 @@
 
 #include <string>
 
-namespace tests {
+namespace host {
 
+// Markdown.
 [[nodiscard]] std::string ParameterPage();
 
-}  // namespace tests
+}  // namespace host

@@ -1,17 +1,17 @@
-#include "tests/support/parameter_text.h"
+#include "host/parameter_page.h"
 
 #include <cctype>
 
 #include "params/parameter_info.h"
 
-namespace tests {
+namespace host {
 
 namespace {
 
 constexpr std::string_view kHead = R"(# Keys of the module
 
-What the host reads with `GetParam` and writes with `SetParam`. This page is made from
-`params/parameter_info.cpp` by the target `update_parameter_page`; change that file, not this one.
+What the host reads with `GetParam` and writes with `SetParam`. This page is printed by
+`camera_host params --markdown`; change what the module tells of its keys, not this page.
 
 A value is text. Where a value comes with its range, the fields are separated by `$`; writers use
 what stands before the first one, so that an answer may be written back as it is. A boolean is False
@@ -104,4 +104,4 @@ std::string ParameterPage() {
     return page;
 }
 
-}  // namespace tests
+}  // namespace host
