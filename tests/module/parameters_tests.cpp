@@ -542,18 +542,18 @@ TEST_F(ParametersOfACamera, LogTheWayOfAnImageRequest) {
     host.ClearLog();
     const auto image = host.Image();
     ASSERT_TRUE(image);
-    EXPECT_EQ(
-        MessagesOf(host.Log(), kFunction),
-        (Calls{"CameraModuleDebug:GetImage Start", "CameraModuleDebug:GetImage End",
-               "CameraModuleDebug:Memcpy End", std::string("CameraImage ") + image->sharedName}));
+    EXPECT_EQ(host.Messages(kFunction),
+              (Calls{"D CameraModuleDebug:GetImage Start", "D CameraModuleDebug:GetImage End",
+                     "D CameraModuleDebug:Memcpy End",
+                     std::string("D CameraImage ") + image->sharedName}));
     host.Free(*image);
     host.Set("CameraName", "0");
     host.ClearLog();
     EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
-    EXPECT_EQ(MessagesOf(host.Log(), kFunction),
-              (Calls{"CameraModuleDebug:GetImage Start",
-                     "Try to wait grabbing state failed when get camera image",
-                     "CameraModuleDebug:GetImage End"}));
+    EXPECT_EQ(host.Messages(kFunction),
+              (Calls{"D CameraModuleDebug:GetImage Start",
+                     "E Try to wait grabbing state failed when get camera image",
+                     "D CameraModuleDebug:GetImage End"}));
     host.Set("LogLevel", "4");
 }
 
