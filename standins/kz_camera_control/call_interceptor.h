@@ -18,6 +18,9 @@ class CallInterceptor {
   public:
     virtual ~CallInterceptor() = default;
 
+    // What a conversion or decoding that gave `length` bytes says that it gave.
+    [[nodiscard]] virtual std::uint32_t Claimed(std::uint32_t length) const = 0;
+
     // Runs inside the call, on its thread, with the handle's serialisation held where the function
     // takes it; may take its time. Anything but 0 is the call's answer, and it does nothing.
     virtual Code Enter(const Call& call) = 0;

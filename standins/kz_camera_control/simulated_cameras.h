@@ -54,7 +54,8 @@ extern "C" {
 std::uint32_t KZSim_Configure(const char* description);
 
 // Copies the word that makes a description wrong, at most size-1 characters of it; empty where the
-// description is right, or no word alone is wrong in it (a quote is not closed, a text is too long).
+// description is right, or no word alone is wrong in it (a quote is not closed, a text is too
+// long).
 void KZSim_WrongWord(const char* description, char* word, std::uint32_t size);
 
 // Keeps real cameras in or out of the enumeration.
@@ -69,6 +70,7 @@ void KZSim_UseRealCameras(bool use);
 //   fail=FUNCTION:CODE  calls of FUNCTION answer CODE and do nothing
 //   short=N         frames report N bytes less than they hold
 //   decode=CODE     decoding answers CODE               convert=CODE  conversion does
+//   claimed=N       both say that they gave N bytes
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices
 // The library's own functions, for slow and fail, are the enumerating ones.
 // Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.

@@ -294,6 +294,24 @@ TEST_F(DeliveryOfMono8, CompressedFramesAreDecodedAndTheirNodesUsedAgainAsTheyAr
     EXPECT_EQ(host.LogCount("this frame decode success .frame number : 33"), 20U);
 }
 
+TEST_F(Delivery, ConversionsThatClaimTooMuchOrNothingDoNoHarm) {
+    for (const char* format : {"Mono12", "Mono8:compressed"}) {
+        ModuleHost host(CameraWithFormat(format));
+        OpenA(host);
+        KZSim_SetFaults("A", "claimed=100000000");
+        const auto image = host.TakeImage();
+        ASSERT_TRUE(image.has_value()) << format;
+        EXPECT_EQ(image->dataLength, kSize) << format;
+    }
+    ModuleHost host(CameraWithFormat("Mono12"));
+    OpenA(host);
+    KZSim_SetFaults("A", "claimed=0");
+    EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
+    KZSim_SetFaults("A", "");
+    EXPECT_TRUE(host.TakeImage().has_value());
+    EXPECT_EQ(host.LogCount("AddOneNode"), 1U) << "the node of the empty frame was lost";
+}
+
 TEST_F(DeliveryOfMono8, DebugModeReportsFramesAndKeepsNone) {
     host.Set("DebugMode", "True");
     ASSERT_TRUE(Deliver(1));
@@ -312,6 +330,9 @@ TEST_F(Delivery, WithoutReceiverFramesAreNeitherReportedNorKept) {
     ModuleHost host(kMono8Camera);
     host.Set("TriggerProcessRunStatus", "False");
     host.Set("CameraName", "A");
+    host.Relate(4);
+    host.Set("DelRelateProc", "4");
+    ModuleFrame_RunNotifyEvent(host.Handle(), kNotifyRelationsChanged, nullptr);
     host.Set("AddRelateProc", "4");  // registered, but not yet looked up
     host.ClearReports();
     ASSERT_TRUE(Deliver(6));
@@ -459,6 +480,36 @@ TEST_F(Delivery, FailedTriggerAndMissingCameraAreToldAlike) {
     EXPECT_EQ(host.Set("SynTriggerSoftware", ""), cam::kInvalid);
 }
 
+// The other one waits for the connection, which the asking thread holds.
+TEST_F(Delivery, RequestUnderTheConnectionWaitsForNoOther) {
+    ModuleHost host(kMono8Camera);
+    host.Set("TriggerProcessRunStatus", "False");
+    host.Relate(1);
+    KZSim_SetFaults("A", "open=0x80000201");
+    EXPECT_EQ(host.Set("CameraName", "A"), KZ_CC_E_OPEN_REFUSED);  // a request tries again
+    KZSim_SetFaults("A", "");
+    host.GetStatus("CameraImage", 8);  // no room for an image, but it waits as long as one would
+    host.ClearLog();
+    struct Requests {
+        ModuleHost& host;
+        std::thread other{};
+        std::uint32_t status = cam::kInvalid;
+    } requests{host};
+    const auto ask = [](void* user) {
+        auto& [asked, other, status] = *static_cast<Requests*>(user);
+        other = std::thread([&module = asked] { EXPECT_TRUE(module.TakeImage().has_value()); });
+        asked.WaitForLog("GetImage Start");
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        status = asked.GetStatus("CameraImage");
+    };
+    KZSim_SetEnumerationHook(ask, &requests);
+    EXPECT_EQ(host.Set("EnumCamera", ""), cam::kOk);
+    KZSim_SetEnumerationHook(nullptr, nullptr);
+    requests.other.join();
+    // Where the other one was late, this one had its turn.
+    EXPECT_TRUE(requests.status == cam::kNoImage || requests.status == cam::kOk);
+}
+
 TEST_F(DeliveryOfMono8, SynchronousTriggerReturnsWithTheFrame) {
     EXPECT_EQ(host.Set("SynTriggerSoftware", ""), cam::kOk);
     EXPECT_EQ(host.LogCount("push frame"), 1U);
@@ -498,7 +549,8 @@ TEST_F(RunByCamera, FrameIsOfferedUntilItIsTakenAndStaysQueued) {
     OpenWithProcedures({5});
     ASSERT_TRUE(Deliver(21));
     ASSERT_TRUE(Deliver(22));
-    ASSERT_TRUE(Eventually([&] { return offers > 3; }));
+    // Again and again, after a short pause each.
+    ASSERT_TRUE(Eventually([&] { return offers > 50; }));
     EXPECT_THAT(HandedOver(), IsEmpty());
     accept = true;
     ASSERT_TRUE(Eventually([&] { return HandedOver().size() == 2; }));
@@ -526,6 +578,56 @@ TEST_F(RunByCamera, BurstIsSpreadOverTheProceduresLowestFirst) {
     begin = true;
     ASSERT_TRUE(Eventually([&] { return HandedOver().size() == 4; }));
     EXPECT_THAT(HandedOver(), ElementsAre(Line(9, 31), Line(9, 32), Line(10, 33), Line(10, 34)));
+}
+
+// Each burst waits for the end of the one before: a frame that is not offered as it comes would
+// wait for the next look at the queue, and all bursts together beyond the limit.
+TEST_F(RunByCamera, EveryFrameOfABurstIsOfferedAsItComes) {
+    constexpr std::uint32_t kBursts = 40;
+    constexpr std::uint32_t kFrames = 5;
+    std::mutex lock;
+    std::vector<std::uint32_t> taken;
+    const auto answers = host.onProcedure.Attach([&](std::int32_t, std::uint32_t) {
+        const auto image = host.TakeImage();
+        const std::lock_guard hold(lock);
+        taken.push_back(image ? image->frameNumber : 0);
+        return 0U;
+    });
+    OpenWithProcedures({5});
+    std::vector<std::uint32_t> sent;
+    const auto end = std::chrono::steady_clock::now() + kHang;
+    for (std::uint32_t burst = 0; burst < kBursts; ++burst) {
+        for (std::uint32_t i = 0; i < kFrames; ++i) {
+            sent.push_back(static_cast<std::uint32_t>(sent.size() + 1));
+            ASSERT_TRUE(Deliver(sent.back()));
+        }
+        ASSERT_TRUE(Eventually(
+            [&] {
+                const std::lock_guard hold(lock);
+                return taken.size() == sent.size();
+            },
+            std::chrono::duration_cast<std::chrono::milliseconds>(
+                end - std::chrono::steady_clock::now())));
+        if (burst == kBursts / 2) {
+            host.Relate(6);  // two are asked in passes of several frames
+        }
+    }
+    EXPECT_EQ(taken, sent);
+}
+
+TEST_F(RunByCamera, ProcedureRemovedWhileAnotherIsAskedIsNotAsked) {
+    std::atomic<int> offers{0};
+    std::atomic<bool> asked{false};
+    const auto answers = host.onProcedure.Attach([&](std::int32_t procedure, std::uint32_t) {
+        host.Set("DelRelateProc", "6");
+        asked = asked || procedure == 6;
+        ++offers;
+        return kModuleFrameRefused;
+    });
+    OpenWithProcedures({5, 6});
+    ASSERT_TRUE(Deliver(1));
+    ASSERT_TRUE(Eventually([&] { return offers > 3; }));
+    EXPECT_FALSE(asked);
 }
 
 TEST_F(RunByCamera, WithoutProceduresTheQueueIsEmptied) {

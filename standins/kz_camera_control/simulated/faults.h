@@ -27,6 +27,9 @@ class FaultSet {
     // What a write of the feature answers; counts down those that are out of range. 0: it is done.
     [[nodiscard]] Code AnswerWrite(std::string_view feature);
 
+    [[nodiscard]] std::uint32_t Claimed(std::uint32_t length) const {
+        return m_claimed.value_or(length);
+    }
     [[nodiscard]] std::optional<std::int32_t> PacketSize() const { return m_packetSize; }
     [[nodiscard]] std::uint32_t ShortBy() const { return m_shortBy; }
     [[nodiscard]] Code InterfaceAnswer(std::uint32_t number) const;
@@ -40,6 +43,7 @@ class FaultSet {
     std::map<std::string, Code, std::less<>> m_refusedWrites;
     std::map<std::string, std::uint32_t, std::less<>> m_writesOutOfRange;
     std::map<std::uint32_t, Code> m_interfaceAnswers;
+    std::optional<std::uint32_t> m_claimed;
     std::optional<std::int32_t> m_packetSize;
     std::uint32_t m_shortBy = 0;
 };
