@@ -83,6 +83,17 @@ void MeasureIntake(CameraTool& tool) {
     }
 }
 
+// Of a size that no node has yet: its pages are populated first.
+void MeasureNewSize(CameraTool& tool) {
+    std::vector<double> times;
+    for (int block = 0; block < kBlocks; ++block) {
+        tool.UseFrame(2560, static_cast<std::uint16_t>(2048 + 64 * block));
+        times.push_back(Time([&] { tool.Deliver(); }) / 1e6);
+        tool.Free(tool.Take());
+    }
+    bench::Print("intake.new_size.2560x2048", times, "ms");
+}
+
 void MeasureKeepingUp(CameraTool& tool) {
     constexpr int kRounds = 30;
     tool.UseFrame(2560, 2048);
@@ -107,9 +118,10 @@ void MeasureKeepingUp(CameraTool& tool) {
 // The least that could do the module's work: a pool and a queue behind a lock, and a notice.
 class BareQueue {
   public:
-    explicit BareQueue(std::size_t size) : m_buffers(2, std::vector<std::uint8_t>(size)) {
-        for (std::vector<std::uint8_t>& buffer : m_buffers) {
-            m_free.push_back(buffer.data());
+    explicit BareQueue(std::size_t size)
+        : m_buffers(2, std::vector<CacheLine>(size / sizeof(CacheLine) + 1)) {
+        for (std::vector<CacheLine>& buffer : m_buffers) {
+            m_free.push_back(buffer.front().bytes);
         }
     }
     void Deliver(const std::vector<std::uint8_t>& pixels) {
@@ -138,7 +150,12 @@ class BareQueue {
     }
 
   private:
-    std::vector<std::vector<std::uint8_t>> m_buffers;
+    // Pixels begin at one, as in the module.
+    struct alignas(64) CacheLine {
+        std::uint8_t bytes[64];
+    };
+
+    std::vector<std::vector<CacheLine>> m_buffers;
     std::mutex m_lock;
     std::condition_variable m_arrived;
     std::vector<std::uint8_t*> m_free;
@@ -357,6 +374,10 @@ int main() {
     CameraTool tool;
     MeasureIntake(tool);
     MeasureKeepingUp(tool);
+    {
+        CameraTool fresh(2);
+        MeasureNewSize(fresh);
+    }
     MeasureCycle(tool);
     MeasureWakeUp(tool);
     MeasureTakingBesideConversions(tool);

@@ -25,12 +25,14 @@
 #include <utility>
 #include <vector>
 
+#include "bench/figures.h"
 #include "camera/sdk/kz_camera_control.h"
 #include "tests/support/fake_gige_camera.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using bench::Clock;
+using bench::Median;
 using Seconds = std::chrono::duration<double>;
 
 struct Setting {
@@ -55,19 +57,12 @@ double CpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double Median(std::vector<double> samples) {
-    Check(!samples.empty(), "nothing measured");
-    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-    std::nth_element(samples.begin(), middle, samples.end());
-    return *middle;
-}
-
 // Whole frames as they come, on the receiver's thread.
 class Counter {
   public:
-    void Add(std::uint32_t width) {
+    void Add(std::uint32_t width, std::uint64_t number) {
         const std::lock_guard lock(m_mutex);
-        const Moment now{Clock::now(), CpuSeconds()};
+        const Moment now{Clock::now(), CpuSeconds(), number};
         if (m_frames++ == 0) {
             m_first = now;
         }
@@ -90,20 +85,27 @@ class Counter {
         const std::lock_guard lock(m_mutex);
         return m_foreign;
     }
-    // Both from the first frame to the last one.
+    // All from the first frame to the last one.
     [[nodiscard]] double Rate() const {
         const std::lock_guard lock(m_mutex);
         return m_frames < 2 ? 0 : Intervals() / Seconds(m_last.time - m_first.time).count();
     }
-    [[nodiscard]] double CpuSecondsPerFrame() const {
+    [[nodiscard]] std::uint64_t Lost() const {
+        constexpr std::uint64_t kNumbers = 65535;
         const std::lock_guard lock(m_mutex);
-        return m_frames < 2 ? 0 : (m_last.cpu - m_first.cpu) / Intervals();
+        return m_frames < 2 ? 0
+                            : (m_last.number + kNumbers - m_first.number) % kNumbers + 1 - m_frames;
+    }
+    [[nodiscard]] double CpuMicrosecondsPerFrame() const {
+        const std::lock_guard lock(m_mutex);
+        return m_frames < 2 ? 0 : 1e6 * (m_last.cpu - m_first.cpu) / Intervals();
     }
 
   private:
     struct Moment {
         Clock::time_point time;
         double cpu = 0;
+        std::uint64_t number = 0;
     };
     [[nodiscard]] double Intervals() const { return static_cast<double>(m_frames - 1); }
 
@@ -151,7 +153,7 @@ class StandIn final : public Receiver {
         Check(KZ_CC_CreateHandle(&m_handle, &record) == KZ_CC_OK, "no handle");
         Check(KZ_CC_OpenDevice(m_handle, KZ_ACCESS_CONTROL, 0) == KZ_CC_OK, "not opened");
         const auto onFrame = [](std::uint8_t*, FrameOutInfo* info, void* user) {
-            static_cast<Counter*>(user)->Add(info->width);
+            static_cast<Counter*>(user)->Add(info->width, info->frameNumber);
         };
         Check(KZ_CC_RegisterImageCallBackEx(m_handle, onFrame, &frames) == KZ_CC_OK, "no callback");
     }
@@ -224,7 +226,8 @@ class AravisAlone final : public Receiver {
                 continue;
             }
             if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
-                frames.Add(static_cast<std::uint32_t>(arv_buffer_get_image_width(buffer)));
+                frames.Add(static_cast<std::uint32_t>(arv_buffer_get_image_width(buffer)),
+                           arv_buffer_get_frame_id(buffer));
             }
             arv_stream_push_buffer(m_stream.get(), buffer);
         }
@@ -262,6 +265,7 @@ struct Contestant {
     std::function<std::unique_ptr<Receiver>(const FakeGigECamera&)> open;
     std::vector<double> rates = {};
     std::vector<double> cpus = {};
+    std::vector<double> lost = {};
     int firstFramesLost = 0;
     std::uint64_t foreignFrames = 0;
     std::vector<double> startTimes = {};
@@ -276,8 +280,8 @@ struct Match {
     }
 };
 
-// Of memory that no cache holds, as a frame's is when it has come.
-double CopySeconds(std::size_t size) {
+// In microseconds, of memory that no cache holds, as a frame's is when it has come.
+double CopyTime(std::size_t size) {
     constexpr int kCopies = 15;
     std::vector<std::vector<std::uint8_t>> from(kCopies, std::vector<std::uint8_t>(size, 1));
     std::vector<std::uint8_t> to(size, 1);
@@ -285,7 +289,7 @@ double CopySeconds(std::size_t size) {
     for (const auto& each : from) {
         const Clock::time_point start = Clock::now();
         std::memcpy(to.data(), each.data(), size);
-        times.push_back(Seconds(Clock::now() - start).count());
+        times.push_back(1e6 * Seconds(Clock::now() - start).count());
     }
     return Median(times);
 }
@@ -301,21 +305,27 @@ void MeasureRate(const Setting& setting, int rounds) {
             receiver->Start();
             std::this_thread::sleep_for(std::chrono::seconds(2));
             each->rates.push_back(receiver->frames.Rate());
-            each->cpus.push_back(receiver->frames.CpuSecondsPerFrame());
+            each->cpus.push_back(receiver->frames.CpuMicrosecondsPerFrame());
+            each->lost.push_back(static_cast<double>(receiver->frames.Lost()));
             receiver->Stop();
         }
     }
-    const std::string name =
-        std::to_string(setting.size) + "_" + std::to_string(setting.packetSize);
-    const double copy = CopySeconds(std::size_t{setting.size} * setting.size);
-    std::printf("gige_rate_aravis_%s: %.2f fps -\n", name.c_str(), Median(match.aravis.rates));
-    std::printf("gige_rate_%s: %.2f fps >=%.2f\n", name.c_str(), Median(match.standIn.rates),
-                0.98 * Median(match.aravis.rates));
-    std::printf("gige_cpu_aravis_%s: %.0f us/frame -\n", name.c_str(),
-                Median(match.aravis.cpus) * 1e6);
-    std::printf("gige_cpu_%s: %.0f us/frame <=%.0f\n", name.c_str(),
-                Median(match.standIn.cpus) * 1e6, (Median(match.aravis.cpus) + copy) * 1e6);
-    std::fflush(stdout);
+    const auto print = [&](const char* what, const char* unit, const std::vector<double>& theirs,
+                           const std::vector<double>& ours, const char* relation, double goal) {
+        const std::string name = std::string("gige_") + what;
+        const std::string tail =
+            '_' + std::to_string(setting.size) + '_' + std::to_string(setting.packetSize);
+        char goalText[32];
+        std::snprintf(goalText, sizeof goalText, "%s%.2f", relation, goal);
+        bench::Print((name + "_aravis" + tail).c_str(), theirs, unit);
+        bench::Print((name + tail).c_str(), ours, unit, goalText);
+    };
+    const Contestant& theirs = match.aravis;
+    const Contestant& ours = match.standIn;
+    print("rate", "fps", theirs.rates, ours.rates, ">=", 0.98 * Median(theirs.rates));
+    print("cpu", "us/frame", theirs.cpus, ours.cpus,
+          "<=", Median(theirs.cpus) + CopyTime(std::size_t{setting.size} * setting.size));
+    print("lost", "frames", theirs.lost, ours.lost, "<=", 0);
 }
 
 void PrintStarts(const char* suffix, const Contestant& contestant, int starts, const char* goal) {
@@ -357,14 +367,14 @@ void MeasureStarts(int starts) {
             other->Stop();
         }
     }
-    PrintStarts("", match.standIn, starts, "0");
+    PrintStarts("", match.standIn, starts, "<=0");
     PrintStarts("_aravis", match.aravis, starts, "-");
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    const int rounds = count > 1 ? std::atoi(arguments[1]) : 15;
+    const int rounds = count > 1 ? std::atoi(arguments[1]) : bench::kBlocks;
     const int starts = count > 2 ? std::atoi(arguments[2]) : 200;
     try {
         if (starts > 0) {

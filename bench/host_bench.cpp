@@ -235,8 +235,14 @@ void MeasureLog(CameraTool& tool) {
             std::vector<double> quiet;
             std::vector<double> logged;
             for (int round = 0; round < kRounds; ++round) {
-                quiet.push_back(cycle(kLogOff));
+                // In turns, because the second of two finds the machine another than the first.
+                if (round % 2 == 0) {
+                    quiet.push_back(cycle(kLogOff));
+                }
                 logged.push_back(cycle(level));
+                if (round % 2 != 0) {
+                    quiet.push_back(cycle(kLogOff));
+                }
             }
             ratios.push_back(Median(logged) / Median(quiet));
         }

@@ -117,23 +117,27 @@ Status CameraConnection::GetCameraList(char* buffer, std::int32_t capacity, std:
 }
 
 void CameraConnection::CloseCurCamera() {
-    const Hold hold(*this);
-    if (!hold) {
-        return;
+    if (const Hold hold(*this); hold) {
+        static_cast<void>(Close(Chosen::No));
     }
+}
+
+Status CameraConnection::Close(Chosen chosen) {
     const bool wasOpen = m_camera.IsOpen();
     const CameraText serial = Serial();
-    m_camera.Close();
+    if (const Status status = m_camera.Close(); status != kOk) {
+        return status;
+    }
+    if (chosen == Chosen::Yes) {
+        // Ahead of the notice, inside which a loss of this camera may look whether it was
+        // overtaken.
+        m_choices.Set(m_choices.Get() + 1);
+    }
     m_events.GrabStartedEvent.Reset();
     if (wasOpen) {
         m_notices.ReportCameraOff(kClose, serial.view());
     }
-}
-
-// Ahead of the notice, inside which a loss of this camera may look whether it was overtaken.
-void CameraConnection::CloseByChoice() {
-    m_choices.Set(m_choices.Get() + 1);
-    CloseCurCamera();
+    return kOk;
 }
 
 void CameraConnection::NoteOpened() {
@@ -150,7 +154,9 @@ Status CameraConnection::ConnectDevice(const CameraDeviceInfo& record) try {
         return kNoTransportType;
     }
     const SetUpGate::SetUp setUp(m_setUpGate);
-    CloseCurCamera();
+    if (!setUp || Close(Chosen::No) != kOk) {
+        return kInvalid;
+    }
     {
         const CMyCamera::Configuration configuration(m_camera);
         if (const Status status = OpenRecord(record, kConnect); status != kOk) {
@@ -207,7 +213,9 @@ Status CameraConnection::SetDeviceValue(std::string_view value) try {
     }
     const std::string selection(SelectionOf(value));
     if (selection == kNoSelection) {
-        CloseByChoice();
+        if (const Status status = Close(Chosen::Yes); status != kOk) {
+            return status;
+        }
         m_pendingSelection.Set("");
         m_closedByUser.Set(true);
     } else {
@@ -239,7 +247,9 @@ Status CameraConnection::OpenSelected(std::string_view serial) {
     }
 
     const SetUpGate::SetUp setUp(m_setUpGate);
-    CloseCurCamera();
+    if (!setUp || Close(Chosen::No) != kOk) {
+        return kInvalid;
+    }
     {
         const CMyCamera::Configuration configuration(m_camera);
         const Status status = plain ? OpenRecord(*plain, kSelect) : OpenGenTL(*genTL);
@@ -280,9 +290,11 @@ Status CameraConnection::ConnectIP(bool open) {
     if (!hold || !m_stopGate.MayStop(m_notices.ModuleId(), kSetParam)) {
         return kInvalid;
     }
-    CloseByChoice();
-    m_settings.connectedByIp.Set(false);
-    return kOk;
+    const Status status = Close(Chosen::Yes);
+    if (status == kOk) {
+        m_settings.connectedByIp.Set(false);
+    }
+    return status;
 }
 
 Status CameraConnection::ConnectCameraByIP() try {
@@ -296,7 +308,9 @@ Status CameraConnection::ConnectCameraByIP() try {
         return kInvalid;
     }
     const SetUpGate::SetUp setUp(m_setUpGate);
-    CloseCurCamera();
+    if (!setUp || Close(Chosen::No) != kOk) {
+        return kInvalid;
+    }
     const auto cameraAddress = PackAddress(cameraIp.view());
     const auto localAddress = PackAddress(localIp.view());
     if (!cameraAddress || !localAddress) {
@@ -332,7 +346,9 @@ Status CameraConnection::SetSerial(std::string_view serial) {
         if (!hold || !m_stopGate.MayStop(m_notices.ModuleId(), kSetParam)) {
             return kInvalid;
         }
-        CloseByChoice();
+        if (const Status status = Close(Chosen::Yes); status != kOk) {
+            return status;
+        }
     }
     m_identity.serial.Set(serial);
     return kOk;
@@ -351,8 +367,9 @@ Status CameraConnection::UseGenTL(bool use) {
             return kInvalid;
         }
         m_bGenTL.Set(use);
-        if (m_camera.IsOpen()) {
-            CloseByChoice();
+        if (m_camera.IsOpen() && Close(Chosen::Yes) != kOk) {
+            m_bGenTL.Set(!use);
+            return kInvalid;
         }
         if (!use) {
             m_identity.serial.Set("");

@@ -115,7 +115,9 @@ class CameraConnection {
         REQUIRES(m_connectionLock);
     [[nodiscard]] Status OpenGenTL(const GenTLDeviceInfo& record) REQUIRES(m_connectionLock);
     void NoteOpened();
-    void CloseByChoice() REQUIRES(m_connectionLock);
+    enum class Chosen : std::uint8_t { No, Yes };
+    // kInvalid: gave way, and the camera is still open.
+    [[nodiscard]] Status Close(Chosen chosen) REQUIRES(m_connectionLock);
     void ReplaySavedParams() REQUIRES(m_connectionLock);
 
     CMyCamera& m_camera;

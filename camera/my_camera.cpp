@@ -40,7 +40,7 @@ CMyCamera::StopGuard::~StopGuard() {
 }
 
 CMyCamera::~CMyCamera() {
-    Close();
+    static_cast<void>(Close());
 }
 
 Status CMyCamera::Open(const CameraDeviceInfo* record) {
@@ -98,10 +98,13 @@ void CMyCamera::SetOptimalPacketSize(KZHandle handle) {
     }
 }
 
-void CMyCamera::Close() {
-    if (const StopGuard hold(*this); hold) {
-        CloseHandle();
+Status CMyCamera::Close() {
+    const StopGuard hold(*this);
+    if (!hold) {
+        return kInvalid;
     }
+    CloseHandle();
+    return kOk;
 }
 
 void CMyCamera::CloseHandle() {

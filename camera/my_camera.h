@@ -35,7 +35,8 @@ class CMyCamera {
     // the SDK's optimal packet size.
     [[nodiscard]] Status Open(const CameraDeviceInfo* record);
     [[nodiscard]] Status Open(const GenTLDeviceInfo* record);
-    void Close();
+    // kOk without an open camera, too.
+    [[nodiscard]] Status Close();
 
     // Destroys the handle of a camera that is gone, without closing the device. `openId` is the
     // OpenId() when the loss was seen: a camera opened since then is left alone. False: gave way,

@@ -130,8 +130,8 @@ bool Reconnection::EndSearch() {
         m_thReconnect.RequestStop();
         return true;
     }
-    m_thReconnect.Stop([this] { return !m_stopGate.InCallback() || !m_stopGate.StopUnderWay(); });
-    return !m_stopGate.InCallback() || !m_stopGate.StopUnderWay();
+    m_thReconnect.Stop([this] { return !m_stopGate.MustGiveWay(); });
+    return !m_stopGate.MustGiveWay();
 }
 
 void Reconnection::Seek(std::uint32_t choices) {

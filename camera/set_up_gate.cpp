@@ -10,9 +10,12 @@ namespace {
 // is for a host that answers a notice only when a feature call of another thread has returned.
 constexpr std::chrono::seconds kSetUpWait{10};
 
+// How often a set-up that waits for feature calls looks whether it has to give way.
+constexpr std::chrono::milliseconds kStopLook{2};
+
 }  // namespace
 
-void SetUpGate::Enter() {
+bool SetUpGate::Enter() {
     const LockGuard hold(m_lock);
     while (OtherSetsUp()) {
         m_changed.wait(m_lock);
@@ -20,10 +23,16 @@ void SetUpGate::Enter() {
     m_thread = std::this_thread::get_id();
     if (m_depth++ == 0) {
         while (m_calls > 0) {
-            m_changed.wait(m_lock);
+            if (m_stopGate.MustGiveWay()) {
+                --m_depth;
+                m_changed.notify_all();
+                return false;
+            }
+            m_changed.wait_for(m_lock, kStopLook);
         }
     }
     m_count.Set(m_count.Get() + 1);
+    return true;
 }
 
 void SetUpGate::Leave() {

@@ -21,16 +21,25 @@ class SetUpGate {
     SetUpGate& operator=(const SetUpGate&) = delete;
 
     // One set-up, from ahead of the open to the end of the replay; may nest on one thread. Waits
-    // for the feature calls in progress, which are calls of the SDK.
+    // for the feature calls in progress, which are calls of the SDK. False, and nothing is to be
+    // set up: this is a thread of the SDK, and one of those calls stops the camera, which may wait
+    // for it.
     class SetUp {
       public:
-        explicit SetUp(SetUpGate& gate) : m_gate(gate) { m_gate.Enter(); }
-        ~SetUp() { m_gate.Leave(); }
+        explicit SetUp(SetUpGate& gate) : m_gate(gate), m_entered(gate.Enter()) {}
+        ~SetUp() {
+            if (m_entered) {
+                m_gate.Leave();
+            }
+        }
         SetUp(const SetUp&) = delete;
         SetUp& operator=(const SetUp&) = delete;
 
+        [[nodiscard]] explicit operator bool() const { return m_entered; }
+
       private:
         SetUpGate& m_gate;
+        const bool m_entered;
     };
 
     // One feature read or written. False, and the call is not to be made: this is a thread of the
@@ -57,7 +66,7 @@ class SetUpGate {
     [[nodiscard]] std::uint32_t Count() const { return m_count.Get(); }
 
   private:
-    void Enter() EXCLUDES(m_lock);
+    [[nodiscard]] bool Enter() EXCLUDES(m_lock);
     void Leave() EXCLUDES(m_lock);
     [[nodiscard]] bool EnterCall() EXCLUDES(m_lock);
     void LeaveCall() EXCLUDES(m_lock);

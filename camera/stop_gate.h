@@ -56,6 +56,9 @@ class StopGate {
     };
     [[nodiscard]] bool InCallback() const { return PlaceOfThisThread() != nullptr; }
 
+    // True on a thread of the SDK once a stop is announced.
+    [[nodiscard]] bool MustGiveWay() const { return InCallback() && StopUnderWay(); }
+
     // False on a thread that the SDK's stop would wait for: that of a frame or an event. Then it is
     // logged in the name of `function`, and nothing may be stopped, closed or opened. The thread of
     // an exception may, as the SDK lets a lost camera's handle go from there.

@@ -9,6 +9,8 @@ option(CAMERA_MODULE_WARNINGS_AS_ERRORS "A warning of the compiler fails the bui
 target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2
     -Wno-format-nonliteral -Wimplicit-fallthrough
+    # GCC 12 is wrong about a text that is added to a literal in a release build.
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
     $<$<BOOL:${CAMERA_MODULE_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(WIN32)

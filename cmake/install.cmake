@@ -26,6 +26,19 @@ if(CAMERA_MODULE_HOST)
 endif()
 install(FILES standins/module_frame/GlobalCameraModuleAlgorithm.xml DESTINATION standins)
 
+# Made by the program itself, so only where it runs.
+if(CAMERA_MODULE_HOST AND NOT CMAKE_CROSSCOMPILING)
+    set(man_page ${CMAKE_BINARY_DIR}/camera_host.1)
+    set(completion ${CMAKE_BINARY_DIR}/camera_host.bash)
+    add_custom_command(OUTPUT ${man_page} ${completion}
+        COMMAND camera_host man > ${man_page}
+        COMMAND camera_host completion > ${completion}
+        DEPENDS camera_host VERBATIM)
+    add_custom_target(camera_host_pages ALL DEPENDS ${man_page} ${completion})
+    install(FILES ${man_page} DESTINATION share/man/man1)
+    install(FILES ${completion} DESTINATION share/bash-completion/completions RENAME camera_host)
+endif()
+
 # MSVC's linker does not read the import libraries that MinGW's makes.
 if(WIN32)
     find_program(LLVM_DLLTOOL llvm-dlltool REQUIRED)
@@ -52,6 +65,7 @@ foreach(header
         module/exports.h
         module/framework/module_frame.h module/framework/status_codes.h
         module/log/xalog.h
+        standins/kz_camera_control/camera_inspection.h
         standins/kz_camera_control/simulated_cameras.h
         standins/module_frame/module_frame_host.h
         standins/xalog/xalog_host.h)

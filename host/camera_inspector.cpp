@@ -76,9 +76,7 @@ std::optional<CameraInspector> CameraInspector::Find() {
 CameraInspector CameraInspector::Need(const std::string& what) {
     const auto inspector = Find();
     if (!inspector) {
-        throw Failure(
-            "this camera SDK does not tell " + what +
-            "; the vendor's own tool does, and 'camera_host params' what most cameras have");
+        throw Failure("this camera SDK does not tell " + what + "; the vendor's own tool does");
     }
     return *inspector;
 }

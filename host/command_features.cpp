@@ -123,7 +123,7 @@ ExitCode RunDescribe(const Options& options) {
         return ExitCode::Ok;
     }
     const ModuleLibrary library(options);
-    const CameraInspector inspector = CameraInspector::Need("about a camera's features");
+    const CameraInspector inspector = CameraInspector::Need("what features a camera has");
     const std::string camera = ChosenCamera(inspector, options);
     const std::optional<ValueInfo> feature = inspector.Feature(camera, name);
     if (!feature) {

@@ -163,6 +163,8 @@ void Description::AddRecording(CLI::App& app) {
 
 Description::Description(Options& options) : m_options(options) {
     m_program.footer(kSimulationHelp);
+    // Or the path of a file would pass for an option on Windows.
+    m_program.allow_windows_style_options(false);
     m_program.require_subcommand(0, 1);
     m_program.fallthrough();
     Value(m_program, "--simulate", "CAMERAS",

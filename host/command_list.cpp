@@ -21,7 +21,7 @@ std::vector<CameraRecord> FindCameras(const Options& options) {
     if (const auto inspector = CameraInspector::Find()) {
         return inspector->Cameras(!options.genTLPath.empty());
     }
-    // All that the module's contract tells.
+    PrintMessage("this camera SDK tells serial numbers and names only");
     std::vector<CameraRecord> cameras;
     ModuleSession session(options);
     for (const CameraChoice& camera : session.Cameras().cameras) {

@@ -121,6 +121,14 @@ void ExamineNetwork(const Patient& patient, Findings& findings) {
 }
 
 void ExamineReceiver(const Patient& patient, Findings& findings) {
+    const bool packetSocket = patient.machine.packetSocket.value_or(false);
+    if (patient.machine.packetSocket) {
+        findings.push_back({"packet socket", packetSocket ? Verdict::Good : Verdict::Advice,
+                            packetSocket ? "may be opened" : "may not be opened by this user",
+                            packetSocket ? ""
+                                         : "AmbientCapabilities=CAP_NET_RAW in the systemd unit of "
+                                           "the host; receiving then costs less CPU time"});
+    }
     const auto frame = SentFrame(patient);
     if (patient.machine.receiveBuffer && frame) {
         const std::uint64_t limit = *patient.machine.receiveBuffer;
@@ -129,19 +137,13 @@ void ExamineReceiver(const Patient& patient, Findings& findings) {
                         Verdict::Good,
                         "at most " + MegabyteText(limit) + ", a frame has " + MegabyteText(*frame),
                         {}};
-        if (limit < wanted) {
+        if (packetSocket) {
+            finding.text += "; a packet socket does without";
+        } else if (limit < wanted) {
             finding.verdict = Verdict::Advice;
-            finding.remedy = "sysctl -w net.core.rmem_max=" + std::to_string(wanted) +
-                             " net.core.rmem_default=" + std::to_string(wanted);
+            finding.remedy = "sysctl -w net.core.rmem_max=" + std::to_string(wanted);
         }
         findings.push_back(finding);
-    }
-    if (patient.machine.packetSocket) {
-        const bool may = *patient.machine.packetSocket;
-        findings.push_back(
-            {"packet socket", may ? Verdict::Good : Verdict::Advice,
-             may ? "may be opened" : "may not be opened by this user",
-             may ? "" : "setcap cap_net_raw,cap_sys_nice+ep on the program that loads the module"});
     }
 }
 
@@ -151,7 +153,7 @@ void ExamineMachine(const Patient& patient, Findings& findings) {
         findings.push_back(
             {"thread priority", may ? Verdict::Good : Verdict::Advice,
              may ? "may be raised" : "may not be raised by this user",
-             may ? "" : "setcap cap_sys_nice+ep on the program, or 'nice -20' in limits.conf"});
+             may ? "" : "LimitNICE=-10 in the systemd unit of the host, or in limits.conf"});
     }
     const auto frame = KeptFrame(patient);
     if (patient.machine.sharedMemory && frame && *frame > 0) {

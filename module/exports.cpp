@@ -13,10 +13,6 @@ namespace {
 constexpr char kCreate[] = "CreateModule";
 constexpr std::int32_t kOneCamera = 1;
 
-void LogStep(const char* step) {
-    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug:%s", step);
-}
-
 std::unique_ptr<cam::CCameraModule> NewModule() {
     try {
         return std::unique_ptr<cam::CCameraModule>(new (std::nothrow) cam::CCameraModule);
@@ -33,26 +29,28 @@ CAbstractUserModule* CreateModule(void* handle) {
     if (handle == nullptr) {
         return nullptr;
     }
-    LogStep("NEW CREAT");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug:NEW CREAT");
     std::unique_ptr<cam::CCameraModule> module = NewModule();
     if (module == nullptr) {
         CQ_M_SetLastError(handle, cam::kNoResources);
         return nullptr;
     }
-    LogStep(" CREAT OVER");
-    LogStep(" INIT START");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug: CREAT OVER");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug: INIT START");
     module->m_hModule = handle;
     if (const cam::Status status = module->Init(); status != cam::kOk) {
         CQ_M_SetLastError(handle, status);
         return nullptr;
     }
-    LogStep("INIT END");
-    LogStep("CAMERA NUM start");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug:INIT END");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug:CAMERA NUM start");
     CQ_M_NotifyIncGlobalCameraNum(handle, kOneCamera, kGlobalCameraNumPattern);
-    LogStep("CAMERA NUM end");
-    LogStep("CQ_M_SetNotifyEventCallback start");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate, "CameraModuleDebug:CAMERA NUM end");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate,
+            "CameraModuleDebug:CQ_M_SetNotifyEventCallback start");
     CQ_M_SetNotifyEventCallback(handle, &cam::CCameraModule::NotifyEvent, module.get());
-    LogStep("CQ_M_SetNotifyEventCallback end");
+    CAM_LOG(cam::kLogDebug, cam::kNoModuleId, kCreate,
+            "CameraModuleDebug:CQ_M_SetNotifyEventCallback end");
     return module.release();
 }
 

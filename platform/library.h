@@ -15,9 +15,9 @@ class DynamicLibrary {
     DynamicLibrary(DynamicLibrary&& other) noexcept;
     DynamicLibrary& operator=(DynamicLibrary&& other) noexcept;
 
-    // Loads the file at `path` (UTF-8); the libraries that it needs are looked for beside it too, but
-    // not in the current folder.
-    // On failure the owner stays empty and `error` tells the system's reason.
+    // Loads the file at `path` (UTF-8); the libraries that it needs are looked for beside it too,
+    // but not in the current folder. On failure the owner stays empty and `error` tells the
+    // system's reason.
     [[nodiscard]] bool Load(const std::string& path, std::string& error);
 
     [[nodiscard]] bool IsLoaded() const noexcept { return m_handle != nullptr; }

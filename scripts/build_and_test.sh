@@ -33,7 +33,7 @@ build_and_test() {
     echo "== $preset"
     run_quietly cmake --preset "$preset" || return 1
     run_quietly cmake --build --preset "$preset" || return 1
-    if [[ "$preset" == windows ]]; then
+    if [[ "$preset" == mingw ]]; then
         start_wine || return 1
     fi
     # Most tests wait more than they work: for a camera, a time-out, another process. What fails beside
@@ -51,7 +51,7 @@ build_and_test() {
         status=0
         ctest --preset "$preset" --rerun-failed --no-tests=error || status=1
     fi
-    if [[ "$preset" == windows ]]; then
+    if [[ "$preset" == mingw ]]; then
         stop_wine
         trap - EXIT
     fi

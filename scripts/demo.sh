@@ -82,7 +82,7 @@ fi
 
 rm -rf "$pictures"
 echo
-echo "Cameras that the module finds:"
+echo "Cameras that are found:"
 "$host" "${real[@]}"
 echo
 echo "$frames frames, one software trigger each:"
@@ -105,4 +105,6 @@ if [[ -n "$(jobs -rp)" ]]; then
     clean=no
 fi
 [[ "$clean" == yes ]] || exit 1
-echo "The pictures are in $pictures. No process and no shared memory is left behind."
+picture=$(find "$PWD/$pictures" -name '*.png' | sort | head -n 1)
+echo "The pictures are in $pictures; open for example $picture"
+echo "No process and no shared memory is left behind."

@@ -45,6 +45,6 @@ pack() {
     cd - >/dev/null
 }
 
-pack windows win64 x86_64-w64-mingw32- zip cf --format=zip
+pack mingw win64 x86_64-w64-mingw32- zip cf --format=zip
 pack linux "linux-$(uname -m)" "" tar.gz czf
 ls -l dist

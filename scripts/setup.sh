@@ -1,19 +1,23 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: `setup.sh demo` what the demonstration needs,
-# `setup.sh test` (the default) what building, testing and checking on both systems needs.
+# `setup.sh test` (the default) what building, testing and checking on both systems needs,
+# `setup.sh bench` what the benchmarks compare the module with.
 set -euo pipefail
 
 # libusb and libxml2 are asked for by the pkg-config files of libaravis-dev, which does not bring them all.
 demo=(g++ cmake ninja-build pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev zlib1g-dev
-    aravis-tools libstb-dev libtiff-dev libjpeg-dev)
-test=("${demo[@]}" binutils googletest g++-mingw-w64-x86-64-posix wine wine64
+    aravis-tools libstb-dev libtiff-dev libjpeg-dev libcli11-dev nlohmann-json3-dev)
+test=("${demo[@]}" binutils googletest g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
     clang clang-format clang-tidy lld llvm libclang-rt-14-dev ccache)
+bench=("${demo[@]}" googletest libbenchmark-dev libopencv-imgproc-dev libopencv-core-dev libyuv-dev
+    bsdextrautils)
 
 case "${1:-test}" in
 demo) packages=("${demo[@]}") ;;
 test) packages=("${test[@]}") ;;
+bench) packages=("${bench[@]}") ;;
 *)
-    echo "usage: setup.sh [demo|test]" >&2
+    echo "usage: setup.sh [demo|test|bench]" >&2
     exit 2
     ;;
 esac

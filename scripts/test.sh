@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-presets=(linux windows)
+presets=(linux mingw)
 case "${1:-}" in
 --quick) presets=(linux) ;;
 "") ;;

@@ -93,11 +93,9 @@ std::optional<std::uint32_t> LocalAddressTowards(std::uint32_t remote) {
     return ntohl(local.sin_addr.s_addr);
 }
 
+// Not by binding a socket to it, which Wine lets pass for any address.
 bool IsLocalAddress(std::uint32_t address) {
-    const UdpSocket socket;
-    const sockaddr_in wanted = SocketAddress(address, 0);
-    return address != 0 &&
-           ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&wanted), sizeof wanted) == 0;
+    return CardOf(address).has_value();
 }
 
 }  // namespace host

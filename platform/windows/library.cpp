@@ -19,7 +19,8 @@ bool DynamicLibrary::Load(const std::string& path, std::string& error) {
     m_handle = failed ? nullptr : LoadLibraryExW(file.c_str(), nullptr, search);
     if (m_handle == nullptr) {
         const auto code = failed ? failed.value() : static_cast<int>(GetLastError());
-        error = path + ": " + std::system_category().message(code);
+        error = path + ": " + std::system_category().message(code) + " (error " +
+                std::to_string(code) + ')';
     }
     return IsLoaded();
 }

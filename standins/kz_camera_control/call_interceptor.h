@@ -24,6 +24,9 @@ class CallInterceptor {
     // Runs inside the call, on its thread, with the handle's serialisation held where the function
     // takes it; may take its time. Anything but 0 is the call's answer, and it does nothing.
     virtual Code Enter(const Call& call) = 0;
+
+    // Whether stopping, closing and destroying wait for exception and event callbacks, too.
+    [[nodiscard]] virtual bool StopsWaitForNotices() const = 0;
 };
 
 }  // namespace kz

@@ -70,7 +70,16 @@ class CameraHandle {
     // The same for a call that waits for the frame callback, which must not wait for itself.
     template <typename Body>
     Code SerialisedStop(const Call& call, Body&& body) {
-        return m_callbacks->InFrameCallback() ? KZ_CC_E_CALL_ORDER : Serialised(call, body);
+        if (m_callbacks->InFrameCallback()) {
+            return KZ_CC_E_CALL_ORDER;
+        }
+        return Serialised(call, [&]() -> Code {
+            const Code code = body();
+            if (m_interceptor && m_interceptor->StopsWaitForNotices()) {
+                m_callbacks->WaitForNotice();
+            }
+            return code;
+        });
     }
     void CloseDevice();
 

@@ -52,6 +52,13 @@ void HandleCallbacks::Shutdown() {
     m_wake.notify_all();
 }
 
+void HandleCallbacks::WaitForNotice() {
+    std::unique_lock lock(m_mutex);
+    if (m_noticeThread != std::this_thread::get_id()) {
+        m_noticeDone.wait(lock, [this] { return m_noticeThread == std::thread::id{}; });
+    }
+}
+
 bool HandleCallbacks::RunFrame(const std::uint8_t* pixels, const FrameOutInfo* info) {
     Registration<KZImageCallback> image;
     {
@@ -96,6 +103,7 @@ void HandleCallbacks::RunEventThread() {
         }
         const Notice notice = m_queue.front();
         m_queue.erase(m_queue.begin());
+        m_noticeThread = std::this_thread::get_id();
         const std::string_view eventName = notice.eventName;
         if (eventName.empty()) {
             const auto exception = m_exception;
@@ -115,6 +123,8 @@ void HandleCallbacks::RunEventThread() {
             }
         }
         lock.lock();
+        m_noticeThread = {};
+        m_noticeDone.notify_all();
     }
 }
 

@@ -34,6 +34,9 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
     // Closes and ends the event thread, which may be the calling one, without waiting for it.
     void Shutdown();
 
+    // Waits for the exception or event callback in progress, unless this is its thread.
+    void WaitForNotice();
+
     [[nodiscard]] bool InFrameCallback() const {
         return m_frameThread == std::this_thread::get_id();
     }
@@ -64,6 +67,8 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
 
     std::mutex m_mutex;  // guards what follows; never held while calling out
     std::condition_variable m_wake;
+    std::condition_variable m_noticeDone;
+    std::thread::id m_noticeThread;  // the one inside an exception or event callback
     Registration<KZImageCallback> m_image;
     Registration<KZExceptionCallback> m_exception;
     std::map<std::string, Registration<KZEventCallback>, std::less<>> m_events;

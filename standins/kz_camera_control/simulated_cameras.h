@@ -71,6 +71,8 @@ void KZSim_UseRealCameras(bool use);
 //   short=N         frames report N bytes less than they hold
 //   decode=CODE     decoding answers CODE               convert=CODE  conversion does
 //   claimed=N       both say that they gave N bytes
+//   stopswait=1     stopping, closing and destroying wait for the exception or event callback in
+//                   progress, too, except on its own thread
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices
 // The library's own functions, for slow and fail, are the enumerating ones.
 // Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.

@@ -41,9 +41,7 @@ std::optional<std::string> ReadFile(const std::string& path) {
 bool ReplaceFile(const std::string& path, std::string_view content) {
     const std::filesystem::path target = PathOfUtf8(path);
     std::filesystem::path beside = target;
-    beside += '.';
-    beside += std::to_string(std::random_device{}());
-    beside += ".tmp";
+    beside += "." + std::to_string(std::random_device{}()) + ".tmp";
 
     std::ofstream out(beside, std::ios::binary | std::ios::trunc);
     out.write(content.data(), static_cast<std::streamsize>(content.size()));

@@ -54,6 +54,9 @@ class LineQueue {
     [[nodiscard]] bool Empty() const noexcept {
         return m_taken.load() == m_put.load() && m_lost.load() == 0;
     }
+    [[nodiscard]] bool HalfFull() const noexcept {
+        return m_put.load() - m_taken.load() > kCapacity / 2;
+    }
     // How many lines were put, and how many of them were popped.
     [[nodiscard]] std::uint64_t LinesPut() const noexcept { return m_linesPut.load(); }
     [[nodiscard]] std::uint64_t LinesPopped() const noexcept { return m_linesPopped.load(); }

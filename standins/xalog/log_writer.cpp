@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include "standins/xalog/process.h"
 
@@ -14,6 +15,10 @@ using namespace std::chrono_literals;
 
 constexpr auto kTurnPause = 1ms;
 constexpr auto kCountsInterval = 1s;  // a repetition is told of after this at the latest
+// Lines come in bursts, and waking the thread costs the one that logs more than its line does. So
+// it looks by itself for a while after a line, before it sleeps until it is woken.
+constexpr auto kLookInterval = 5ms;
+constexpr auto kLookingTime = 500ms;
 constexpr auto kFlushLimit = 10s;
 constexpr auto kSettingLimit = 2s;    // a setting waits so long for a line being written
 constexpr auto kRemainderLimit = 2s;  // the end of the process, for all that is queued
@@ -78,18 +83,18 @@ LogWriter* LogWriter::InForkedChild(LogWriter& parents) {
 
 void LogWriter::Write(std::int32_t level, const char* message, std::size_t size) {
     bool started = false;
-    bool asleep = false;
+    bool wake = false;
     {
         // The stamp is taken inside, so that times never run backwards down the file.
         const std::lock_guard lock(m_mutex);
         m_queue.Put(level, {message, size});
         StartThreadLocked();
         started = m_started;
-        asleep = m_asleep;
+        wake = m_asleep || m_queue.HalfFull();
     }
     if (!started) {
         WriteRemaining(false);  // slow, but no line is lost
-    } else if (asleep) {
+    } else if (wake) {
         m_wake.notify_one();
     }
     m_probe.Run([&](const Hook& probe) { probe(level, message); });
@@ -106,6 +111,8 @@ void LogWriter::Run() {
     m_thread = std::this_thread::get_id();
     constexpr auto kNever = Clock::time_point::max();
     Clock::time_point countsDue = kNever;
+    Clock::time_point looksUntil{};
+    bool busy = false;
     for (;;) {
         const bool flush = m_flushesAsked != m_flushesDone && m_queue.LinesPopped() >= m_flushUpTo;
         if (flush || (countsDue != kNever && Clock::now() >= countsDue)) {
@@ -122,17 +129,22 @@ void LogWriter::Run() {
             lock.unlock();
             const bool owes = HandleNext();
             lock.lock();
+            busy = true;
             if (!owes) {
                 countsDue = kNever;
             } else if (countsDue == kNever) {
                 countsDue = Clock::now() + kCountsInterval;
             }
         } else {
-            m_asleep = true;
-            if (countsDue == kNever) {
+            const Clock::time_point now = Clock::now();
+            looksUntil = std::exchange(busy, false) ? now + kLookingTime : looksUntil;
+            m_asleep = now >= looksUntil;
+            const Clock::time_point due =
+                m_asleep ? countsDue : std::min<Clock::time_point>(countsDue, now + kLookInterval);
+            if (due == kNever) {
                 m_wake.wait(lock);
             } else {
-                m_wake.wait_until(lock, countsDue);
+                m_wake.wait_until(lock, due);
             }
             m_asleep = false;
         }

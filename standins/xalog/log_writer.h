@@ -102,7 +102,7 @@ class LogWriter {
     std::condition_variable m_wake;
     std::condition_variable m_flushed;
     bool m_started = false;
-    bool m_asleep = false;
+    bool m_asleep = false;  // until it is woken
     std::thread::id m_thread;
     std::uint64_t m_flushesAsked = 0;
     std::uint64_t m_flushesDone = 0;

@@ -20,7 +20,9 @@ namespace tests {
 namespace {
 
 using ::testing::AnyOf;
+using ::testing::Contains;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 using Clock = std::chrono::steady_clock;
 
@@ -346,6 +348,53 @@ TEST(RunByCamera, PassEndsAlthoughFramesComeFasterThanTheyAreTaken) {
     WithinTime("destruction", [&] { host.Destroy(); });
 }
 
+TEST(RunByCamera, ProcedureThatWasRemovedIsNotAskedAnyMore) {
+    Xalog_ResetLevel(kErrorLevel);
+    ModuleHost host("gige serial=A width=64 height=48");
+    std::atomic<int> offers{0};
+    std::atomic<bool> askedLate{false};
+    host.onProcedure = [&](std::int32_t procedure, std::uint32_t) -> std::uint32_t {
+        askedLate = askedLate || procedure == 6;
+        std::thread([&] { host.Set("DelRelateProc", "6"); }).join();
+        ++offers;
+        return kModuleFrameRefused;
+    };
+    host.Relate(5);
+    host.Relate(6);
+    host.Set("CameraName", "A");
+    host.Set("TriggerSoftware", "");
+    ASSERT_TRUE(Eventually([&] { return offers >= 2; }));
+    EXPECT_FALSE(askedLate);
+    host.Destroy();  // ahead of what its calls use
+}
+
+// Another thread of the host uses the camera while an open is inside a notice.
+TEST(SetUp, HoldsOffWhatOtherThreadsReadAndWriteUntilItIsOver) {
+    Xalog_ResetLevel(kErrorLevel);
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.OpenForRequests("A");
+    host.Set("ExposureTime", "5555");
+    std::thread other;
+    std::string read;
+    std::atomic<bool> over{false};
+    host.onReport = [&](const Report& report) {
+        if (report == Report{kReportCameraState, "1-1-A"}) {
+            other = std::thread([&] {
+                read = host.Get("ExposureTime");
+                EXPECT_EQ(host.Set("ExposureTime", "1234"), cam::kOk);
+                EXPECT_EQ(host.Set("TriggerOff", ""), cam::kOk);
+                over = true;
+            });
+            EXPECT_FALSE(Eventually([&] { return over.load(); }, std::chrono::milliseconds(50)));
+        }
+    };
+    EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
+    other.join();
+    EXPECT_NE(read.substr(0, 5), "5555.") << "from before the user set";
+    EXPECT_EQ(host.Get("ExposureTime").substr(0, 5), "1234.");
+    EXPECT_EQ(host.Get("TriggerMode").substr(0, 2), "0$");
+}
+
 // What the host asks from inside the notice of a frame, on the thread that a stop would wait for.
 TEST(FrameNotice, ReadsAndWritesButNeitherStopsNorClosesTheCamera) {
     Xalog_ResetLevel(kErrorLevel);
@@ -385,6 +434,28 @@ TEST(FrameNotice, ReadsAndWritesButNeitherStopsNorClosesTheCamera) {
     EXPECT_EQ(KZSim_OpenHandles(), 1U);
 }
 
+// The host asks for everything on a thread of the SDK that a stop of camera "A" waits for. Whoever
+// stops it holds locks that these want.
+void AskForAll(ModuleHost& host) {
+    for (const char* key : {"ExposureTime", "CameraErrorInfo", "VendorName", "CameraName"}) {
+        host.Get(key);
+    }
+    for (const char* key :
+         {"ExposureTime", "TriggerOn", "TriggerSoftware", "EnumCamera", "CheckCameraOpened",
+          "SynTriggerSoftware", "Width", "CameraName", "TriggerProcessRunStatus"}) {
+        host.Set(key, "1234");
+    }
+    host.Module()->SaveModuleData(RecordOf({}).get());
+    static_cast<void>(host.Image());
+}
+
+bool StopUnderWay() {
+    const auto journal = Journal("A");
+    return std::any_of(journal.begin(), journal.end(), [](const std::string& call) {
+        return call == "KZ_CC_StopGrabbing" || call == "KZ_CC_DestroyHandle";
+    });
+}
+
 // A frame is in the module's hands, on its way to be converted, while its camera is taken away.
 class FrameInHands : public ::testing::Test {
   protected:
@@ -393,35 +464,14 @@ class FrameInHands : public ::testing::Test {
         host.onReport = [this](const Report& report) {
             if (report.code == kReportFrameArrived && !arrived.exchange(true)) {
                 // Until the camera is being stopped, under the camera lock.
-                stopSeen = Eventually([this] { return StopUnderWay(); });
-                AskForAll();
+                stopSeen = Eventually([] { return StopUnderWay(); });
+                AskForAll(host);
             }
         };
         host.OpenForRequests("A");
         KZSim_ClearJournal("A");
         host.Set("TriggerSoftware", "");
         EXPECT_TRUE(Eventually([this] { return arrived.load(); }));
-    }
-
-    // Whoever stops the camera holds locks that these want, and waits for this thread.
-    void AskForAll() {
-        for (const char* key : {"ExposureTime", "CameraErrorInfo", "VendorName", "CameraName"}) {
-            host.Get(key);
-        }
-        for (const char* key :
-             {"ExposureTime", "TriggerOn", "TriggerSoftware", "EnumCamera", "CheckCameraOpened",
-              "SynTriggerSoftware", "Width", "CameraName", "TriggerProcessRunStatus"}) {
-            host.Set(key, "1234");
-        }
-        host.Module()->SaveModuleData(RecordOf({}).get());
-        static_cast<void>(host.Image());
-    }
-
-    static bool StopUnderWay() {
-        const auto journal = Journal("A");
-        return std::any_of(journal.begin(), journal.end(), [](const std::string& call) {
-            return call == "KZ_CC_StopGrabbing" || call == "KZ_CC_DestroyHandle";
-        });
     }
 
     void ExpectFrameGivenUp() const {
@@ -467,6 +517,87 @@ TEST_F(FrameInHands, GivesWayToTheEndOfTheModule) {
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
     WithinTime("destruction", [&] { host.Destroy(); });
     EXPECT_THAT(OpenRegions(), IsEmpty());
+}
+
+// The host sits inside the notice of a loss, or of a frame that starts, and the SDK's stop waits
+// for these threads, too.
+class NoticeInHands : public ::testing::Test {
+  protected:
+    enum class Of { Loss, FrameStart };
+
+    // `stop` runs once the host sits there, and is over.
+    void During(Of what, const std::function<void(ModuleHost&)>& stop) {
+        Xalog_ResetLevel(kErrorLevel);
+        ModuleHost host("gige serial=A width=64 height=48; usb3 serial=B width=32 height=32");
+        host.OpenForRequests("A");
+        KZSim_SetFaults("A", "stopswait=1");
+        std::atomic<bool> inside{false};
+        const auto sit = [&] {
+            if (!inside.exchange(true)) {
+                EXPECT_TRUE(Eventually([] { return StopUnderWay(); }));
+                AskForAll(host);
+                EXPECT_EQ(host.Set("CameraName", "0"), cam::kInvalid);
+                EXPECT_EQ(host.Set("CameraName", "B"), cam::kInvalid);
+            }
+        };
+        host.onPublished = [&](const std::string& text) {
+            if (text == "CameraOffline=1") {
+                sit();
+            }
+        };
+        host.onReport = [&](const Report& report) {
+            if (report.code == kReportFrameStarted) {
+                sit();
+            }
+        };
+        KZSim_ClearJournal("A");
+        if (what == Of::Loss) {
+            KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);
+        } else {
+            KZSim_RaiseEvent("A", "FrameStart");
+        }
+        ASSERT_TRUE(Eventually([&] { return inside.load(); }));
+        WithinTime("stop", [&] { stop(host); });
+        WithinTime("destruction", [&] { host.Destroy(); });
+        EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    }
+};
+
+TEST_F(NoticeInHands, GivesWayToAFeatureAndGoesOnWithTheLossBehindIt) {
+    for (const Of what : {Of::FrameStart, Of::Loss}) {
+        During(what, [&](ModuleHost& host) {
+            EXPECT_EQ(host.Set("Width", "32"), cam::kOk);
+            if (what == Of::Loss) {
+                EXPECT_TRUE(host.WaitForReport({kReportCameraSource, "1"}));
+            }
+            const auto image = host.Image();
+            EXPECT_TRUE(image && image->width == (what == Of::Loss ? 64U : 32U));
+        });
+    }
+}
+
+TEST_F(NoticeInHands, GivesWayToAChoiceWhichOvertakesTheLoss) {
+    for (const Of what : {Of::FrameStart, Of::Loss}) {
+        During(what, [&](ModuleHost& host) {
+            EXPECT_EQ(host.Set("CameraName", "B"), cam::kOk);
+            const auto image = host.Image();
+            EXPECT_TRUE(image && image->width == 32U);
+            const auto told = host.StateReports();
+            EXPECT_THAT(told, Not(Contains(Report{kReportCameraSource, "0"})));
+            EXPECT_THAT(told, Not(Contains(Report{kReportCameraState, "1-0-B"})));
+        });
+        During(what, [&](ModuleHost& host) {
+            EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk);
+            EXPECT_EQ(KZSim_OpenHandles(), 0U);
+            EXPECT_THAT(host.StateReports(), Not(Contains(Report{kReportCameraSource, "0"})));
+        });
+    }
+}
+
+TEST_F(NoticeInHands, GivesWayToTheEndOfTheModule) {
+    for (const Of what : {Of::FrameStart, Of::Loss}) {
+        During(what, [](ModuleHost& host) { host.Module()->DeInit(); });
+    }
 }
 
 // The conversion itself is slow; whoever stops the camera waits for it, and nothing else happens.

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <thread>
 
-#include "camera/sdk/kz_camera_control.h"
 #include "base/log.h"
+#include "camera/sdk/kz_camera_control.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "tests/support/module_host.h"
@@ -322,6 +322,31 @@ TEST_F(Connection, ChoiceListNamesEachCameraOnceAndTheOneThatIsOpen) {
     EXPECT_EQ(length, std::string("2$U1$$$$" + entries).size() + 1);
 }
 
+TEST_F(Connection, SerialNumbersOfFullLengthAreToldApartByTheirLastCharacter) {
+    ModuleHost host("gige serial=0123456789ABCDE1 name=a\ngige serial=0123456789ABCDE2 name=b");
+    EXPECT_EQ(host.Get("CameraName"), "0$0$$$$Close\ra (0123456789ABCDE1)\rb (0123456789ABCDE2)");
+    EXPECT_EQ(host.Set("CameraName", "0123456789ABCDE2"), cam::kOk);
+    EXPECT_EQ(host.Get("SerialNumber"), "0123456789ABCDE2");
+}
+
+TEST_F(Connection, FeaturesTakeTheWholeUnsignedRangeAndNothingBeyond) {
+    ModuleHost host("gige serial=A");
+    ASSERT_EQ(host.Set("CameraName", "A"), cam::kOk);
+    KZSim_ClearJournal("A");
+    for (const char* key : {"PixelFormat", "Width"}) {
+        for (const char* value : {"2164785153", "4294967295"}) {
+            host.Set(key, value);  // the camera's own bounds decide
+        }
+        for (const char* value : {"4294967296", "-2147483649", "99999999999999999999"}) {
+            EXPECT_EQ(host.Set(key, value), cam::kInvalid);
+        }
+    }
+    EXPECT_THAT(Journal("A", "Value"), ElementsAre("KZ_CC_SetEnumValue PixelFormat 2164785153",
+                                                   "KZ_CC_SetEnumValue PixelFormat 4294967295",
+                                                   "KZ_CC_SetIntValue Width 2164785153",
+                                                   "KZ_CC_SetIntValue Width 4294967295"));
+}
+
 TEST_F(Connection, FailedEnumerationLeavesNoCameraToChoose) {
     ModuleHost host("gige serial=A");
     KZSim_SetFaults("", "fail=KZ_CC_EnumDevices:0x80000106");
@@ -447,6 +472,10 @@ TEST_F(ConnectionByAddress, OpensAndSetsUpInItsOwnOrder) {
     EXPECT_EQ(host.Set("ConnectIP", "False"), cam::kOk);
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
     EXPECT_EQ(host.Get("ConnectIP"), "False");
+    // Nor does a load expect it any more.
+    host.Set("WaitForConnectingTime", "1");
+    EXPECT_EQ(host.Module()->LoadModuleData(RecordOf({}).get()), cam::kOk);
+    EXPECT_EQ(host.LogCount("connecting finished"), 0U);
 }
 
 TEST_F(ConnectionByAddress, FailingStepIsLoggedAndPassedOver) {

@@ -2,9 +2,12 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
+#include <set>
+#include <thread>
 
-#include "camera/sdk/kz_camera_control.h"
 #include "base/log.h"
+#include "camera/sdk/kz_camera_control.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
 #include "standins/module_frame/module_frame_host.h"
 #include "tests/platform/support.h"
@@ -76,6 +79,13 @@ TEST_F(Lifecycle, CreationIsToldStepByStepAndCounted) {
                     "CameraModuleDebug:CAMERA NUM start", "CameraModuleDebug:CAMERA NUM end",
                     "CameraModuleDebug:CQ_M_SetNotifyEventCallback start",
                     "CameraModuleDebug:CQ_M_SetNotifyEventCallback end"));
+    std::set<std::string> lines;
+    for (const std::string& line : log) {
+        if (const auto at = line.find("[CreateModule@"); at != line.npos) {
+            lines.insert(line.substr(at, line.find(']', at) - at));
+        }
+    }
+    EXPECT_EQ(lines.size(), 8U) << "each has a number of its own";
     EXPECT_THAT(MessagesOf(host.Log(cam::kLogInfo), "CCameraModule::Init"),
                 ElementsAre("CreateModuleCause      succ", "strValueInfoList.nNum,0", "Init end"));
     EXPECT_THAT(MessagesOf(host.Log(cam::kLogError), "CCameraModule::EnumDevices"),
@@ -197,6 +207,42 @@ TEST_F(Lifecycle, NotifyEventAnswersAlikeAndOnlyRelationsChangeSomething) {
               cam::kNotifyAnswer);
     host.Set("TriggerSoftware", "");
     EXPECT_TRUE(host.WaitForLog("relate proc is empty"));
+
+    // Too late: the module may be gone.
+    host.Set("AddRelateProc", "1");
+    host.Module()->DeInit();
+    const auto lookUps = ModuleFrame_CallCount("CQ_M_GetModuleNodeInfo");
+    EXPECT_EQ(ModuleFrame_RunNotifyEvent(host.Handle(), kNotifyRelationsChanged, nullptr),
+              cam::kNotifyAnswer);
+    EXPECT_EQ(ModuleFrame_CallCount("CQ_M_GetModuleNodeInfo"), lookUps);
+}
+
+// The host sits inside the notice of a loss, and another one comes and goes meanwhile.
+TEST_F(Lifecycle, DeInitWaitsForTheLossInProgressAndSeeksNothingBehindIt) {
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.OpenForRequests("A");
+    std::atomic<bool> ended{false};
+    std::thread end;
+    host.onPublished = [&](const std::string& text) {
+        if (text != "CameraOffline=1") {
+            return;
+        }
+        ModuleFrame_RunNotifyEvent(host.Handle(), kNotifyRelationsChanged, nullptr);
+        end = std::thread([&] {
+            host.Module()->DeInit();
+            ended = true;
+        });
+        EXPECT_TRUE(host.WaitForLog("StopLastReconnect finish"));
+        EXPECT_FALSE(Eventually([&] { return ended.load(); }, std::chrono::milliseconds(50)));
+    };
+    KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);
+    ASSERT_TRUE(Eventually([&] { return ended.load(); }));
+    end.join();
+    EXPECT_THAT(host.StateReports(), Contains(Report{kReportCameraSource, "0"}));
+    // No pause would hold it up any more.
+    EXPECT_FALSE(Eventually([&] { return host.LogCount("Try connect") > 0; },
+                            std::chrono::milliseconds(100)));
+    host.Destroy();  // ahead of what its notices use
 }
 
 TEST_F(Lifecycle, TwoModulesOfOneProcessHaveACameraEach) {

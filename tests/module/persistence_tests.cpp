@@ -104,6 +104,7 @@ TEST(Persistence, SavesTheSameTwiceWhenTheCameraGoesMeanwhile) {
                 RecordOf({{"AddRelateProc", "3"}, {"ImageCacheNum", "9"}, {"AddRelateProc", "12"}});
             ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
         }
+        host.Set("CameraName", "0");  // forgotten with the next open
         SetRemembered(host, "CameraName", "G1");
         SetRemembered(host, "ReconnectTime", "50");
         host.Relate(12);
@@ -231,6 +232,21 @@ TEST(Persistence, WaitsWithinItsBoundAndLetsTheThreadGoOn) {
     EXPECT_TRUE(host.WaitForReport({kReportCameraState, "1-1-G1"}));
 }
 
+TEST(Persistence, WaitsForACameraThatIsPluggedInMeanwhile) {
+    ModuleHost host(kCamera);
+    KZSim_Unplug("G1");
+    host.onLog = [&](const std::string& line) {
+        if (line.find("Enum return 0 devices") != line.npos) {
+            KZSim_Plug("G1");
+        }
+    };
+    const Record record = RecordOf({{"WaitForConnectingTime", "600000"}, {"SerialNumber", "G1"}});
+    ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
+    EXPECT_EQ(host.LogCount("Wait for camera[G1] connecting finished, grabing=true"), 1U);
+    EXPECT_EQ(host.LogCount("Enum return 0 devices"), 1U);
+    host.Destroy();  // ahead of what its log line uses
+}
+
 TEST(Persistence, LooksForTheLoadedCameraInPlaceOfTheLostOne) {
     ModuleHost host(kCamera);
     host.Set("CameraName", "G1");
@@ -238,17 +254,24 @@ TEST(Persistence, LooksForTheLoadedCameraInPlaceOfTheLostOne) {
     ASSERT_TRUE(host.WaitForLog("Try connect to camera(G1)..."));
     const Record record = RecordOf({{"SerialNumber", "OTHER"}, {"WaitForConnectingTime", "1"}});
     ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
+    EXPECT_EQ(host.LogCount("connecting finished, grabing=false"), 1U);
     EXPECT_TRUE(host.WaitForLog("Try connect to camera(OTHER)..."));
 }
 
 TEST(Persistence, LooksAtTheFirstBinaryItemsNameOnly) {
     const CameraDeviceInfo device = DeviceOf("G1");
+    const CameraDeviceInfo another = DeviceOf("G2");
+    struct Solution : SAVE_MODULE_DATA_PARAM {
+        ModuleBinaryItem beyond;
+    };
     const auto restored = [&](auto&& fill) {
         ModuleHost host(kCamera);
         host.Set("ReconnectTime", "0");
         // Only the saved record can open it: no list is to be had.
         KZSim_SetFaults("", "fail=KZ_CC_EnumDevices:0x80000004");
-        const Record record = RecordOf({{"SerialNumber", "OTHER"}, {"WaitForConnectingTime", "1"}});
+        const auto record = std::make_unique<Solution>();
+        record->params =
+            RecordOf({{"SerialNumber", "OTHER"}, {"WaitForConnectingTime", "1"}})->params;
         fill(*record);
         EXPECT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
         EXPECT_TRUE(host.WaitForLog("Try connect to camera(OTHER)..."));
@@ -261,6 +284,17 @@ TEST(Persistence, LooksAtTheFirstBinaryItemsNameOnly) {
     EXPECT_TRUE(restored([&](auto& r) {
         PutDevice(r, 0, kItem, &device, 12);
         PutDevice(r, 1, "whatever", &device, sizeof device);
+    }));
+    EXPECT_TRUE(restored([&](auto& r) {
+        PutDevice(r, 0, kItem, &device, sizeof device);
+        PutDevice(r, 1, kItem, &another, sizeof another);
+    }));
+    EXPECT_FALSE(restored([&](auto& r) {
+        PutDevice(r, 0, kItem, &device, 12);
+        r.beyond = {};
+        r.beyond.data = &device;
+        r.beyond.length = sizeof device;
+        r.binaryCount = kFrameworkMaxBinaryItems + 1;
     }));
     EXPECT_FALSE(restored([&](auto& r) {
         PutDevice(r, 0, "another", &device, sizeof device);
@@ -351,6 +385,28 @@ TEST(Persistence, OpensOnceWhenTheKeptListChoosesTheCamera) {
     EXPECT_EQ(Journal("U1", "ExposureTime").size(), 0U);
 }
 
+// What is replayed closes the camera, and the host, told so, opens it again.
+TEST(Persistence, ReplaysNothingInsideAReplay) {
+    ModuleHost host(kCamera);
+    const Record record = RecordOf({{"SerialNumber", "G1"},
+                                    {"WaitForConnectingTime", "1"},
+                                    {"Type", "1"},
+                                    {"ConnectIP", "False"},
+                                    {"Type", "0"}});
+    KZSim_SetFaults("", "fail=KZ_CC_EnumDevices:0x80000004");  // for the search
+    ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
+    KZSim_SetFaults("", "");
+    int closed = 0;
+    host.onReport = [&](const Report& report) {
+        if (report == Report{kReportCameraState, "1-0-G1"} && ++closed < 5) {
+            EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+        }
+    };
+    EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+    EXPECT_EQ(closed, 1);
+    host.onReport = nullptr;
+}
+
 TEST(Persistence, ReplaysTheGenTLSwitchWithoutClosingTheCamera) {
     ModuleHost host(kCamera);
     const Record record = RecordOf({{"SerialNumber", "G1"}, {"UseGenTL", "True$$$$$"}});
@@ -362,11 +418,13 @@ TEST(Persistence, ReplaysTheGenTLSwitchWithoutClosingTheCamera) {
     EXPECT_EQ(host.StateReports(), (std::vector<Report>{{kReportCameraState, "1-1-G1"}}));
 }
 
-TEST(Persistence, GivesTheHostADeviceThatOutlivesTheNextEnumeration) {
-    ModuleHost host(kCamera);
+TEST(Persistence, GivesTheHostADeviceThatOutlivesTheNextSaveAndEnumeration) {
+    ModuleHost host(std::string(kCamera) + "; usb3 serial=U1");
     host.Set("CameraName", "G1");
     const Record record = Save(host);
     ASSERT_EQ(record->binaryCount, 1);
+    host.Set("CameraName", "U1");
+    ASSERT_EQ(Save(host)->binaryCount, 1);
     KZSim_Configure("");
     host.Set("EnumCamera", "");
     CameraDeviceInfo device{};

@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 using Reports = std::vector<Report>;
 
 constexpr char kCamera[] = "gige serial=G1 width=64 height=32 rate=200 ip=10.0.0.2";
+constexpr char kTwoCameras[] =
+    "gige serial=G1 width=64 height=32 rate=200; usb3 serial=U1 width=64 height=32";
 
 const Report kOn{kReportCameraState, "1-1-G1"};
 const Report kOff{kReportCameraState, "1-0-G1"};
@@ -111,54 +113,115 @@ TEST_F(Reconnection, OpensTheSavedRecordWithoutSayingSo) {
     EXPECT_EQ(SavedCamera(host)->binaryCount, 1) << "the list holds it again";
 }
 
-// What the host opens while a loss is dealt with is left alone.
-TEST(ReconnectionOfAnother, LeavesTheCameraOfTheHostAlone) {
-    for (const char* moment : {"(G1)Camera callback exception", "Try connect to camera(G1)"}) {
-        SCOPED_TRACE(moment);
-        ModuleHost host(std::string(kCamera) + "; usb3 serial=U1 width=64 height=32");
-        host.OpenForRequests("G1");
-        std::atomic<bool> opened{false};
-        host.onLog = [&](const std::string& line) {
-            if (line.find(moment) != line.npos && !opened) {
-                KZSim_Plug("G1");
-                KZSim_ClearJournal("G1");
-                EXPECT_EQ(host.Set("CameraName", "U1"), cam::kOk);
-                opened = true;
+// What the host hears of a loss, in this order.
+constexpr const char* kLossNotices[] = {"CameraOffline=1", "1-0-G1", "0"};
+
+// The host does something inside the first notice of that text, on its thread or on another one.
+struct InsideNotice {
+    InsideNotice(ModuleHost& host, const std::string& notice, bool sameThread,
+                 std::function<void()> action) {
+        const auto look = [=, this, action = std::move(action)](const std::string& text) {
+            if (text != notice || begun.exchange(true)) {
+                return;
             }
+            if (sameThread) {
+                action();
+            } else {
+                std::thread(action).join();
+            }
+            done = true;
         };
-        KZSim_Unplug("G1");
-        ASSERT_TRUE(Eventually([&] { return opened.load(); }));
-        EXPECT_TRUE(ImageComes(host));
-        std::this_thread::sleep_for(100ms);
-        EXPECT_EQ(host.Get("SerialNumber"), "U1");
-        EXPECT_EQ(KZSim_OpenHandles(), 1U);
-        EXPECT_EQ(Opens("G1"), 0U);
-        const Reports told = StateReports(host);
-        EXPECT_EQ(std::count(told.begin(), told.end(), Report{kReportCameraState, "1-0-U1"}), 0);
-        host.Destroy();  // ahead of what its log line uses
+        host.onPublished = look;
+        host.onReport = [look](const Report& report) { look(report.text); };
+    }
+
+    std::atomic<bool> begun{false};
+    std::atomic<bool> done{false};
+};
+
+TEST(OvertakenLoss, TellsNothingMoreAndLeavesTheNewCameraAlone) {
+    const Report on{kReportCameraState, "1-1-U1"};
+    const Report off{kReportCameraState, "1-0-U1"};
+    for (std::size_t notice = 0; notice < std::size(kLossNotices); ++notice) {
+        for (const auto& [choice, sameThread] : {std::pair("U1", true), std::pair("U1", false),
+                                                 std::pair("0", true), std::pair("0", false)}) {
+            SCOPED_TRACE(std::string(kLossNotices[notice]) + ' ' + choice);
+            ModuleHost host(kTwoCameras);
+            host.OpenForRequests("G1");
+            host.ClearReports();
+            KZSim_ClearJournal("G1");
+            const InsideNotice inside(host, kLossNotices[notice], sameThread,
+                                      [&] { EXPECT_EQ(host.Set("CameraName", choice), cam::kOk); });
+            KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
+            ASSERT_TRUE(Eventually([&] { return inside.done.load(); }));
+            host.Module()->DeInit();  // waits for the SDK's thread to leave
+            Reports told;
+            if (notice > 0) {
+                told.push_back(kOff);  // of the loss
+            }
+            told.push_back(notice < 2 ? kOff : kLost);  // closed by the choice, or lost before it
+            if (*choice == 'U') {
+                told.insert(told.end(), {on, off});
+            }
+            EXPECT_EQ(StateReports(host), told);
+            EXPECT_EQ(Opens("G1"), 0U);
+        }
     }
 }
 
-TEST_F(Reconnection, DoesNotSeekWhatTheHostClosedMeanwhile) {
-    std::atomic<bool> closed{false};
+// Behind the last notice, during the first pause of the search.
+TEST(OvertakenLoss, SeeksNothing) {
+    ModuleHost host(kCamera);
+    host.OpenForRequests("G1");
+    KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
+    ASSERT_TRUE(host.WaitForReport(kLost));
+    EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk);
+    std::this_thread::sleep_for(150ms);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+}
+
+// The search is about to try.
+TEST(OvertakenLoss, LeavesTheCameraOpenThatTheHostOpensMeanwhile) {
+    ModuleHost host(kTwoCameras);
+    host.OpenForRequests("G1");
+    KZSim_ClearJournal("G1");
+    std::atomic<bool> opened{false};
     host.onLog = [&](const std::string& line) {
-        if (line.find("(G1)Camera callback exception") != line.npos) {
-            EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk);
-            closed = true;
+        if (line.find("Try connect to camera(G1)") != line.npos && !opened) {
+            EXPECT_EQ(host.Set("CameraName", "U1"), cam::kOk);
+            opened = true;
         }
     };
     KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
-    ASSERT_TRUE(Eventually([&] { return closed.load(); }));
-    std::this_thread::sleep_for(200ms);
-    EXPECT_EQ(StateReports(host), (Reports{kOff}));
-    EXPECT_EQ(Attempts(host), 0U);
-    EXPECT_EQ(KZSim_OpenHandles(), 0U);
-    host.Destroy();  // ahead of what its log line uses
+    ASSERT_TRUE(Eventually([&] { return opened.load(); }));
+    host.Module()->DeInit();  // waits for the search
+    EXPECT_EQ(Opens("G1"), 0U);
+    EXPECT_EQ(StateReports(host).back(), (Report{kReportCameraState, "1-0-U1"}));
+}
+
+// The host wants the lost camera itself, too early.
+TEST(OvertakenLoss, IsNoneWhenTheLostCameraIsChosenInVain) {
+    for (const char* notice : kLossNotices) {
+        for (const bool sameThread : {true, false}) {
+            SCOPED_TRACE(std::string(notice) + (sameThread ? "" : " another thread"));
+            ModuleHost host(kCamera);
+            host.OpenForRequests("G1");
+            const InsideNotice inside(host, notice, sameThread, [&] {
+                EXPECT_EQ(host.Set("CameraName", "G1"), KZ_CC_E_DEVICE_LOST);
+            });
+            KZSim_Unplug("G1");
+            ASSERT_TRUE(Eventually([&] { return inside.done.load(); }));
+            ASSERT_TRUE(host.WaitForReport(kLost));
+            KZSim_Plug("G1");
+            EXPECT_TRUE(host.WaitForReport(kBack));
+            host.Destroy();  // ahead of what its notices use
+        }
+    }
 }
 
 // A request wants the camera whose open failed, while the host chooses another.
 TEST(PendingSelection, IsForgottenWhenTheHostChoosesAnother) {
-    ModuleHost host(std::string(kCamera) + "; usb3 serial=U1 width=64 height=32");
+    ModuleHost host(kTwoCameras);
     host.Set("TriggerProcessRunStatus", "False");
     host.Relate(1);
     KZSim_SetFaults("G1", "open=0x80000201");

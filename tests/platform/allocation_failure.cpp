@@ -1,5 +1,6 @@
 #include "tests/platform/allocation_failure.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -8,7 +9,14 @@ namespace {
 // Allocations until the one that fails; negative: none does.
 thread_local int t_untilFailure = -1;
 
+// The same for all threads, as a number of the one that fails.
+std::atomic<int> allocations{0};
+std::atomic<int> failing{-1};
+
 void* Allocate(std::size_t size) noexcept {
+    if (allocations++ == failing) {
+        return nullptr;
+    }
     if (t_untilFailure == 0) {
         --t_untilFailure;
         return nullptr;
@@ -48,6 +56,19 @@ int FailEachAllocation(const std::function<void()>& action) {
             return before;
         }
     }
+}
+
+void FailNextAllocation(int before) {
+    t_untilFailure = before;
+}
+
+void FailAllocationOfAnyThread(int before) {
+    failing = before;
+    allocations = 0;
+}
+
+int AllocationsOfAllThreads() {
+    return allocations;
 }
 
 }  // namespace platform::test

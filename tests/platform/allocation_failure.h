@@ -11,4 +11,12 @@ namespace platform::test {
 // those of the calling thread fail.
 int FailEachAllocation(const std::function<void()>& action);
 
+// One allocation of the calling thread fails, behind so many others.
+void FailNextAllocation(int before = 0);
+
+// Counts the allocations of all threads from now on. The one behind the first `before` fails;
+// negative: none.
+void FailAllocationOfAnyThread(int before);
+int AllocationsOfAllThreads();
+
 }  // namespace platform::test

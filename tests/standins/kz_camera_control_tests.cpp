@@ -212,7 +212,7 @@ TEST_F(KZCameraControl, RejectsWrongDescriptionsByLineAndKeepsTheCameras) {
         {"gige width=65536", 1},
         {"gige height=7", 1},
         {"gige rate=nan", 1},
-        {"gige serial=0123456789ABCDEF", 1},  // no room for the terminator
+        {"gige serial=0123456789ABCDEFG", 1},  // longer than its field
         {"gige format=SdkColour24:compressed", 1},
     };
     for (const auto& [description, line] : wrong) {

@@ -68,10 +68,10 @@ class Callback<Result(Args...)> {
         return Attached(this);
     }
 
-    // For a function that uses nothing that ends before the host.
+    // For a function that uses nothing that ends before the host; null for none.
     Callback& operator=(Function function) {
         const std::lock_guard hold(m_lock);
-        m_function = std::make_shared<Function>(std::move(function));
+        m_function = function ? std::make_shared<Function>(std::move(function)) : m_none;
         return *this;
     }
 

@@ -180,6 +180,11 @@ Code SimulatedCamera::Enter(const Call& call) {
     return answer;
 }
 
+bool SimulatedCamera::StopsWaitForNotices() const {
+    const std::lock_guard lock(m_mutex);
+    return m_faults.StopsWaitForNotices();
+}
+
 Code SimulatedCamera::Open(std::uint32_t accessMode, DeviceSink sink,
                            std::unique_ptr<Device>& device) {
     if (accessMode != KZ_ACCESS_EXCLUSIVE && accessMode != KZ_ACCESS_CONTROL) {

@@ -31,6 +31,7 @@ class SimulatedCamera final : public CallInterceptor,
 
     [[nodiscard]] std::uint32_t Claimed(std::uint32_t length) const override;
     Code Enter(const Call& call) override;
+    [[nodiscard]] bool StopsWaitForNotices() const override;
 
     Code Open(std::uint32_t accessMode, DeviceSink sink, std::unique_ptr<Device>& device);
 

@@ -165,14 +165,15 @@ bool ParseKind(std::string_view word, CameraDescription& camera) {
     return true;
 }
 
-// The texts have to fit the device record of the kind, with their terminator.
+// The texts have to fit the device record of the kind, with their terminator, which only the serial
+// number of a GigE Vision camera can do without.
 bool FitsRecord(const CameraDescription& camera) {
     if (camera.kind != CameraKind::GigE) {
         constexpr std::size_t kText = sizeof(KZUsb3DeviceInfo::serialNumber);
         return std::max({camera.serial.size(), camera.model.size(), camera.maker.size(),
                          camera.name.size()}) < kText;
     }
-    return camera.serial.size() < sizeof(KZGigEDeviceInfo::serialNumber) &&
+    return camera.serial.size() <= sizeof(KZGigEDeviceInfo::serialNumber) &&
            camera.model.size() < sizeof(KZGigEDeviceInfo::modelName) &&
            camera.maker.size() < sizeof(KZGigEDeviceInfo::manufacturerName) &&
            camera.name.size() < sizeof(KZGigEDeviceInfo::userDefinedName);

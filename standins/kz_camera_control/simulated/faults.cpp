@@ -89,6 +89,9 @@ bool FaultSet::Add(std::string_view name, std::string_view value) {
         } else if (name == "short") {
             m_shortBy = *number;
             known = true;
+        } else if (name == "stopswait") {
+            m_stopsWait = *number != 0;
+            known = true;
         }
         return known;
     }

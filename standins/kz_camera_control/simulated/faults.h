@@ -32,6 +32,7 @@ class FaultSet {
     }
     [[nodiscard]] std::optional<std::int32_t> PacketSize() const { return m_packetSize; }
     [[nodiscard]] std::uint32_t ShortBy() const { return m_shortBy; }
+    [[nodiscard]] bool StopsWaitForNotices() const { return m_stopsWait; }
     [[nodiscard]] Code InterfaceAnswer(std::uint32_t number) const;
 
   private:
@@ -46,6 +47,7 @@ class FaultSet {
     std::optional<std::uint32_t> m_claimed;
     std::optional<std::int32_t> m_packetSize;
     std::uint32_t m_shortBy = 0;
+    bool m_stopsWait = false;
 };
 
 }  // namespace kz

@@ -32,7 +32,8 @@ CameraDeviceInfo RecordOf(const CameraDescription& description, const std::strin
         record.gige.netExportIp = description.nic;
         Put(record.gige.manufacturerName, description.maker);
         Put(record.gige.modelName, description.model);
-        Put(record.gige.serialNumber, description.serial);
+        // One of full length leaves no room for a terminator.
+        description.serial.copy(record.gige.serialNumber, sizeof record.gige.serialNumber);
         Put(record.gige.userDefinedName, userName);
     } else {
         record.usb3 = {};

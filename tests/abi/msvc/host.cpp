@@ -151,6 +151,34 @@ bool OtherProcessSees(const cam::BufferNode& image) {
                    nullptr) == 0;
 }
 
+// A module of MSVC's interface, for the framework to call.
+class OwnModule final : public CAbstractUserModule {
+  public:
+    std::uint32_t GetParam(const char*, char*, std::int32_t, std::uint32_t*) override { return 1; }
+    std::uint32_t SetParam(const char* key, const char* value, std::int32_t size) override {
+        isSet = strcmp(key, "Own") == 0 && strcmp(value, "1") == 0 && size == 1;
+        return 0;
+    }
+    std::uint32_t GetCurrentConfig(ModuleParamList*) override { return 1; }
+    std::uint32_t SaveModuleData(SAVE_MODULE_DATA_PARAM*) override { return 1; }
+    std::uint32_t LoadModuleData(SAVE_MODULE_DATA_PARAM*) override { return 1; }
+    std::uint32_t Init() override { return 1; }
+    std::uint32_t DeInit() override { return 1; }
+
+    bool isSet = false;
+};
+
+void CallOwnModule() {
+    void* const handle = ModuleFrame_CreateHandle(kModuleId, 0);
+    {
+        OwnModule own;
+        own.m_hModule = handle;
+        Check(ModuleFrame_SetParam(handle, &own, "Own", "1") == 0 && own.isSet,
+              "the framework calls a module of MSVC's interface");
+    }
+    ModuleFrame_DestroyHandle(handle);
+}
+
 struct Library {
     Handle handle;
     CreateFunction* create;
@@ -231,15 +259,19 @@ int Run() {
     XalogHost_SetSink(&OnLogLine, nullptr);
     Xalog_ResetLevel(1);
     Xalog_LogPrint(4, "%d %s %.2f %llu", -42, "text", 2.5, 4'294'967'296ULL);
+    XalogHost_Flush();
     Check(g_seen.arguments, "integer, text and double arrive in the log");
     const ModuleFrameObserver observer{nullptr, &OnReport, nullptr, &OnProcedure};
     ModuleFrame_SetObserver(&observer);
+
+    CallOwnModule();
 
     const Library library = LoadModule();
     void* const handle = ModuleFrame_CreateHandle(kModuleId, 0);
     CAbstractUserModule* const first = library.create(handle);
     Check(first != nullptr && first->m_hModule == handle,
           "a module is created, its handle in place");
+    XalogHost_Flush();
     Check(g_seen.initLine, "the module's log lines carry name, number and text");
     Check(first->Reserved() == 0, "slot 1 answers 0");
     Check(Set(first, "EnumCamera", "") == 0 && strstr(Get(first, "CameraName"), "A1") != nullptr,

@@ -35,6 +35,7 @@ void Xalog_ResetLevel(std::int32_t level) {
     g_level = level;
 }
 void XalogHost_SetStandardError(bool) {}
+void XalogHost_Flush() {}
 void XalogHost_SetSink(XalogSink sink, void* user) {
     g_sink = sink;
     g_user = user;
