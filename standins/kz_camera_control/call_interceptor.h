@@ -19,6 +19,9 @@ class CallInterceptor {
   public:
     virtual ~CallInterceptor() = default;
 
+    // What a conversion or decoding that gave `length` bytes says that it gave.
+    [[nodiscard]] virtual std::uint32_t Claimed(std::uint32_t length) const = 0;
+
     // Runs inside the call, on its thread, with the handle's lock held if the function takes it;
     // may block. Other than 0: the call returns this and does nothing.
     virtual Code Enter(const Call& call) = 0;

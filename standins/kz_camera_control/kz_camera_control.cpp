@@ -310,7 +310,12 @@ std::uint32_t KZ_CC_HB_Decode(KZHandle handle, HbDecodeParam* param) {
         if (code != KZ_CC_OK) {
             return code;
         }
-        return param == nullptr ? KZ_CC_E_PARAMETER : kz::DecompressFrame(*param);
+        if (param == nullptr) {
+            return KZ_CC_E_PARAMETER;
+        }
+        const Code decoded = kz::DecompressFrame(*param);
+        param->decodedLength = found.Claimed(param->decodedLength);
+        return decoded;
     });
 }
 
@@ -320,7 +325,12 @@ std::uint32_t KZ_CC_ConvertPixelType(KZHandle handle, PixelConvertParam* param) 
         if (code != KZ_CC_OK) {
             return code;
         }
-        return param == nullptr ? KZ_CC_E_PARAMETER : kz::ConvertPixels(*param);
+        if (param == nullptr) {
+            return KZ_CC_E_PARAMETER;
+        }
+        const Code converted = kz::ConvertPixels(*param);
+        param->convertedLength = found.Claimed(param->convertedLength);
+        return converted;
     });
 }
 

@@ -1,8 +1,10 @@
 #include "standins/xalog/log_writer.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -161,7 +163,8 @@ bool LogWriter::HandleNext() {
         ForEachOutput([&](LogOutput& output) { output.Write(*line); });
         level = line->level;
         lost = line->lostBefore;
-        m_sinkText = line->Message();
+        const std::string_view message = line->Message();
+        m_sinkText[message.copy(m_sinkText.data(), kLongestMessage)] = '\0';
         m_queue.Pop();
     } else {
         lost = m_queue.TakeLost();
@@ -172,7 +175,7 @@ bool LogWriter::HandleNext() {
 
     TellSinkOfLost(lost);
     if (line != nullptr) {
-        TellSink(level, m_sinkText.c_str());
+        TellSink(level, m_sinkText.data());
     }
     return owes;
 }
@@ -196,9 +199,11 @@ void LogWriter::TellSink(std::int32_t level, const char* message) noexcept {
     }
 }
 
-void LogWriter::TellSinkOfLost(std::uint32_t lines) {
+void LogWriter::TellSinkOfLost(std::uint32_t lines) noexcept {
     if (lines > 0) {
-        TellSink(kLostLevel, (std::to_string(lines).append(kLinesLost)).c_str());
+        char text[16 + kLinesLost.size()];
+        std::snprintf(text, sizeof text, "%u%s", lines, kLinesLost.data());
+        TellSink(kLostLevel, text);
     }
 }
 

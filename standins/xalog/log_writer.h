@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <thread>
 
 #include "standins/callback_slot.h"
@@ -82,7 +81,7 @@ class LogWriter {
     bool HandleNext();
     void WriteCounts();
     void TellSink(std::int32_t level, const char* message) noexcept;
-    void TellSinkOfLost(std::uint32_t lines);
+    void TellSinkOfLost(std::uint32_t lines) noexcept;
 
     // False when an output blocks the thread for too long.
     template <typename Change>
@@ -118,7 +117,7 @@ class LogWriter {
 
     standins::CallbackSlot<Hook> m_sink;
     standins::CallbackSlot<Hook> m_probe;
-    std::string m_sinkText;  // used by the thread only
+    std::array<char, kLongestMessage + 1> m_sinkText{};  // the thread's alone; never allocates
 };
 
 // Makes one line of a message: removes trailing line ends and replaces every other control

@@ -176,6 +176,7 @@ TEST_F(LocalImages, FreeADeliveredPictureOnce) {
     host.Set("FileFolderName", "/no/such/folder");
     EXPECT_TRUE(second->data[0] == 5 || second->data[0] == 6);
     EXPECT_EQ(host.Free(*second), cam::kOk);
+    EXPECT_EQ(host.LogCount("not in the host's hands"), 0U) << "taken for a camera's";
 }
 
 TEST_F(LocalImages, RefuseAFolderThatIsNotThere) {
@@ -235,6 +236,10 @@ TEST_F(LocalImages, HaveNothingToGiveFromAFolderWithoutPictures) {
     // Not decoded again and again.
     EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
     EXPECT_EQ(host.LogCount("passed over"), 20U);
+    const PictureFolder good;
+    good.Write("a.bmp", GreyPicture(5));
+    ASSERT_EQ(Scan(good), cam::kOk);
+    EXPECT_EQ(Next(), 5);
 }
 
 TEST_F(LocalImages, ListTenThousandFilesWithoutDecodingThem) {
@@ -292,10 +297,30 @@ TEST_F(LocalImages, ScanAnewWhilePicturesAreTaken) {
     EXPECT_EQ(Next(), -1);
 }
 
-TEST_F(LocalImages, EndWhilePicturesAreDecoded) {
+// A picture that takes a while to decode.
+std::string LargePicture(std::size_t height) {
     constexpr std::uint32_t kWidth = 100'000;
-    const std::vector<std::string> rows(20, std::string(std::size_t{kWidth} * 3, 'p'));
-    const std::string large = Bmp({.width = kWidth, .rows = rows});
+    return Bmp(
+        {.width = kWidth,
+         .rows = std::vector<std::string>(height, std::string(std::size_t{kWidth} * 3, 'p'))});
+}
+
+TEST_F(LocalImages, ComeFromTheFolderScannedLast) {
+    const PictureFolder other;
+    folder.Write("large.bmp", LargePicture(100));
+    other.Write("a.bmp", GreyPicture(2));
+    ASSERT_EQ(Scan(folder), cam::kOk);
+    std::thread early([&] { Next(); });
+    std::this_thread::sleep_for(20ms);  // it is being decoded
+    ASSERT_EQ(Scan(other), cam::kOk);
+    early.join();
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(Next(), 2);
+    }
+}
+
+TEST_F(LocalImages, EndWhilePicturesAreDecoded) {
+    const std::string large = LargePicture(20);
     for (int i = 0; i < 4; ++i) {
         folder.Write(std::to_string(i) + ".bmp", large);
     }

@@ -340,7 +340,7 @@ TEST(Parameters, CutTheCameraTypeToItsSeries) {
 TEST_F(ParametersOfACamera, ReadFeaturesByTheirType) {
     const std::pair<const char*, const char*> answers[] = {
         {"Width", "64$16$64$2$1$"},
-        {"Width_Anything", "64$16$64$2$1$"},
+        {"Width_Any_thing", "64$16$64$2$1$"},
         {"ExposureTime", "5000.000$10.000$10000000.000$1.000000$"},
         {"DeviceTemperature", "41.500$-40.000$120.000$1.000000$"},
         {"ReverseX", "False"},
@@ -373,6 +373,7 @@ TEST_F(ParametersOfACamera, AnswerAFailedReadAsUnreadable) {
         EXPECT_EQ(host.GetStatus(key), KZ_CC_E_DEVICE_LOST) << key;
         EXPECT_EQ(host.Get(key), kUnreadable) << key;
     }
+    EXPECT_EQ(host.GetStatus("VendorName"), KZ_CC_E_DEVICE_LOST);
 }
 
 TEST_F(ParametersOfACamera, WriteFeaturesByTheirType) {
@@ -528,7 +529,11 @@ TEST_F(ParametersOfACamera, ClearTheQueueWhenTheTriggerSourceChanges) {
     }
     ASSERT_TRUE(host.WaitForReport({kReportFrameArrived, "1-1-3-G1"}));
     KZSim_ClearJournal("G1");
+    host.Set("LogLevel", "1");
     EXPECT_EQ(host.Set("TriggerSource", "7"), cam::kOk);
+    EXPECT_EQ(host.Messages("CCameraModule::SetParam").back(),
+              "I change trigger mode , clear cache");
+    host.Set("LogLevel", "4");
     // The next image is a new one: the request had to trigger.
     const auto image = host.TakeImage();
     ASSERT_TRUE(image);
@@ -542,18 +547,18 @@ TEST_F(ParametersOfACamera, LogTheWayOfAnImageRequest) {
     host.ClearLog();
     const auto image = host.Image();
     ASSERT_TRUE(image);
-    EXPECT_EQ(
-        MessagesOf(host.Log(), kFunction),
-        (Calls{"CameraModuleDebug:GetImage Start", "CameraModuleDebug:GetImage End",
-               "CameraModuleDebug:Memcpy End", std::string("CameraImage ") + image->sharedName}));
+    EXPECT_EQ(host.Messages(kFunction),
+              (Calls{"D CameraModuleDebug:GetImage Start", "D CameraModuleDebug:GetImage End",
+                     "D CameraModuleDebug:Memcpy End",
+                     std::string("D CameraImage ") + image->sharedName}));
     host.Free(*image);
     host.Set("CameraName", "0");
     host.ClearLog();
     EXPECT_EQ(host.GetStatus("CameraImage"), cam::kNoImage);
-    EXPECT_EQ(MessagesOf(host.Log(), kFunction),
-              (Calls{"CameraModuleDebug:GetImage Start",
-                     "Try to wait grabbing state failed when get camera image",
-                     "CameraModuleDebug:GetImage End"}));
+    EXPECT_EQ(host.Messages(kFunction),
+              (Calls{"D CameraModuleDebug:GetImage Start",
+                     "E Try to wait grabbing state failed when get camera image",
+                     "D CameraModuleDebug:GetImage End"}));
     host.Set("LogLevel", "4");
 }
 

@@ -6,9 +6,9 @@
 #include <thread>
 #include <vector>
 
+#include "base/worker_thread.h"
 #include "camera/callback_gate.h"
 #include "imaging/image_queue.h"
-#include "base/worker_thread.h"
 
 namespace {
 
@@ -57,6 +57,36 @@ TEST(ImageQueue, AScanSurvivesFramesThatLeaveMeanwhile) {
     EXPECT_FALSE(queue.NextUndispatched(0).has_value());
 }
 
+TEST(ImageQueue, AFrameThatLeftIsNotTakenForTheOneInItsPlace) {
+    ImageQueue queue;
+    for (std::uint32_t number = 0; number < 1000; ++number) {
+        queue.Push(Numbered(number));
+        if (number >= 10) {
+            static_cast<void>(queue.Pop());
+        }
+    }
+    for (std::uint64_t left = 0; left < 990; ++left) {
+        queue.MarkHandedOver(left);
+    }
+    EXPECT_EQ(queue.NextUndispatched(0)->frameNumber, 990U);
+}
+
+TEST(LockOrder, AgainstItEndsTheProcess) {
+    if constexpr (lock_order::kChecked) {
+        Lock camera(LockRank::Camera, "first");
+        Lock other(LockRank::Camera, "second");
+        Lock leaf(LockRank::Leaf, "last");
+        const LockGuard hold(camera);
+        { const LockGuard later(leaf); }
+        { const LockGuard again(camera); }
+        ASSERT_TRUE(other.try_lock());  // does not wait
+        other.unlock();
+        EXPECT_DEATH(other.lock(), "\"second\" while holding \"first\"");
+        const LockGuard later(leaf);
+        EXPECT_DEATH(other.lock(), "\"second\" while holding");
+    }
+}
+
 TEST(WorkerThread, SurvivesStartsAndStopsFromManyThreads) {
     std::atomic<int> inside{0};
     std::atomic<int> most{0};
@@ -87,6 +117,23 @@ TEST(WorkerThread, SurvivesStartsAndStopsFromManyThreads) {
     worker.Stop();
     EXPECT_EQ(inside, 0);
     EXPECT_EQ(most, 1);
+}
+
+TEST(WorkerThread, EndsItsPauseToStop) {
+    platform::Event pause;
+    ASSERT_TRUE(pause.Create());
+    std::atomic<bool> pausing{false};
+    WorkerThread worker(
+        [&] {
+            pausing = true;
+            pause.WaitFor(std::chrono::hours(1));
+        },
+        &pause);
+    ASSERT_TRUE(worker.Start());
+    while (!pausing) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(worker.Stop() || !worker.Running());
 }
 
 TEST(WorkerThread, StartsAgainAfterItEndedByItself) {

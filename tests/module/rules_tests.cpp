@@ -4,12 +4,13 @@
 #include <cstring>
 #include <memory>
 
+#include "base/log.h"
+#include "base/text.h"
 #include "camera/camera_list.h"
 #include "camera/device_tables.h"
 #include "camera/sdk/pixel_format.h"
 #include "imaging/frame_rules.h"
-#include "base/log.h"
-#include "base/text.h"
+#include "params/key_values.h"
 #include "params/value_text.h"
 
 namespace {
@@ -55,6 +56,8 @@ TEST(CameraListText, ListsEveryUsb3Camera) {
     tables->plain.Add(Usb3("A"));
     tables->plain.Add(Usb3("A"));
     EXPECT_EQ(ListText(*tables), Nul("0$0$$$$Close\rMaker Model (A)\rMaker Model (A)"));
+    const std::string_view connected = "A";
+    EXPECT_EQ(MakeCameraList(*tables, false, &connected).text.substr(0, 4), "2$A$");
 }
 
 TEST(CameraListText, NamesCamerasBehindGenTLByTheirVendor) {
@@ -76,6 +79,10 @@ TEST(CameraListText, ReadsFieldsWithoutTerminatorNoFurtherThanTheyReach) {
     const auto tables = std::make_unique<DeviceTables>();
     tables->plain.Add(GigE("0123456789ABCDEF", "fedcba9876543210"));
     EXPECT_EQ(ListText(*tables), Nul("0$0$$$$Close\rfedcba9876543210 (0123456789ABCDEF)"));
+    tables->plain.Add(GigE("0123456789ABCDEG"));
+    tables->plain.Add(GigE("0123456789ABCDEF"));
+    EXPECT_EQ(ListText(*tables), Nul("0$0$$$$Close\rfedcba9876543210 (0123456789ABCDEF)\r"
+                                     "Maker Model (0123456789ABCDEG)"));
 }
 
 TEST(CameraListText, ConvertsUserNamesThatAreNotUtf8) {
@@ -114,8 +121,35 @@ TEST(ValueText, ReadsNumbersAsFarAsTheyGo) {
     for (const char* none : {"", " ", "abc", "+", "-", "+-3"}) {
         EXPECT_EQ(ParseInt(none), std::nullopt) << none;
     }
+    EXPECT_EQ(ParseFeatureBits("4294967295"), 4294967295U);
+    EXPECT_EQ(ParseFeatureBits("-2147483648"), 2147483648U);
+    EXPECT_EQ(ParseFeatureBits("4294967296"), std::nullopt);
+    EXPECT_EQ(ParseFeatureBits("-2147483649"), std::nullopt);
     EXPECT_EQ(ParseFloat("5000.25$1$2"), 5000.25F);
     EXPECT_EQ(ParseFloat("one"), std::nullopt);
+}
+
+TEST(ValueText, TakesLettersOfBothCasesForTheSame) {
+    EXPECT_TRUE(EqualsIgnoringCase("AZ@[", "az@["));
+    EXPECT_FALSE(EqualsIgnoringCase("@[", "`{"));
+}
+
+TEST(ValueText, SizesThePreviewOfNoPictureAsTheLargest) {
+    for (const auto& [width, height] : {std::pair{0U, 5U}, std::pair{5U, 0U}}) {
+        const PreviewSize size = PreviewSizeOf(width, height);
+        EXPECT_EQ(size.width, 600);
+        EXPECT_EQ(size.height, 450);
+    }
+}
+
+TEST(ValueText, IsCutToTheRoomAndTheLimit) {
+    for (const auto& [room, limit, expected] :
+         {std::tuple{4, 9U, "abc"}, std::tuple{9, 4U, "abc"}, std::tuple{1, 9U, ""}}) {
+        char buffer[16] = "~";
+        std::uint32_t length = 0;
+        Answer(buffer, room, &length).Text("abcdef", limit);
+        EXPECT_STREQ(buffer, expected);
+    }
 }
 
 TEST(ValueText, ReadsNoMoreChoicesThanAFeatureHolds) {

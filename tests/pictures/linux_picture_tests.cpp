@@ -16,6 +16,17 @@ using test::TiffPicture;
 
 using ImageDecoderOnLinux = test::ImageDecoder;
 
+// Its header and the entries of its palette are shorter.
+TEST_F(ImageDecoderOnLinux, ReadsBmpOfTheOldKind) {
+    std::string greys;
+    for (int grey = 0; grey < 256; ++grey) {
+        greys += std::string(3, static_cast<char>(grey));
+    }
+    Expect("BM"s + std::string(8, '\0') + "\x1A\3\0\0\x0C\0\0\0\2\0\1\0\1\0\x08\0"s + greys +
+               "\1\3\0\0"s,
+           2, 1, 1, {1, 3});
+}
+
 TEST_F(ImageDecoderOnLinux, ReadsTiffWithSamplesApart) {
     TiffPicture apart{2, 2, 8, 3, 2, 2};
     apart.rowsPerStrip = 1;

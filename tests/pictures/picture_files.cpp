@@ -181,7 +181,7 @@ std::string Tiff(const TiffPicture& picture) {
         std::vector<std::uint32_t> map;
         for (std::size_t channel = 0; channel < 3; ++channel) {
             for (const Colour& colour : picture.palette) {
-                map.push_back(colour[channel] * 257U);
+                map.push_back(colour[channel] * 256U + 127);  // the upper byte counts
             }
         }
         add(320, kShort, map);

@@ -23,6 +23,7 @@ TEST(CodePage, TellsUtf8FromOtherText) {
           "\xF4\x90\x80\x80"s, "\xF5\x80\x80\x80"s, "\xFF"s}) {            // too large
         EXPECT_FALSE(IsValidUtf8(text)) << testing::PrintToString(text);
     }
+    EXPECT_FALSE(IsValidUtf8(std::string_view("\xC3\xBC").substr(0, 1))) << "read beyond its end";
 }
 
 TEST(CodePage, ConvertsBothWays) {

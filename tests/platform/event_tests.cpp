@@ -54,6 +54,7 @@ TEST(Event, TakesEveryLengthOfTime) {
     EXPECT_FALSE(event.WaitFor(std::chrono::milliseconds::min()));
     auto waiter = std::async(std::launch::async,
                              [&event] { return event.WaitFor(std::chrono::milliseconds::max()); });
+    EXPECT_EQ(waiter.wait_for(20ms), std::future_status::timeout);
     event.Set();
     ASSERT_EQ(waiter.wait_for(kHang), std::future_status::ready);
     EXPECT_TRUE(waiter.get());

@@ -103,6 +103,8 @@ TEST(SharedMapping, RefusesWhatCannotBe) {
     EXPECT_FALSE(mapping.IsOpen());
     EXPECT_NE(mapping.Map(), 0);
     EXPECT_NE(mapping.Open(name.c_str()), 0) << "a failed Create leaves nothing behind";
+    const std::string longest = name + std::string(SharedMapping::kMaxName - 1 - name.size(), 'x');
+    EXPECT_EQ(mapping.Create(longest.c_str(), 100), 0);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "tests/support/module_host.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -7,9 +9,9 @@
 #include <sstream>
 #include <thread>
 
+#include "base/log.h"
 #include "platform/system.h"
 #include "standins/kz_camera_control/simulated_cameras.h"
-#include "standins/module_frame/module_frame_host.h"
 #include "standins/xalog/xalog_host.h"
 
 namespace tests {
@@ -17,6 +19,27 @@ namespace tests {
 namespace {
 
 constexpr std::int32_t kAnyProcedure = 1;
+
+// Where "[module] [ModuId:id] [function@line] " ends.
+std::size_t PrefixEnd(const std::string& line) {
+    std::size_t end = 0;
+    for (int field = 0; field < 3; ++field) {
+        const std::size_t close = line.find("] ", end);
+        if (line.compare(end, 1, "[") != 0 || close == line.npos) {
+            return 0;
+        }
+        end = close + 2;
+    }
+    return end;
+}
+
+bool IsOf(const std::string& line, std::string_view function) {
+    return line.find(" [" + std::string(function) + '@') < PrefixEnd(line);
+}
+
+bool TellsOfATimeOut(std::string_view line) {
+    return line.find("time out") != line.npos || line.find(": timeout") != line.npos;
+}
 
 }  // namespace
 
@@ -46,6 +69,12 @@ ModuleHost::~ModuleHost() {
         ModuleFrame_SetObserver(nullptr);
         XalogHost_SetProbe(nullptr, nullptr);
         KZSim_Configure("");
+    }
+    for (const std::string& line : m_timeOuts) {
+        EXPECT_TRUE(std::any_of(
+            m_expectedTimeOuts.begin(), m_expectedTimeOuts.end(),
+            [&](const std::string& part) { return line.find(part) != std::string::npos; }))
+            << "unexpected: " << line;
     }
 }
 
@@ -150,6 +179,20 @@ std::vector<std::string> ModuleHost::Log(std::optional<std::int32_t> level) cons
     return lines;
 }
 
+std::vector<std::string> ModuleHost::Messages(std::string_view function) const {
+    static constexpr std::string_view kLetters = "?DIWE";
+    static_assert(kLetters[cam::kLogDebug] == 'D' && kLetters[cam::kLogError] == 'E');
+    const std::lock_guard hold(m_lock);
+    std::vector<std::string> messages;
+    for (const LogLine& line : m_log) {
+        if (IsOf(line.text, function)) {
+            messages.push_back(std::string{kLetters.at(static_cast<std::size_t>(line.level)), ' '} +
+                               MessageOf(line.text));
+        }
+    }
+    return messages;
+}
+
 std::size_t ModuleHost::LogCount(std::string_view part) const {
     const std::lock_guard hold(m_lock);
     return static_cast<std::size_t>(std::count_if(
@@ -186,9 +229,7 @@ void ModuleHost::OnReport(void* user, void*, std::uint32_t code, const char* tex
         host.m_reports.push_back(report);
     }
     host.m_changed.notify_all();
-    if (host.onReport) {
-        host.onReport(report);
-    }
+    host.onReport(report);
 }
 
 void ModuleHost::OnBinaryData(void* user, std::int32_t kind, const char* key, const char* data,
@@ -201,18 +242,14 @@ void ModuleHost::OnBinaryData(void* user, std::int32_t kind, const char* key, co
         const std::lock_guard hold(host.m_lock);
         host.m_published.push_back(published);
     }
-    if (host.onPublished) {
-        host.onPublished(published);
-    }
+    host.onPublished(published);
 }
 
 std::uint32_t ModuleHost::OnTryRunProcedure(void* user, std::int32_t procedureId, const char* text,
                                             std::int32_t) {
     auto& host = *static_cast<ModuleHost*>(user);
-    return host.onProcedure
-               ? host.onProcedure(procedureId,
-                                  static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10)))
-               : kModuleFrameRefused;
+    return host.onProcedure(procedureId,
+                            static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10)));
 }
 
 void ModuleHost::OnLogLine(std::int32_t level, const char* line, void* user) {
@@ -220,27 +257,15 @@ void ModuleHost::OnLogLine(std::int32_t level, const char* line, void* user) {
     {
         const std::lock_guard hold(host.m_lock);
         host.m_log.push_back({level, line});
+        if (TellsOfATimeOut(line)) {
+            host.m_timeOuts.emplace_back(line);
+        }
     }
     host.m_changed.notify_all();
-    if (host.onLog) {
-        host.onLog(line);
-    }
+    host.onLog(line);
 }
 
 namespace {
-
-// Where "[module] [ModuId:id] [function@line] " ends.
-std::size_t PrefixEnd(const std::string& line) {
-    std::size_t end = 0;
-    for (int field = 0; field < 3; ++field) {
-        const std::size_t close = line.find("] ", end);
-        if (line.compare(end, 1, "[") != 0 || close == line.npos) {
-            return 0;
-        }
-        end = close + 2;
-    }
-    return end;
-}
 
 std::vector<std::string> NamesIn(const char* folder) {
     std::vector<std::string> names;
@@ -263,10 +288,9 @@ std::string MessageOf(const std::string& line) {
 
 std::vector<std::string> MessagesOf(const std::vector<std::string>& log,
                                     std::string_view function) {
-    const std::string field = " [" + std::string(function) + '@';
     std::vector<std::string> messages;
     for (const std::string& line : log) {
-        if (line.find(field) < PrefixEnd(line)) {
+        if (IsOf(line, function)) {
             messages.push_back(MessageOf(line));
         }
     }

@@ -19,6 +19,7 @@
 #include "module/exports.h"
 #include "module/framework/module_frame.h"
 #include "module/framework/status_codes.h"
+#include "standins/module_frame/module_frame_host.h"
 
 namespace tests {
 
@@ -42,8 +43,79 @@ struct LogLine {
 // The cameras of the machine, and no simulated one.
 struct RealCameras {};
 
+// A function of a test that the module's threads call.
+template <typename Signature>
+class Callback;
+
+template <typename Result, typename... Args>
+class Callback<Result(Args...)> {
+  public:
+    using Function = std::function<Result(Args...)>;
+
+    // `none` stands in while there is no other.
+    explicit Callback(Function none)
+        : m_none(std::make_shared<Function>(std::move(none))), m_function(m_none) {}
+
+    struct Detach {
+        void operator()(Callback* callback) const { callback->DetachAndWait(); }
+    };
+    using Attached = std::unique_ptr<Callback, Detach>;
+
+    // The function is called until the result ends. Then no call is inside and none comes any more,
+    // so the function may use all that was there ahead of the result.
+    [[nodiscard]] Attached Attach(Function function) {
+        *this = std::move(function);
+        return Attached(this);
+    }
+
+    // For a function that uses nothing that ends before the host; null for none.
+    Callback& operator=(Function function) {
+        const std::lock_guard hold(m_lock);
+        m_function = function ? std::make_shared<Function>(std::move(function)) : m_none;
+        return *this;
+    }
+
+    Result operator()(Args... args) {
+        const Call call(*this);
+        return (*call.function)(args...);
+    }
+
+  private:
+    struct Call {
+        explicit Call(Callback& whose) : callback(whose) {
+            const std::lock_guard hold(callback.m_lock);
+            function = callback.m_function;
+            ++callback.m_inside;
+        }
+        ~Call() {
+            const std::lock_guard hold(callback.m_lock);
+            function.reset();
+            --callback.m_inside;
+            callback.m_left.notify_all();
+        }
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+
+        Callback& callback;
+        std::shared_ptr<Function> function;
+    };
+
+    void DetachAndWait() {
+        std::unique_lock hold(m_lock);
+        m_function = m_none;
+        m_left.wait(hold, [this] { return m_inside == 0; });
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_left;
+    const std::shared_ptr<Function> m_none;
+    std::shared_ptr<Function> m_function;
+    int m_inside = 0;
+};
+
 // One at a time in a process, as the stand-ins have one observer and one log sink; further modules
-// stand beside it.
+// stand beside it. A test in which a module logged that a wait ended by its time limit fails,
+// unless it says that it expects that.
 class ModuleHost {
   public:
     // `cameras`: a description for KZSim_Configure. Real cameras stay out.
@@ -78,13 +150,14 @@ class ModuleHost {
     std::optional<cam::BufferNode> TakeImage();
 
     // On the reporting thread, with no lock of the host held.
-    std::function<void(const Report&)> onReport;
+    Callback<void(const Report&)> onReport{[](const Report&) {}};
     // 0 accepts; without one every procedure refuses. Runs on the module's processing thread.
-    std::function<std::uint32_t(std::int32_t procedure, std::uint32_t frameNumber)> onProcedure;
+    Callback<std::uint32_t(std::int32_t procedure, std::uint32_t frameNumber)> onProcedure{
+        [](std::int32_t, std::uint32_t) { return kModuleFrameRefused; }};
 
     // On the thread that publishes or logs, likewise.
-    std::function<void(const std::string& published)> onPublished;
-    std::function<void(const std::string& line)> onLog;
+    Callback<void(const std::string& published)> onPublished{[](const std::string&) {}};
+    Callback<void(const std::string& line)> onLog{[](const std::string&) {}};
 
     [[nodiscard]] std::vector<Report> Reports() const;
     // Reports other than those of arriving frames.
@@ -94,6 +167,11 @@ class ModuleHost {
 
     // The lines of one level, or of all.
     [[nodiscard]] std::vector<std::string> Log(std::optional<std::int32_t> level = {}) const;
+    // What one function of the module logged, oldest first, each behind the letter of its level:
+    // "E Enum return 1 devices".
+    [[nodiscard]] std::vector<std::string> Messages(std::string_view function) const;
+    // Lines with `part` in them may tell of a time limit.
+    void ExpectTimeOut(const std::string& part) { m_expectedTimeOuts.push_back(part); }
     [[nodiscard]] std::size_t LogCount(std::string_view part) const;
     bool WaitForLog(std::string_view part, std::chrono::milliseconds timeout = kHang);
     void ClearLog();
@@ -121,9 +199,11 @@ class ModuleHost {
 
     mutable std::mutex m_lock;
     std::condition_variable m_changed;
-    std::vector<Report> m_reports;  // under m_lock, like the next two
+    std::vector<Report> m_reports;  // under m_lock, like the next three
     std::vector<LogLine> m_log;
+    std::vector<std::string> m_timeOuts;
     std::vector<std::string> m_published;
+    std::vector<std::string> m_expectedTimeOuts;
 
     bool m_watches = false;  // is the stand-ins' observer and sink
     void* m_handle = nullptr;

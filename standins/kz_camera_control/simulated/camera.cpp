@@ -158,6 +158,11 @@ std::string SimulatedCamera::UserName() const {
     return m_features.Get<StringFeature>("DeviceUserID").value;
 }
 
+std::uint32_t SimulatedCamera::Claimed(std::uint32_t length) const {
+    const std::lock_guard lock(m_mutex);
+    return m_faults.Claimed(length);
+}
+
 Code SimulatedCamera::Enter(const Call& call) {
     std::chrono::milliseconds delay{0};
     Code answer = KZ_CC_OK;

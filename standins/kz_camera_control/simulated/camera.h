@@ -29,6 +29,7 @@ class SimulatedCamera final : public CallInterceptor,
     // The name may be changed by the user ("DeviceUserID").
     [[nodiscard]] std::string UserName() const;
 
+    [[nodiscard]] std::uint32_t Claimed(std::uint32_t length) const override;
     Code Enter(const Call& call) override;
     [[nodiscard]] bool StopsWaitForNotices() const override;
 

@@ -80,7 +80,10 @@ bool FaultSet::Add(std::string_view name, std::string_view value) {
                 known = true;
             }
         }
-        if (name == "packet") {
+        if (name == "claimed") {
+            m_claimed = *number;
+            known = true;
+        } else if (name == "packet") {
             m_packetSize = static_cast<std::int32_t>(*number);
             known = true;
         } else if (name == "short") {

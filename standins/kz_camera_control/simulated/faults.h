@@ -29,6 +29,9 @@ class FaultSet {
     // write is done.
     [[nodiscard]] Code AnswerWrite(std::string_view feature);
 
+    [[nodiscard]] std::uint32_t Claimed(std::uint32_t length) const {
+        return m_claimed.value_or(length);
+    }
     [[nodiscard]] std::optional<std::int32_t> PacketSize() const { return m_packetSize; }
     [[nodiscard]] std::uint32_t ShortBy() const { return m_shortBy; }
     [[nodiscard]] bool StopsWaitForNotices() const { return m_stopsWait; }
@@ -43,6 +46,7 @@ class FaultSet {
     std::map<std::string, Code, std::less<>> m_refusedWrites;
     std::map<std::string, std::uint32_t, std::less<>> m_writesOutOfRange;
     std::map<std::uint32_t, Code> m_interfaceAnswers;
+    std::optional<std::uint32_t> m_claimed;
     std::optional<std::int32_t> m_packetSize;
     std::uint32_t m_shortBy = 0;
     bool m_stopsWait = false;
