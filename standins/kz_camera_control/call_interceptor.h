@@ -19,7 +19,7 @@ class CallInterceptor {
   public:
     virtual ~CallInterceptor() = default;
 
-    // What a conversion or decoding that gave `length` bytes says that it gave.
+    // The length that a conversion or decoding of `length` bytes reports.
     [[nodiscard]] virtual std::uint32_t Claimed(std::uint32_t length) const = 0;
 
     // Runs inside the call, on its thread, with the handle's lock held if the function takes it;

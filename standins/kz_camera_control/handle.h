@@ -52,7 +52,7 @@ class CameraHandle {
 
     // For calls that a frame callback makes while another thread may be stopping: not serialised.
     Code Unserialised(const Call& call) const;
-    // What such a call that gave `length` bytes says that it gave.
+    // The length that such a call of `length` bytes reports.
     [[nodiscard]] std::uint32_t Claimed(std::uint32_t length) const {
         return m_interceptor ? m_interceptor->Claimed(length) : length;
     }

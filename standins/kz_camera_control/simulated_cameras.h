@@ -67,7 +67,7 @@ void KZSim_UseRealCameras(bool use);
 //   fail=FUNCTION:CODE  calls of FUNCTION return CODE and do nothing
 //   short=N         frames report N bytes less than they hold
 //   decode=CODE     decoding returns CODE               convert=CODE  conversion does
-//   claimed=N       both claim to have written N bytes
+//   claimed=N       both report N bytes written
 //   stopswait=1     stopping, closing and destroying wait for the exception or event callback in
 //                   progress, too, except on its own thread
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices
