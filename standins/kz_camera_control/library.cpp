@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -22,6 +23,12 @@ std::string CamerasFromEnvironment() {
         std::fprintf(stderr, "KZ_SIM_CAMERAS: %s cannot be read\n", text + 1);
     }
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A field may be full, without a terminator.
+template <std::size_t Size>
+std::string TextOf(const char (&field)[Size]) {
+    return {field, strnlen(field, Size)};
 }
 
 bool RealCamerasWanted() {
@@ -134,9 +141,9 @@ std::shared_ptr<CameraHandle> Discovery::MakeHandle(const CameraDeviceInfo& reco
     };
     CameraHandle::Identity identity;
     if (record.transportType == KZ_TRANSPORT_GIGE) {
-        identity = {record.gige.serialNumber, record.gige.currentIp};
+        identity = {TextOf(record.gige.serialNumber), record.gige.currentIp};
     } else {
-        identity.serial = record.usb3.serialNumber;
+        identity.serial = TextOf(record.usb3.serialNumber);
     }
     return std::make_shared<CameraHandle>(std::move(identity), std::move(opener),
                                           m_simulated.Find(record));
@@ -148,7 +155,7 @@ std::shared_ptr<CameraHandle> Discovery::MakeHandle(const GenTLDeviceInfo& recor
                                            std::unique_ptr<Device>& device) -> Code {
         return camera ? camera->Open(accessMode, std::move(sink), device) : KZ_CC_E_DEVICE_LOST;
     };
-    return std::make_shared<CameraHandle>(CameraHandle::Identity{record.serialNumber},
+    return std::make_shared<CameraHandle>(CameraHandle::Identity{TextOf(record.serialNumber)},
                                           std::move(opener), camera);
 }
 
