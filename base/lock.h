@@ -12,7 +12,7 @@ namespace cam {
 
 class CAPABILITY("mutex") Lock {
   public:
-    // `name` is a literal; it is printed when the lock is taken against the order.
+    // `name` is a literal, printed when the lock is taken against the order.
     Lock(LockRank rank, const char* name) : m_rank(rank), m_name(name) {}
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;

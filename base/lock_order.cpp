@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMostHeld = 32;
 
-// What the present thread holds, oldest first.
+// What the current thread holds, oldest first.
 struct Held {
     HeldLock locks[kMostHeld];
     std::size_t count = 0;
@@ -22,7 +22,7 @@ thread_local Held held;
 // Never destroyed: modules may end later than this library's objects.
 struct Domains {
     std::mutex lock;
-    std::map<const void*, std::size_t, std::less<>> sizes;  // by where each begins
+    std::map<const void*, std::size_t, std::less<>> sizes;  // by start address
 };
 Domains& AllDomains() {
     static Domains& domains = *new Domains;
@@ -52,7 +52,7 @@ const void* DomainOf(const void* lock) {
 void CheckWait(const HeldLock& wanted) {
     for (std::size_t i = 0; i < held.count; ++i) {
         if (held.locks[i].lock == wanted.lock) {
-            return;  // taken once more
+            return;  // re-entered
         }
     }
     for (std::size_t i = 0; i < held.count; ++i) {

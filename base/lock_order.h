@@ -1,4 +1,4 @@
-// The order in which the locks of one module are taken, and the check of it: in builds with
+// The order in which the locks of one module are taken, and its check: in builds with
 // CAMERA_MODULE_CHECK_LOCK_ORDER a thread that waits for a lock against the order ends the process
 // with the names of both locks.
 #pragma once
@@ -8,9 +8,9 @@
 
 namespace cam {
 
-// Whoever holds a lock waits only for locks of a later rank. The connection lock comes early
-// because an open replays saved parameters, and because the host may call back in from its notices;
-// only GetImage is then tried instead of waited for. Leaf locks are taken last and alone.
+// A thread that holds a lock waits only for locks of a later rank. The connection lock is taken
+// early because an open replays saved parameters and the host may call back from its notices;
+// GetImage is then only tried. Leaf locks are taken last and alone.
 enum class LockRank : std::uint8_t {
     GetImage,
     Connection,
@@ -51,8 +51,8 @@ inline void Released([[maybe_unused]] const void* lock) {
     }
 }
 
-// The object whose locks have one order among them. The locks of two modules have none: from inside
-// a notice of one module the host may call another.
+// The object whose locks are ordered among themselves. Locks of different modules have no order:
+// from inside a notice of one module the host may call another.
 class Domain {
   public:
     Domain(const void* begin, std::size_t size);

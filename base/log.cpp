@@ -7,7 +7,7 @@ namespace cam {
 
 namespace {
 
-// In UTF-8 three bytes a character of the longest file name.
+// Three UTF-8 bytes per character of the longest file name.
 using ModuleName = FixedText<780>;
 
 ModuleName NameOfThisLibrary() noexcept try {

@@ -7,22 +7,22 @@
 
 namespace cam {
 
-// Milestones such as an open's success are logged as errors too, so that they show at every level.
-// The texts, misspellings and line ends included, are what log filters at the hosts look for.
+// Milestones such as a successful open are logged as errors too, so that they show at every level.
+// Hosts' log filters match the texts, including misspellings and line ends.
 inline constexpr int kLogDebug = 1;
 inline constexpr int kLogInfo = 2;
 inline constexpr int kLogWarning = 3;
 inline constexpr int kLogError = 4;
 
-// Printed where no module id is known.
+// Printed when no module id is known.
 inline constexpr int kNoModuleId = -1;
 
 // The name that starts every line: the file name of the library that holds this code, without
-// folder and extension. Made on first use; "" when the system cannot tell.
+// folder and extension. Determined on first use; "" when the system cannot tell.
 [[nodiscard]] const char* LogModuleName() noexcept;
 
-// The rule behind it: what stands between the last separator and the last dot after it; a path
-// without separator is kept whole.
+// The rule for it: the part between the last separator and the last dot after it; a path without
+// separator is kept whole.
 [[nodiscard]] std::string_view ModuleNameOfPath(std::string_view path, char separator);
 
 }  // namespace cam

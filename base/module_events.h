@@ -1,4 +1,4 @@
-// The events that the threads of one module meet at.
+// The events that synchronise the threads of one module.
 #pragma once
 
 #include "module/framework/status_codes.h"
@@ -11,7 +11,7 @@ struct ModuleEvents {
     platform::Event ImageArrivedEvent;   // a frame was queued, or grabbing restarted
     platform::Event ReconnectStopEvent;  // the reconnect thread's pause; set after an open
     platform::Event GrabStartedEvent;    // reset whenever grabbing is stopped on purpose
-    platform::Event WakeEvent;           // the workers' pause; set by nobody
+    platform::Event WakeEvent;           // the workers' pause; never set
     platform::Event EventDeinit;         // set while no frame is in the module's hands
 
     [[nodiscard]] Status Create() {

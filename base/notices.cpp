@@ -19,8 +19,8 @@ constexpr std::size_t kNoticeSize = 128;
 constexpr unsigned kOnline = 1;
 constexpr unsigned kOffline = 0;
 
-// What is told as one text, its fields joined by '-'. Made for each frame, so without a formatter;
-// what does not fit is cut.
+// A notice text, its fields joined by '-'. Built for each frame, so without a formatter; excess is
+// cut.
 class Notice {
   public:
     template <typename... Fields>

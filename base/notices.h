@@ -1,4 +1,4 @@
-// What the module tells the host through the framework.
+// What the module reports to the host through the framework.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,11 @@
 
 namespace cam {
 
-// A failure is logged in the name of `function` and changes nothing. The host may call back into
-// the module from inside every notice, so none goes out under the parameter lock or one behind it.
+// A failure is logged under the name `function` and changes nothing. The host may call back into
+// the module from inside any notice, so none is sent under the parameter lock or a later one.
 class Notices {
   public:
-    // What the framework knows the module by; before the first notice.
+    // Sets the framework's handle and id of the module; called before the first notice.
     void Attach(void* handle, std::int32_t moduleId) {
         m_handle.Set(handle);
         m_nModuleId.Set(moduleId);
@@ -25,7 +25,7 @@ class Notices {
     void ReportFrameStarted(std::string_view serial) const;
     void ReportCameraOn(const char* function, std::string_view serial) const;
     void ReportCameraOff(const char* function, std::string_view serial) const;
-    // Of the camera's source: `text` is one of the kSource texts.
+    // `text` is one of the kSource texts.
     void ReportCameraSource(const char* function, const char* text) const;
     void PublishCameraOnline(const char* function) const;
     void PublishCameraOffline(const char* function) const;
@@ -35,7 +35,7 @@ class Notices {
     Relaxed<std::int32_t> m_nModuleId{0};
 };
 
-// A lost camera: it is gone, or back. A change to GenTL producers, or away from them.
+// A camera was lost, or is back; GenTL was switched on, or off.
 inline constexpr char kSourceCameraLost[] = "0";
 inline constexpr char kSourceCameraBack[] = "1";
 inline constexpr char kSourceGenTL[] = "1";

@@ -1,4 +1,4 @@
-// Does something when a scope is left, however it is left.
+// Runs a function when a scope is left, however it is left.
 #pragma once
 
 #include <utility>

@@ -1,4 +1,4 @@
-// A plain value that one thread sets while others read it and nothing else hangs on: a relaxed
+// A plain value that one thread sets while others read it and that orders nothing else: a relaxed
 // atomic.
 #pragma once
 

@@ -9,7 +9,7 @@
 
 namespace cam {
 
-// A path as the host hands it over.
+// A path as the host passes it.
 inline constexpr std::size_t kPathTextSize = 260;
 inline constexpr std::size_t kAddressTextSize = 64;
 
@@ -17,13 +17,13 @@ inline constexpr std::size_t kAddressTextSize = 64;
 inline constexpr std::int32_t kConnectBySelection = 0;
 inline constexpr std::int32_t kConnectByAddress = 1;
 
-// A wait for a triggered frame above this many seconds is a mistake and becomes the default.
+// A longer wait for a triggered frame, in seconds, is a mistake and becomes the default.
 inline constexpr std::int32_t kMaxSoftTriggerWait = 1000;
 inline constexpr std::int32_t kDefaultSoftTriggerWait = 2;
 
 struct Settings {
     // Acquisition
-    Relaxed<std::int32_t> imageCacheNum{50};  // most frames that wait for the host
+    Relaxed<std::int32_t> imageCacheNum{50};  // capacity of the frame queue
     Relaxed<std::int32_t> softTriggerWaitTime{kDefaultSoftTriggerWait};  // seconds
     Relaxed<bool> triggerProcessRunStatus{true};
     Relaxed<bool> triggerStringEnable{false};       // stored only
@@ -31,7 +31,7 @@ struct Settings {
 
     // Connection
     Relaxed<std::int32_t> connectionMode{kConnectBySelection};
-    Relaxed<bool> autoConnect{false};  // by address: reconnect after a loss
+    Relaxed<bool> autoConnect{false};  // by address: reconnect after loss
     Relaxed<bool> connectedByIp{false};
     SharedText<kAddressTextSize> cameraIp;
     SharedText<kAddressTextSize> localIp;      // of the network card that reaches the camera

@@ -1,5 +1,4 @@
-// Texts in buffers of their own, and what is read from a text. Numbers are read the same whatever
-// locale the host has set.
+// Texts in fixed buffers, and parsing of texts. Parsing does not depend on the host's locale.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +12,7 @@
 
 namespace cam {
 
-// A NUL-ended text in a buffer of its own; what does not fit is cut.
+// A NUL-terminated text in its own buffer; excess is cut.
 template <std::size_t Size>
 class FixedText {
   public:
@@ -37,7 +36,7 @@ class FixedText {
     char m_text[Size] = {};
 };
 
-// A text that one thread sets while others read it; its lock is held for a copy only.
+// A text that one thread sets while others read it; its lock is held only for a copy.
 template <std::size_t Size>
 class SharedText {
   public:
@@ -64,11 +63,11 @@ template <std::size_t Size>
 inline constexpr std::string_view kBlanks = " \t\r\n\v\f";
 [[nodiscard]] std::string_view WithoutLeadingBlanks(std::string_view text);
 
-// Leading blanks and a sign, then digits; what follows them does not matter. A number beyond
-// signed 32 bits becomes the nearest one.
+// Leading blanks and a sign, then digits; the rest is ignored. A number beyond signed 32 bits is
+// clamped.
 [[nodiscard]] std::optional<std::int32_t> ParseInt(std::string_view text);
-// As ParseInt, for the 32 bits of a camera's feature: 0 to 4294967295, or a negative number, which
-// stands for the same bits and is how such a feature reads. Nothing for a number beyond either.
+// As ParseInt, for the 32 bits of a camera feature: 0 to 4294967295, or the negative number with
+// the same bits, which is how such a feature reads. Nothing for a number outside both ranges.
 [[nodiscard]] std::optional<std::uint32_t> ParseFeatureBits(std::string_view text);
 [[nodiscard]] std::optional<float> ParseFloat(std::string_view text);
 // False exactly when the first five characters are "False".

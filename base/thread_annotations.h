@@ -1,6 +1,5 @@
 // Clang's thread-safety attributes under short names; other compilers see nothing.
-// `scripts/check.sh` compiles the module with -Wthread-safety, so a member that says which lock
-// guards it is held to that word.
+// `scripts/check.sh` compiles the module with -Wthread-safety, so GUARDED_BY is enforced.
 #pragma once
 
 #if defined(__clang__)
@@ -18,5 +17,5 @@
 #define ACQUIRE(...) BASE_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) BASE_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 #define TRY_ACQUIRE(...) BASE_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
-// For the few functions that take or release a lock under a condition.
+// For the few functions that take or release a lock conditionally.
 #define NO_THREAD_SAFETY_ANALYSIS BASE_THREAD_ANNOTATION(no_thread_safety_analysis)

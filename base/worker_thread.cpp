@@ -7,7 +7,7 @@ namespace cam {
 
 namespace {
 
-// How often a stop looks whether it may still wait.
+// How often a stop checks whether it may still wait.
 constexpr std::chrono::milliseconds kStopLook{2};
 
 }  // namespace

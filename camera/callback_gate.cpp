@@ -11,8 +11,8 @@ namespace cam {
 
 namespace {
 
-// Held for a walk along a short list. Unlike std::mutex it needs neither constructor nor destructor
-// on any system, so a callback during the process's end finds it in order.
+// Held while a short list is walked. Unlike std::mutex it needs neither constructor nor destructor
+// on any system, so a callback during process exit can still use it.
 class StaticLock {
   public:
     void lock() {
@@ -27,7 +27,7 @@ class StaticLock {
 
   private:
     static constexpr std::uint32_t kTaken = 1;
-    // The wake-up ends the wait; this bounds one look.
+    // The wake-up ends the wait; this bounds a single wait.
     static constexpr std::chrono::milliseconds kLook{100};
 
     std::atomic<std::uint32_t> m_taken{0};
@@ -36,7 +36,7 @@ class StaticLock {
 constinit StaticLock gatesLock;
 constinit CallbackGate* firstOpen = nullptr;  // under gatesLock
 
-// Takes `item` out of the list that begins at `link`; nothing happens when it is not in it.
+// Removes `item` from the list that begins at `link`, if it is there.
 template <typename Item>
 void Unlink(Item** link, Item* item, Item* Item::*next) {
     while (*link != nullptr && *link != item) {
@@ -92,7 +92,7 @@ CallbackGate::Entry::~Entry() {
     }
     const std::lock_guard hold(gatesLock);
     Unlink(&m_gate->m_inside, this, &Entry::m_next);
-    // Under the lock: the gate may be gone behind it.
+    // Under the lock: the gate may be destroyed once it is released.
     m_gate->m_left.notify_all();
 }
 

@@ -1,7 +1,7 @@
-// Keeps callbacks out of a module that is gone. The SDK waits for a frame callback when a handle is
+// Keeps callbacks out of a destroyed module. The SDK waits for a frame callback when a handle is
 // closed, but perhaps not for an exception or event callback, and the framework not for a notify
-// event: one of those may be about to enter just when the host destroys the module. They enter
-// through this gate, which tells by its address whether a module still lets them in.
+// event: one of those may be about to enter just as the host destroys the module. They enter
+// through this gate, which knows by the module's address whether it still accepts callbacks.
 #pragma once
 
 #include <condition_variable>
@@ -16,14 +16,14 @@ class CallbackGate {
     CallbackGate(const CallbackGate&) = delete;
     CallbackGate& operator=(const CallbackGate&) = delete;
 
-    // From now on callbacks with `module` as their user pointer may enter; harmless when repeated.
+    // From now on callbacks with `module` as their user pointer may enter. May be repeated.
     void Open(const void* module);
 
-    // Lets no more in and waits until those inside have left; harmless on a closed gate. Called
-    // from within one of them it does not wait for that one.
+    // Admits no more callbacks and waits until those inside have left; harmless on a closed gate.
+    // Called from inside a callback, it does not wait for that one.
     void CloseAndWait();
 
-    // One callback's stay: the module lives as long as an entry that was let in.
+    // One callback's stay: the module outlives every admitted entry.
     class Entry {
       public:
         explicit Entry(const void* module);
@@ -44,8 +44,8 @@ class CallbackGate {
   private:
     [[nodiscard]] bool OtherInside() const;
 
-    // All under the one lock of all gates, which are linked without allocation: the library may be
-    // unloaded, or the process end, with a callback on its way.
+    // All guarded by the one lock of all gates. The gates are linked without allocation, because
+    // the library may be unloaded, or the process exit, with a callback on its way.
     const void* m_module = nullptr;  // null: closed
     CallbackGate* m_nextOpen = nullptr;
     Entry* m_inside = nullptr;

@@ -106,7 +106,7 @@ Status CameraConnection::GetCameraList(char* buffer, std::int32_t capacity, std:
     const CameraList list =
         MakeCameraList(m_devices, useGenTL, connected ? &connectedSerial : nullptr);
     if (!list.connectedListed && connected && !m_settings.connectedByIp.Get() && !useGenTL) {
-        // The open camera is not on the machine any more, and nobody told us.
+        // The open camera is no longer on the machine, and its loss was not reported.
         static_cast<void>(m_camera.DropLost(openId));
         m_seekLost();
     }
@@ -129,8 +129,7 @@ Status CameraConnection::Close(Chosen chosen) {
         return status;
     }
     if (chosen == Chosen::Yes) {
-        // Ahead of the notice, inside which a loss of this camera may look whether it was
-        // overtaken.
+        // Before the notice, inside which a loss of this camera may check whether it was overtaken.
         m_choices.Set(m_choices.Get() + 1);
     }
     m_events.GrabStartedEvent.Reset();
@@ -234,7 +233,7 @@ Status CameraConnection::SetDeviceValue(std::string_view value) try {
 }
 
 Status CameraConnection::OpenSelected(std::string_view serial) {
-    // The record is copied: a notice may make the host enumerate anew on this thread.
+    // The record is copied: inside a notice the host may enumerate again on this thread.
     std::optional<GenTLDeviceInfo> genTL;
     std::optional<CameraDeviceInfo> plain;
     if (m_bGenTL.Get()) {
@@ -390,7 +389,7 @@ void CameraConnection::ReplaySavedParams() {
 }
 
 bool CameraConnection::Reopen(const CameraText& serial) {
-    // Held for the whole attempt, so that it does not open anew what the host opens meanwhile.
+    // Held for the whole attempt, so that it does not reopen what the host opens meanwhile.
     const Hold hold(*this);
     if (!hold) {
         return false;
@@ -408,8 +407,8 @@ bool CameraConnection::Reopen(const CameraText& serial) {
     }
     const CameraDeviceInfo saved = SavedDevice();
     if (saved.transportType != 0 && ConnectDevice(saved) == kOk) {
-        // What an earlier attempt enumerated lacks the camera. Whoever reads the list would take it
-        // for lost, and a save would not find its record.
+        // The last enumeration lacks the camera. A reader of the list would take it for lost, and a
+        // save would not find its record.
         if (!m_devices.FindPlain(m_camera.Key().view())) {
             static_cast<void>(EnumDevices());
         }

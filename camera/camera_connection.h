@@ -1,4 +1,4 @@
-// Which camera the module has open: finding, choosing, opening and closing one.
+// The camera that the module has open: finding, choosing, opening and closing it.
 #pragma once
 
 #include <cstdint>
@@ -23,57 +23,59 @@
 
 namespace cam {
 
-// At most one camera is open. Its opening, set-up and closing, and every enumeration, hold the
-// connection lock from end to end, and notices to the host go out under it. On a thread of the SDK
-// an operation answers kInvalid once a stop is announced; on that of a frame or an event those that
-// close or open are refused. Nothing is thrown but by EnumDevices and GetCameraList, when memory is
-// short.
+// At most one camera is open. Opening, set-up, closing and every enumeration hold the connection
+// lock throughout, and notices to the host are sent under it. On a thread of the SDK an operation
+// returns kInvalid once a stop is announced; on a frame or event thread opening and closing are
+// refused. Only EnumDevices and GetCameraList throw, when out of memory.
 class CameraConnection {
   public:
-    // `replay` writes the saved parameters of the camera that was just opened; `seekLost` begins
-    // the search for a camera that nobody reported lost. Both are called under the connection lock.
+    // `replay` writes the saved parameters of the camera that was just opened; `seekLost` starts
+    // the search for a camera whose loss was not reported. Both are called under the connection
+    // lock.
     CameraConnection(CMyCamera& camera, StopGate& stopGate, SetUpGate& setUpGate,
                      const Notices& notices, Settings& settings, ModuleEvents& events,
                      const SdkCallbacks& callbacks, std::function<void()> replay,
                      std::function<void()> seekLost);
 
-    // Looks for cameras. The result is the SDK's.
+    // Enumerates cameras. Returns the SDK's status.
     [[nodiscard]] Status EnumDevices();
     // The choice list of "CameraName"; `length` receives its full length, `buffer` as much of it as
-    // `capacity` holds. An open camera that the list lacks is dropped and sought.
+    // `capacity` holds. An open camera missing from the list is dropped and searched for.
     [[nodiscard]] Status GetCameraList(char* buffer, std::int32_t capacity, std::uint32_t* length);
 
-    // What is written to "CameraName": a serial number, a list value, or "0" for no camera.
+    // Writes "CameraName": a serial number, a list value, or "0" for no camera.
     [[nodiscard]] Status SetDeviceValue(std::string_view value);
-    // Retries the choice whose open failed, unless a camera is open by now.
+    // Retries the last selection that failed to open, unless a camera is open.
     [[nodiscard]] Status RetryPendingSelection();
     [[nodiscard]] bool HasPendingSelection() const { return !m_pendingSelection.Get().empty(); }
     // "ConnectIP": opens the camera at the address of the settings, or closes it.
     [[nodiscard]] Status ConnectIP(bool open);
-    // "SerialNumber": another one closes the open camera.
+    // "SerialNumber": a different number closes the open camera.
     [[nodiscard]] Status SetSerial(std::string_view serial);
     // "UseGenTL": a change closes the open camera.
     [[nodiscard]] Status UseGenTL(bool use);
     // Reports the camera off-line if one was open.
     void CloseCurCamera();
 
-    // One attempt of the reconnect thread, which reports its success. True when a camera is open.
+    // One attempt of the reconnect thread; success is reported to the host. True when a camera is
+    // open.
     [[nodiscard]] bool Reopen(const CameraText& serial);
 
-    // Of the camera that is open, or was open last.
+    // Of the open camera, or the one that was open last.
     [[nodiscard]] const CameraIdentity& Identity() const { return m_identity; }
     [[nodiscard]] CameraText Serial() const { return m_identity.serial.Get(); }
-    // As far as a GigE Vision record holds the serial number, by which a lost camera is sought.
+    // The serial number, cut to what a GigE Vision record holds, by which a lost camera is searched
+    // for.
     [[nodiscard]] CameraText SoughtSerial() const;
     // Writes the I/O lines of the camera's kind.
     void SetLines() { m_setUp.SetLines(); }
 
-    // The record of that serial number in the last enumeration. kInvalid: the thread gave way.
+    // Finds the record with that serial number in the last enumeration. kInvalid: the thread gave
+    // way.
     [[nodiscard]] Status FindDevice(std::string_view serial,
                                     std::optional<CameraDeviceInfo>& found) const;
 
-    // Counts the cameras opened and closed on purpose, so that a loss notices that it was
-    // overtaken.
+    // Counts cameras opened and closed on purpose, so that a loss can tell that it was overtaken.
     [[nodiscard]] std::uint32_t Choices() const { return m_choices.Get(); }
     [[nodiscard]] bool ClosedByUser() const { return m_closedByUser.Get(); }
 
@@ -137,13 +139,13 @@ class CameraConnection {
     bool m_enumerating GUARDED_BY(m_connectionLock) = false;
     bool m_replaying GUARDED_BY(m_connectionLock) = false;
 
-    // The choice whose open failed; GetImage tries it again.
+    // The selection that failed to open; GetImage retries it.
     SharedText<kFrameworkValueSize> m_pendingSelection;
     Relaxed<bool> m_closedByUser{false};
     Relaxed<std::uint32_t> m_choices{0};
 
     Relaxed<bool> m_bGenTL{false};            // enumerate through GenTL producers
-    SharedText<kPathTextSize> m_szGenTLPath;  // where they are; UTF-8
+    SharedText<kPathTextSize> m_szGenTLPath;  // their path; UTF-8
 
     mutable Lock m_savedDeviceLock{LockRank::Leaf, "saved device"};
     CameraDeviceInfo m_savedDevice GUARDED_BY(m_savedDeviceLock){};

@@ -1,4 +1,4 @@
-// Which camera the module is about: the open one, or the one that was open last.
+// Identity of the open camera, or of the one that was open last.
 #pragma once
 
 #include "base/relaxed.h"
@@ -8,7 +8,7 @@
 
 namespace cam {
 
-// Written by whoever opens a camera, read by every thread; survives closing.
+// Written by the thread that opens a camera, read by every thread; survives closing.
 struct CameraIdentity {
     SharedText<kCameraTextSize> serial;
     SharedText<kCameraTextSize> model;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kEntryEnd = '\r';
 
-// User-defined names come in UTF-8 from some cameras and in the system's code page from others.
+// Some cameras send user-defined names in UTF-8, others in the system's code page.
 std::string UserNameAsUtf8(std::string_view name) {
     const bool beyondAscii = std::any_of(
         name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });

@@ -1,4 +1,4 @@
-// The text of the camera choice list: how the host's user sees and picks a camera.
+// The text of the camera choice list, from which the host's user picks a camera.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 namespace cam {
 
 struct CameraList {
-    // "selection$serial$$$$Close\rName (SERIAL)\r...", its last character a NUL.
+    // "selection$serial$$$$Close\rName (SERIAL)\r...", ending with a NUL.
     std::string text;
     bool connectedListed = false;
 };
@@ -18,11 +18,12 @@ struct CameraList {
 [[nodiscard]] CameraList MakeCameraList(const DeviceTables& tables, bool useGenTL,
                                         const std::string_view* connectedSerial);
 
-// The serial number that a choice names: the second '$' field where the value has one, else all.
+// The serial number that a selection names: the second '$' field if there is one, else the whole
+// value.
 [[nodiscard]] std::string_view SelectionOf(std::string_view value);
 
-// A text as one list entry can hold it: '\r' separates entries, so one becomes a blank. The
-// character after a replaced one is passed over, so of two in a row the second stays.
+// A text made safe for one list entry: '\r' separates entries, so it becomes a blank. The character
+// after a replaced one is skipped, so of two in a row the second stays.
 [[nodiscard]] std::string WithoutEntryEnds(std::string_view text);
 
 }  // namespace cam

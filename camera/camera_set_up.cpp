@@ -81,7 +81,7 @@ void CameraSetUp::LoadUserSet(const char* function) {
     }
 }
 
-// Writing the heartbeat's own value back makes the camera take it up for this connection.
+// Writing the heartbeat's present value back makes the camera apply it to this connection.
 void CameraSetUp::KeepHeartbeat(const char* function) {
     static constexpr char kHeartbeat[] = "GevHeartbeatTimeout";
     KZIntValue timeout{};
@@ -135,7 +135,7 @@ void CameraSetUp::RegisterEventCallBack() {
     }
 }
 
-// A camera that was lost in real-time mode comes back in it.
+// A camera lost in real-time mode returns to it.
 void CameraSetUp::ReenterRealTimeMode() {
     if (m_camera.InRealTimeMode()) {
         m_camera.EnterRealTimeMode();

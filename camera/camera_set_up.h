@@ -1,4 +1,4 @@
-// Brings a camera that was just opened into the module's acquisition configuration.
+// Configures a newly opened camera for acquisition.
 #pragma once
 
 #include "base/module_events.h"
@@ -10,7 +10,7 @@
 
 namespace cam {
 
-// The module's entries for the SDK; `user` is handed to each of them.
+// The module's entries for the SDK; `user` is passed to each of them.
 struct SdkCallbacks {
     KZImageCallback image;
     KZExceptionCallback exception;
@@ -18,9 +18,9 @@ struct SdkCallbacks {
     void* user;
 };
 
-// The steps that follow an open, in the order that cameras and hosts rely on. Called by the holder
-// of the connection lock inside a set-up. `function` is whose steps these are, for log lines. Every
-// failure is logged and passed over.
+// The steps that follow an open, in the order that cameras and hosts rely on. Called under the
+// connection lock during a set-up. `function` is the caller's name for log lines. Failures are
+// logged and ignored.
 class CameraSetUp {
   public:
     CameraSetUp(CMyCamera& camera, CameraIdentity& identity, const Notices& notices,
@@ -32,9 +32,9 @@ class CameraSetUp {
           m_events(events),
           m_callbacks(callbacks) {}
 
-    // Of a camera that was opened by its record.
+    // For a camera opened by its record.
     void Configure(const char* function);
-    // Of one that was opened by its address: the model is read from the camera, as `identity` has
+    // For a camera opened by address: the model is read from the camera, because `identity` has
     // none.
     void ConfigureByAddress(const char* function, DeviceIdentity identity);
 

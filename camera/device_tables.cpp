@@ -25,7 +25,7 @@ bool KnownTransport(const CameraDeviceInfo& record) {
 }
 
 bool HasSerial(const CameraDeviceInfo& record, std::string_view serial) {
-    // The other transport's field is often empty: no serial number names no camera.
+    // The other transport's field is often empty, and an empty serial number matches no camera.
     return !serial.empty() && (FieldText(record.gige.serialNumber) == serial ||
                                FieldText(record.usb3.serialNumber) == serial);
 }

@@ -11,7 +11,7 @@
 
 namespace cam {
 
-// The records of one enumeration; at most KZ_MAX_DEVICES, more are left out.
+// The records of one enumeration; those beyond KZ_MAX_DEVICES are dropped.
 template <typename Record>
 class DeviceTable {
   public:
@@ -43,18 +43,18 @@ struct DeviceTables {
         return useGenTL ? genTL.Empty() : plain.Empty();
     }
 
-    // Fill one table anew by the SDK's discovery, of which only one may run on the machine. The
-    // result is the SDK's; each step is logged with `moduleId`.
+    // Refill one table by the SDK's discovery, which must not run twice at once on the machine.
+    // Returns the SDK's status; each step is logged with `moduleId`.
     [[nodiscard]] Status EnumeratePlain(std::int32_t moduleId);
-    // `path` is where the GenTL producers are, in UTF-8.
+    // `path` is that of the GenTL producers, in UTF-8.
     [[nodiscard]] Status EnumerateGenTL(std::int32_t moduleId, const std::string& path);
 
-    // The first record of that serial number.
+    // The first record with that serial number.
     [[nodiscard]] std::optional<CameraDeviceInfo> FindPlain(std::string_view serial) const;
     [[nodiscard]] std::optional<GenTLDeviceInfo> FindGenTL(std::string_view serial) const;
 };
 
-// Who a device record describes; the texts point into the record.
+// The camera that a device record describes; the texts point into the record.
 struct DeviceIdentity {
     std::string_view serial;
     std::string_view manufacturer;
@@ -63,12 +63,12 @@ struct DeviceIdentity {
 };
 
 [[nodiscard]] DeviceIdentity IdentityOf(const GenTLDeviceInfo& record);
-// Read by the record's transport type; any type but USB3 Vision is read as GigE Vision.
+// Depends on the record's transport type; any type but USB3 Vision is read as GigE Vision.
 [[nodiscard]] DeviceIdentity IdentityOf(const CameraDeviceInfo& record);
 
 [[nodiscard]] bool KnownTransport(const CameraDeviceInfo& record);
 
-// A saved or chosen serial number may stand in either transport's field.
+// A saved or chosen serial number may be in either transport's field.
 [[nodiscard]] bool HasSerial(const CameraDeviceInfo& record, std::string_view serial);
 
 }  // namespace cam

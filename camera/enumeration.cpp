@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kFunction[] = "CCameraModule::EnumDevices";
 
-// An SDK's list, whose count is not trusted beyond its room.
+// An SDK list, whose count is not trusted beyond its capacity.
 template <typename List>
 std::uint32_t CountOf(const List& list) {
     return std::min(list.count, KZ_MAX_DEVICES);

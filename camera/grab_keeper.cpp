@@ -25,8 +25,8 @@ void GrabKeeper::KeepGrabbing() {
     }
 }
 
-// A camera lost before its open had registered the exception callback: nobody else reports the
-// loss. If the callback is on its way after all, waiting one round lets it report first.
+// A camera lost before its open registered the exception callback: nothing else reports the loss.
+// If the callback is on its way after all, waiting one round lets it report first.
 void GrabKeeper::SeekIfLost(std::uint32_t openId) {
     if (m_lostOpen == openId && !m_reconnection.LossSeen(openId)) {
         CAM_LOG(kLogError, m_notices.ModuleId(), "CCameraModule::KeepGrabbing",

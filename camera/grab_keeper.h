@@ -9,9 +9,9 @@
 
 namespace cam {
 
-// Its thread restarts a camera within 200 ms of any stop that leaves it open, and looks after what
-// was left over from a loss. Nothing is started while a camera is being set up or a feature is
-// written for which the stream must rest (CMyCamera::Configuration).
+// Its thread restarts a camera within 200 ms of any stop that leaves it open, and finishes the
+// handling of a loss. Nothing is started while a camera is being set up or a feature is written
+// that needs the stream stopped (CMyCamera::Configuration).
 class GrabKeeper {
   public:
     GrabKeeper(CMyCamera& camera, Reconnection& reconnection, const Notices& notices,
@@ -35,7 +35,7 @@ class GrabKeeper {
     Reconnection& m_reconnection;
     const Notices& m_notices;
     ModuleEvents& m_events;
-    std::uint32_t m_lostOpen = 0;  // the opening that was found lost in the round before
+    std::uint32_t m_lostOpen = 0;  // the opening found lost in the previous round
 
     WorkerThread m_thGrabbing;
 };

@@ -148,7 +148,7 @@ Status CMyCamera::StartGrabbing() {
 }
 
 CMyCamera::Configuration::Configuration(CMyCamera& camera) : m_camera(camera) {
-    // Under the lock, behind a restart in progress; a thread of the SDK that gives way to a stop
+    // Under the lock, so after a restart in progress; a thread of the SDK that gives way to a stop
     // need not wait for it.
     const StopGate::Guard hold(m_camera.m_stopGate, m_camera.m_lock);
     ++m_camera.m_configurations;
@@ -316,7 +316,8 @@ Status CMyCamera::ReverseElecLevel(std::int32_t lineSet, std::int32_t invert) {
 }
 
 void CMyCamera::SetTriggerMode(bool on) {
-    // Cameras offer the feature as a boolean or as an enumeration; the one that does not fit fails.
+    // Cameras offer the feature as a boolean or as an enumeration; the write of the other type
+    // fails.
     static_cast<void>(SetBoolValue("TriggerMode", on));
     static_cast<void>(SetEnumValue("TriggerMode", on ? 1 : 0));
 }

@@ -21,9 +21,9 @@ inline constexpr std::size_t kCameraTextSize = 64;
 using CameraText = FixedText<kCameraTextSize>;
 
 // Every operation holds the camera lock, so that the handle is never used while another thread
-// opens, closes or replaces it; under it only the SDK is called. Results are 0, the SDK's code
-// unchanged, or kInvalid: no camera open, a null pointer, or a thread of the SDK that gave way to a
-// stop or, for a frame or an event, must not stop the camera.
+// opens, closes or replaces it; only the SDK is called under it. Operations return 0, the SDK's
+// code unchanged, or kInvalid: no camera open, a null pointer, a thread of the SDK that gave way to
+// a stop, or a frame or event thread, which must not stop the camera.
 class CMyCamera {
   public:
     explicit CMyCamera(StopGate& stopGate) : m_stopGate(stopGate) {}
@@ -31,19 +31,19 @@ class CMyCamera {
     CMyCamera(const CMyCamera&) = delete;
     CMyCamera& operator=(const CMyCamera&) = delete;
 
-    // Close whatever is open, then open this camera; a failure leaves none open. GigE cameras get
-    // the SDK's optimal packet size.
+    // Close the open camera, then open this one; a failure leaves none open. GigE cameras get the
+    // SDK's optimal packet size.
     [[nodiscard]] Status Open(const CameraDeviceInfo* record);
     [[nodiscard]] Status Open(const GenTLDeviceInfo* record);
     // kOk without an open camera, too.
     [[nodiscard]] Status Close();
 
-    // Destroys the handle of a camera that is gone, without closing the device. `openId` is the
-    // OpenId() when the loss was seen: a camera opened since then is left alone. False: gave way,
-    // and the handle is still there.
+    // Destroys the handle of a lost camera without closing the device. `openId` is the OpenId()
+    // when the loss was detected: a camera opened since then is not touched. False: gave way, and
+    // the handle still exists.
     [[nodiscard]] bool DropLost(std::uint32_t openId);
 
-    // 0 when no camera is open: there is nothing to do.
+    // 0 when no camera is open.
     [[nodiscard]] Status StartGrabbing();
     [[nodiscard]] Status StopGrabbing();
 
@@ -73,38 +73,38 @@ class CMyCamera {
 
     [[nodiscard]] Status SetTransmissionType(std::uint32_t type);
 
-    // Sets the I/O lines of a line set (2: lines 0 to 2; 3: lines 1 to 4; others: lines 1 and 2)
-    // to strobe output, inverted when `invert` is 1. Ends at the first failure, which is logged.
+    // Sets the I/O lines of a line set (2: lines 0 to 2; 3: lines 1 to 4; others: lines 1 and 2) to
+    // strobe output, inverted when `invert` is 1. Stops at the first failure, which is logged.
     Status ReverseElecLevel(std::int32_t lineSet, std::int32_t invert);
 
-    // Multicast streaming without trigger for a live view; frames then bypass the module. The
-    // restart is left to the grab keeper.
+    // Multicast streaming without trigger for a live view; frames then bypass the module. The grab
+    // keeper restarts the camera.
     void EnterRealTimeMode();
     void ExitRealTimeMode();
 
     // For the frame callback, without the camera lock: the SDK keeps the handle until the callback
-    // has returned.
+    // returns.
     [[nodiscard]] Status DecodeFrame(HbDecodeParam* param);
     // For the frame callback: gives up with kInvalid while a stop or close is under way.
     [[nodiscard]] Status ConvertPixelType(PixelConvertParam* param);
 
-    // Not before the SDK has opened the device.
+    // True only once the SDK has opened the device.
     [[nodiscard]] bool IsOpen() const { return m_handle.load() != nullptr; }
     [[nodiscard]] bool IsGrabbing() const { return m_grabbing.Get(); }
     [[nodiscard]] bool InRealTimeMode() const { return m_realTime.Get(); }
-    // Tells one opening of a camera from every other; 0 before the first and once it was closed. A
-    // lost camera keeps its own until another is opened.
+    // Identifies one opening of a camera; 0 before the first and after a close. A lost camera keeps
+    // its id until another is opened.
     [[nodiscard]] std::uint32_t OpenId() const { return m_openId.load(); }
 
-    // Identifies the camera in reports and log lines; empty after Close, and for one that was
-    // opened by its address.
+    // Identifies the camera in reports and log lines; empty after Close and for a camera opened by
+    // address.
     [[nodiscard]] CameraText Key() const { return m_key.Get(); }
     void SetKey(std::string_view key) { m_key.Set(key); }
 
     void SetModuleId(std::int32_t moduleId) { m_moduleId.Set(moduleId); }
 
-    // While one lives the grab keeper leaves the camera stopped: some features can only be written
-    // then, and the camera is not to stream before it is set up.
+    // While one exists the grab keeper leaves the camera stopped: some features are writable only
+    // then, and the camera must not stream before it is set up.
     class Configuration {
       public:
         explicit Configuration(CMyCamera& camera);
@@ -116,16 +116,16 @@ class CMyCamera {
         CMyCamera& m_camera;
     };
 
-    // The grab keeper's StartGrabbing, also tried when no camera is open; nothing is done while one
-    // is being set up. Sets both events after a try, under the camera lock: a request to a camera
-    // that is opened next must not take them for its own frame's. For one that grabs already
-    // only `grabStarted` is set: its reset may belong to a stop that failed or had nothing to do.
+    // The grab keeper's StartGrabbing, also tried when no camera is open; does nothing while one is
+    // being set up. Sets both events after an attempt, under the camera lock: a request to a camera
+    // opened next must not take them for its own frame's. If the camera already grabs, only
+    // `grabStarted` is set: its reset may come from a stop that failed or had nothing to do.
     [[nodiscard]] Status ResumeGrabbing(platform::Event& imageArrived,
                                         platform::Event& grabStarted);
 
   private:
-    // The camera lock for a call that stops the camera, announced for as long as it is held. A
-    // thread of the SDK takes the lock first, so as not to give way to itself.
+    // The camera lock for a call that stops the camera, announced while it is held. A thread of the
+    // SDK takes the lock first, so as not to give way to itself.
     class SCOPED_CAPABILITY StopGuard {
       public:
         explicit StopGuard(CMyCamera& camera) ACQUIRE(camera.m_lock) NO_THREAD_SAFETY_ANALYSIS;

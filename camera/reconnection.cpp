@@ -123,8 +123,8 @@ bool Reconnection::Take(const Loss& loss) {
     return true;
 }
 
-// A search that is left from an earlier loss may be about to report its success, which must come
-// ahead of what follows.
+// A search left from an earlier loss may be about to report success, which must come before what
+// follows.
 bool Reconnection::EndSearch() {
     if (m_stopGate.HoldsConnection()) {
         m_thReconnect.RequestStop();
@@ -147,9 +147,9 @@ void Reconnection::Seek(std::uint32_t choices) {
 void Reconnection::StopLastReconnect() {
     m_startOwed.Set(false);
     if (m_stopGate.OthersMayWait()) {
-        // The host called back in from inside an open, or on a thread that a stop waits for. The
-        // search may be waiting for the connection, so it is only asked to end; it finds the camera
-        // open and does.
+        // The host called from inside an open, or on a thread that a stop waits for. The search may
+        // be waiting for the connection, so it is only asked to end; it does once it finds the
+        // camera open.
         m_thReconnect.RequestStop();
         return;
     }
@@ -163,11 +163,11 @@ void Reconnection::ReConnectDevice() {
         m_events.ReconnectStopEvent.Reset();
         m_events.ReconnectStopEvent.WaitFor(kFirstPause);
         if (choices != m_connection.Choices()) {
-            return;  // the host chose another camera, or none, at that moment
+            return;  // the host has just chosen another camera, or none
         }
         const CameraText sought = m_connection.SoughtSerial();
         const Clock::time_point start = Clock::now();
-        // A stop during the first pause is one by a module that has just closed the camera.
+        // A stop during the first pause comes from a module that has just closed the camera.
         while (!m_thReconnect.StopRequested() && ReconnectWanted(sought.view())) {
             CAM_LOG(kLogError, m_notices.ModuleId(), kReconnect, "Try connect to camera(%s)...",
                     sought.c_str());

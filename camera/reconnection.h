@@ -16,10 +16,10 @@
 
 namespace cam {
 
-// A loss is handled in steps, notices to the host among them. Ahead of each step it is asked
-// whether the host has chosen another camera, or none, since the loss was seen: an overtaken loss
-// tells nothing more and seeks nothing. A thread of the SDK that has to give way leaves the
-// remaining steps to the next round of the grab keeper.
+// A loss is handled in steps, some of which notify the host. Each step first checks whether the
+// host has chosen another camera, or none, since the loss was detected: an overtaken loss reports
+// nothing more and starts no search. A thread of the SDK that has to give way leaves the remaining
+// steps to the next round of the grab keeper.
 class Reconnection {
   public:
     Reconnection(CMyCamera& camera, CameraConnection& connection, const StopGate& stopGate,
@@ -29,16 +29,16 @@ class Reconnection {
     void OnException(std::uint32_t messageType);
     void OnEvent(const KZEventInfo* event);
 
-    // The camera of that opening is lost: reports it, lets its handle go and begins the search.
+    // The camera of that opening is lost: reports it, destroys its handle and starts the search.
     void HandleLoss(std::uint32_t openId);
     [[nodiscard]] bool LossSeen(std::uint32_t openId) const EXCLUDES(m_lossLock);
-    // Goes on with a loss that gave way, and starts a search for which there was no thread.
+    // Continues a loss that gave way, and starts a search that found no thread.
     void CatchUp() EXCLUDES(m_lossLock);
 
     void StartReconnect() { Seek(m_connection.Choices()); }
-    // Ends the search; asks it only to end where its thread may be waiting for the caller's.
+    // Ends the search; only asks it to end if its thread may be waiting for the caller's.
     void StopLastReconnect();
-    // From End to Allow no search begins.
+    // From End to Allow no search starts.
     void End() { m_thReconnect.End(); }
     void Allow() { m_thReconnect.Allow(); }
 
@@ -51,13 +51,13 @@ class Reconnection {
         Step next = Step::None;
     };
 
-    // The loss whose next step is to be taken; its `next` is None when there is none.
+    // The loss being handled; its `next` is None when there is none.
     [[nodiscard]] Loss PresentLoss() EXCLUDES(m_lossLock);
-    // False: gave way, the step is to be taken again.
+    // False: gave way, repeat the step.
     [[nodiscard]] bool Take(const Loss& loss);
     [[nodiscard]] bool EndSearch();
 
-    // Begins the search unless the host makes another choice than the last of `choices`.
+    // Starts the search unless the host has made a choice since `choices`.
     void Seek(std::uint32_t choices);
     void ReConnectDevice();
     [[nodiscard]] bool ReconnectWanted(std::string_view serial) const;
@@ -71,7 +71,7 @@ class Reconnection {
 
     mutable Lock m_lossLock{LockRank::Leaf, "loss"};
     Loss m_loss GUARDED_BY(m_lossLock);
-    bool m_handling GUARDED_BY(m_lossLock) = false;  // a thread takes the steps
+    bool m_handling GUARDED_BY(m_lossLock) = false;  // a thread is taking the steps
     Relaxed<bool> m_startOwed{false};                // a search found no thread
     Relaxed<std::uint32_t> m_seekChoices{0};
 

@@ -6,11 +6,11 @@ namespace cam {
 
 namespace {
 
-// A set-up takes as long as its calls of the SDK and the host's answers to its notices. The bound
-// is for a host that answers a notice only when a feature call of another thread has returned.
+// A set-up lasts as long as its SDK calls and the host's handling of its notices. The bound is for
+// a host that returns from a notice only when a feature call of another thread has returned.
 constexpr std::chrono::seconds kSetUpWait{10};
 
-// How often a set-up that waits for feature calls looks whether it has to give way.
+// How often a set-up that waits for feature calls checks whether it must give way.
 constexpr std::chrono::milliseconds kStopLook{2};
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Keeps what other threads read and write of a camera's features apart from its set-up, which would
-// undo what they write.
+// Keeps feature calls of other threads out of a camera's set-up, which would undo what they write.
 #pragma once
 
 #include <condition_variable>
@@ -12,7 +11,7 @@
 
 namespace cam {
 
-// A gate and not a lock, because notices to the host go out during a set-up: the thread that sets
+// A gate and not a lock, because notices are sent to the host during a set-up: the thread that sets
 // up passes, and a thread of the SDK, which the set-up may wait for, gives way.
 class SetUpGate {
   public:
@@ -20,10 +19,9 @@ class SetUpGate {
     SetUpGate(const SetUpGate&) = delete;
     SetUpGate& operator=(const SetUpGate&) = delete;
 
-    // One set-up, from ahead of the open to the end of the replay; may nest on one thread. Waits
-    // for the feature calls in progress, which are calls of the SDK. False, and nothing is to be
-    // set up: this is a thread of the SDK, and one of those calls stops the camera, which may wait
-    // for it.
+    // One set-up, from before the open to the end of the replay; may nest on one thread. Waits for
+    // feature calls in progress, which are SDK calls. False: nothing may be set up, because this is
+    // a thread of the SDK, and one of those calls stops the camera, which may wait for this thread.
     class SetUp {
       public:
         explicit SetUp(SetUpGate& gate) : m_gate(gate), m_entered(gate.Enter()) {}
@@ -42,7 +40,7 @@ class SetUpGate {
         const bool m_entered;
     };
 
-    // One feature read or written. False, and the call is not to be made: this is a thread of the
+    // One feature read or write. False: the call must not be made, because this is a thread of the
     // SDK while another one sets up, or the set-up did not end in time.
     class FeatureCall {
       public:
@@ -62,7 +60,7 @@ class SetUpGate {
         const bool m_entered;
     };
 
-    // Tells one set-up from the next.
+    // Identifies the set-up.
     [[nodiscard]] std::uint32_t Count() const { return m_count.Get(); }
 
   private:

@@ -8,7 +8,7 @@ namespace cam {
 
 namespace {
 
-// How often a thread of the SDK looks whether the lock has become free or a stop been announced.
+// How often a thread of the SDK checks whether the lock is free or a stop is announced.
 constexpr std::chrono::microseconds kLook{50};
 
 }  // namespace

@@ -1,9 +1,9 @@
-// Who stops the camera, and which threads are the SDK's.
+// Tracks who stops the camera, and which threads are the SDK's.
 //
 // The SDK's stop, close and destroy calls wait for its callbacks in progress, and the callbacks
-// want the module's locks: for pixel conversion, and for whatever the host asks from inside a
-// notice. Every such call therefore announces itself, and a thread of the SDK does not wait behind
-// an announced one: it gives way.
+// need the module's locks: for pixel conversion, and for calls by the host from inside a notice.
+// Every such call therefore announces itself, and a thread of the SDK does not wait for an
+// announced one: it gives way.
 #pragma once
 
 #include <array>
@@ -35,7 +35,7 @@ class StopGate {
     };
     [[nodiscard]] bool StopUnderWay() const { return m_stops.load() > 0; }
 
-    // What a callback of the SDK was called for.
+    // What an SDK callback was called for.
     enum class Source : std::uint8_t { Frame, Event, Exception };
 
     // The stay of one thread of the SDK in the module.
@@ -59,14 +59,14 @@ class StopGate {
     // True on a thread of the SDK once a stop is announced.
     [[nodiscard]] bool MustGiveWay() const { return InCallback() && StopUnderWay(); }
 
-    // False on a thread that the SDK's stop would wait for: that of a frame or an event. Then it is
-    // logged in the name of `function`, and nothing may be stopped, closed or opened. The thread of
-    // an exception may, as the SDK lets a lost camera's handle go from there.
+    // False on a thread that the SDK's stop would wait for: a frame or event thread. Then nothing
+    // may be stopped, closed or opened; the second form logs so under the name `function`. The
+    // exception thread may, because the SDK allows a lost camera's handle to be destroyed there.
     [[nodiscard]] bool MayStop() const;
     [[nodiscard]] bool MayStop(std::int32_t moduleId, const char* function) const;
 
-    // Takes a lock whose holder may stop the camera. On a thread of the SDK it is given up (false)
-    // once a stop is announced; every other thread waits for the lock.
+    // Takes a lock whose holder may stop the camera. A thread of the SDK gives up (false) once a
+    // stop is announced; every other thread waits for the lock.
     [[nodiscard]] bool Acquire(Lock& lock) const TRY_ACQUIRE(true, lock);
     class SCOPED_CAPABILITY Guard {
       public:
@@ -88,7 +88,7 @@ class StopGate {
         const bool m_held;
     };
 
-    // Notes for as long as it lives that this thread holds the connection lock.
+    // Records, while it exists, that this thread holds the connection lock.
     class ConnectionHeld {
       public:
         explicit ConnectionHeld(StopGate& gate)
@@ -108,11 +108,12 @@ class StopGate {
     }
 
     // True on a thread that other threads of the module may be waiting for: it must not wait for
-    // their end.
+    // them to end.
     [[nodiscard]] bool OthersMayWait() const { return HoldsConnection() || InCallback(); }
 
   private:
-    // Of one camera at most three callbacks run at once, and a lost one's may overlap the next.
+    // At most three callbacks of one camera run at once; those of a lost camera may overlap the
+    // next one's.
     static constexpr std::size_t kMostCallbacks = 8;
 
     [[nodiscard]] const Callback::Place* PlaceOfThisThread() const;

@@ -16,4 +16,7 @@ struct MachineLimits {
 
 [[nodiscard]] MachineLimits AskMachine();
 
+// The calling thread has the processor when those that receive images do not want it.
+void LowerThreadPriority();
+
 }  // namespace host

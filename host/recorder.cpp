@@ -6,6 +6,7 @@
 
 #include "host/exit_codes.h"
 #include "host/files.h"
+#include "host/machine.h"
 
 namespace host {
 namespace {
@@ -32,7 +33,11 @@ Recorder::Recorder(const RecordingOptions& options, WhenFull whenFull)
     const std::uint64_t writers = options.writers.value_or(
         std::clamp(std::thread::hardware_concurrency(), kFewestWriters, kMostWriters));
     for (std::uint64_t i = 0; i < writers; ++i) {
-        m_threads.emplace_back([this] { Run(); });
+        m_threads.emplace_back([this] {
+            // A frame that waits to be written is safe; one that waits to be received is lost.
+            LowerThreadPriority();
+            Run();
+        });
     }
 }
 

@@ -20,7 +20,7 @@ Status CBufManager::AddOneNode(std::uint32_t moduleId, std::uint32_t size, Buffe
     node.sharedName = nullptr;
     node.capacity = 0;
     node.dataLength = 0;
-    // The regions are never fewer than the nodes, or one would be recycled under a node.
+    // There must never be fewer regions than nodes, or a region would be recycled under a node.
     char number[kNumberTextSize] = {};
     std::snprintf(number, sizeof(number), "%d", count);
     static_cast<void>(SetNodeNum(number, sizeof(number)));

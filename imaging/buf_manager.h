@@ -1,4 +1,4 @@
-// The memory of the frame slots: each node has one region.
+// The memory of the frame nodes: each node has one region.
 #pragma once
 
 #include <atomic>
@@ -9,16 +9,16 @@
 
 namespace cam {
 
-// Nodes are made while none is free, and never taken away: there come to be as many as frames are
-// under way at once. Not synchronised, like the regions. Nothing is thrown.
+// Nodes are added when none is free and never removed, so there are as many as the most frames that
+// were in flight at once. Not synchronised, like the regions. Never throws.
 class CBufManager : public CModuleSharedMemoryBase {
   public:
-    // Gives `node` a region of exactly `size` bytes. kInvalid: no size, and the node is untouched;
-    // kNoBufferNode: no region could be had, and the node has no memory.
+    // Gives `node` a region of exactly `size` bytes. kInvalid: size 0, the node is unchanged;
+    // kNoBufferNode: no region available, the node has no memory.
     [[nodiscard]] Status AddOneNode(std::uint32_t moduleId, std::uint32_t size, BufferNode& node);
 
-    // Gives up the node's region, which is the next to be used again, so that AddOneNode gives it
-    // another one. Anything but 0: the node is as it was.
+    // Releases the node's region, which is the next to be reused, so that AddOneNode gives the node
+    // another one. Other than 0: the node is unchanged.
     [[nodiscard]] Status ReleaseNode(std::uint32_t moduleId, const BufferNode& node);
 
     using CModuleSharedMemoryBase::IsOpenRegion;

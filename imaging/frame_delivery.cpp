@@ -16,9 +16,9 @@ constexpr char kProcessing[] = "CCameraModule::StartImageProcessingThread";
 
 constexpr std::chrono::milliseconds kSynchronousTriggerWait{1000};
 
-// Behind a refusal, and while no procedure is related.
+// After a refusal, and while no procedure is related.
 constexpr std::chrono::milliseconds kProcessingPause{5};
-// The next frame ends an idle wait; this bounds one look.
+// The next frame ends an idle wait; this bounds a single wait.
 constexpr std::chrono::milliseconds kIdleLook{1000};
 
 }  // namespace
@@ -47,7 +47,7 @@ Status FrameDelivery::SoftTrigger() {
 
 BufferNode FrameDelivery::GetImage() {
     if (m_stopGate.HoldsConnection()) {
-        // Asked from inside a notice about the camera: another GetImage may be waiting for the
+        // Called from inside a notice about the camera: another GetImage may be waiting for the
         // connection, so this one does not wait for it.
         if (!m_getImageLock.try_lock()) {
             return {};
@@ -77,7 +77,7 @@ BufferNode FrameDelivery::GetImageLocked() try {
         }
     }
     if (status != kOk) {
-        // One code for every reason, as the host's log filters know it.
+        // One code for every reason, because the host's log filters expect it.
         CAM_LOG(kLogError, m_notices.ModuleId(), kGetImage, "error nRet = %#X\r\n", kNoImage);
     }
 
@@ -92,7 +92,7 @@ BufferNode FrameDelivery::GetImageLocked() try {
     return {};
 }
 
-// A camera whose open failed earlier is tried again when its image is wanted.
+// A camera that failed to open earlier is retried when its image is requested.
 Status FrameDelivery::ConnectPending() {
     if (!m_camera.IsOpen() && m_connection.HasPendingSelection()) {
         static_cast<void>(m_connection.RetryPendingSelection());
@@ -112,7 +112,7 @@ Status FrameDelivery::WaitForTriggeredImage() {
     const std::chrono::milliseconds timeout =
         std::chrono::seconds(m_settings.softTriggerWaitTime.Get());
     if (m_store.Empty()) {
-        // Behind the reset, so a frame that came ahead of it is not slept through.
+        // After the reset, so that a frame that came before it is not missed.
         m_events.ImageArrivedEvent.WaitFor(timeout);
     }
     if (m_store.Empty()) {
@@ -135,7 +135,7 @@ Status FrameDelivery::TriggerAndWait() {
 
 void FrameDelivery::StartImageProcessingThread() {
     for (;;) {
-        // Ahead of the looks, so that a frame or a stop that comes behind them ends the wait.
+        // Before the checks, so that a frame or a stop that comes after them ends the wait.
         m_store.Queued().Reset();
         if (m_thImageProcessing.StopRequested()) {
             return;
@@ -160,7 +160,7 @@ void FrameDelivery::StartImageProcessingThread() {
 }
 
 FrameDelivery::Pass FrameDelivery::TryDispatch() {
-    // Only tried: who holds the lock may be waiting for this thread to end.
+    // Only tried: the holder of the lock may be waiting for this thread to end.
     m_passWaits.Set(true);
     if (!m_getImageLock.try_lock()) {
         return Pass::Busy;
@@ -172,9 +172,9 @@ FrameDelivery::Pass FrameDelivery::TryDispatch() {
 }
 
 FrameDelivery::Pass FrameDelivery::DispatchFrames() try {
-    // The host may take frames off the queue, change its registrations and open a camera while it
-    // is asked, so the scan holds on to nothing but a sequence number and, for one frame, a copy. A
-    // pass ends with the frames that it began with, so that requests get their turn.
+    // While it is asked, the host may take frames off the queue, change its registrations and open
+    // a camera, so the scan keeps only a sequence number and a copy of one frame. A pass covers
+    // only the frames that were queued when it began, so that requests get their turn.
     const std::uint64_t end = m_store.End();
     std::uint64_t from = 0;
     while (!m_thImageProcessing.StopRequested()) {
@@ -215,7 +215,7 @@ const std::int32_t* FrameDelivery::Offer(std::uint32_t frameNumber) const {
     std::snprintf(frame, sizeof frame, "%u", frameNumber);
     const auto taker =
         std::find_if(m_offeredTo.begin(), m_offeredTo.end(), [&](std::int32_t procedure) {
-            // Looked up anew, as the host may have removed it while another one was asked.
+            // Looked up again, because the host may have removed it while another one was asked.
             return m_receivers.IsRelated(procedure) &&
                    CQ_M_TryRunProcedureOnceById(procedure, frame, 0) == kOk;
         });
@@ -238,8 +238,8 @@ void FrameDelivery::SetTriggerProcessRunStatus(bool run) {
                 "The TriggerProcessRunStatus has opend, Image process thread enter.");
     } else {
         if (m_stopGate.OthersMayWait()) {
-            // The thread may stand in a procedure's run that waits for the connection or for a
-            // stop, so it is only asked to end.
+            // The thread may be in a procedure's run that waits for the connection or for a stop,
+            // so it is only asked to end.
             m_thImageProcessing.RequestStop();
         } else {
             m_thImageProcessing.Stop();

@@ -27,9 +27,9 @@ class FrameDelivery {
                   FrameStore& store, const ReceiverRegistry& receivers, LocalImages& localImages,
                   const Notices& notices, Settings& settings, ModuleEvents& events);
 
-    // "CameraImage": the oldest frame, or one that is triggered and waited for, or a picture of the
-    // folder; a record without data when none can be had. The record is the caller's until FreeBuf.
-    // From inside a notice it does not wait for another request.
+    // "CameraImage": the oldest frame, else a newly triggered one, or a picture of the folder; a
+    // record without data when there is none. The caller owns the record until FreeBuf. From inside
+    // a notice it does not wait for another request.
     [[nodiscard]] BufferNode GetImage() EXCLUDES(m_getImageLock);
 
     // "SynTriggerSoftware": triggers and waits up to 1 s for the frame. kInvalid: not triggered.
@@ -40,7 +40,7 @@ class FrameDelivery {
 
     [[nodiscard]] bool Start() { return m_thImageProcessing.Start(); }
     void Allow() { m_thImageProcessing.Allow(); }
-    // From End to Allow nothing is offered. True when the thread ran.
+    // From End to Allow no frame is offered. True when the thread ran.
     bool End() { return m_thImageProcessing.End(); }
 
   private:
@@ -49,7 +49,7 @@ class FrameDelivery {
         Done,     // nothing is left to offer
         More,     // frames are left
         Refused,  // no procedure took the frame, or none is related
-        Busy,     // a request is under way
+        Busy,     // a request is in progress
     };
 
     [[nodiscard]] BufferNode GetImageLocked() REQUIRES(m_getImageLock);
@@ -75,9 +75,9 @@ class FrameDelivery {
     ModuleEvents& m_events;
 
     Lock m_getImageLock{LockRank::GetImage, "GetImage"};
-    // Whom the frame under way is offered to; kept to reuse its room.
+    // The procedures that the current frame is offered to; kept to reuse its memory.
     std::vector<std::int32_t> m_offeredTo GUARDED_BY(m_getImageLock);
-    Relaxed<bool> m_passWaits{false};  // for the request under way
+    Relaxed<bool> m_passWaits{false};  // for the request in progress
 
     WorkerThread m_thImageProcessing;
 };

@@ -18,7 +18,7 @@ constexpr char kFunction[] = "CCameraModule::DoImageCallBack";
 }  // namespace
 
 void FrameIntake::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info) try {
-    // Tells the shut-down whether a frame is in the module's hands.
+    // Lets the shutdown know whether the module is handling a frame.
     m_events.EventDeinit.Reset();
     const OnExit done([this] { m_events.EventDeinit.Set(); });
     const StopGate::Callback callback(m_stopGate, StopGate::Source::Frame);
@@ -42,7 +42,7 @@ void FrameIntake::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info) 
         return;
     }
     if (TakeFrame(data, *info)) {
-        // At the error level so that it stays visible whatever level is in force.
+        // Logged as an error so that it is visible at every level.
         CAM_LOG(kLogError, ModuleId(), kFunction,
                 "CameraModule:Image callback end.frame number : %d",
                 static_cast<int>(info->frameNumber));

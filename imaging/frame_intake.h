@@ -15,7 +15,7 @@
 namespace cam {
 
 // Everything runs on the SDK's frame thread, one frame at a time. A frame is queued whole or not at
-// all; the reason is logged. While its pixels are copied or converted no lock of the store is held.
+// all; the reason is logged. No lock of the store is held while pixels are copied or converted.
 class FrameIntake {
   public:
     FrameIntake(CMyCamera& camera, StopGate& stopGate, FrameStore& store,
@@ -29,11 +29,11 @@ class FrameIntake {
           m_settings(settings),
           m_events(events) {}
 
-    // `data` and `info` are the SDK's until this returns. Nothing is thrown.
+    // `data` and `info` belong to the SDK and are valid during the call. Never throws.
     void DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info);
 
   private:
-    // False ends the frame; the reason is logged.
+    // False: the frame is dropped; the reason is logged.
     [[nodiscard]] bool TakeFrame(std::uint8_t* data, const FrameOutInfo& info);
     [[nodiscard]] bool DecodeFrame(FrameStore::FrameUnderWay& frame, const FrameOutInfo& info,
                                    BufferNode& source);

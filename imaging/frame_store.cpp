@@ -120,7 +120,7 @@ std::optional<BufferNode> FrameStore::FrameUnderWay::TakeFreeNode(std::uint64_t 
 Status FrameStore::FrameUnderWay::AddOneNode(std::uint32_t size, BufferNode& node) try {
     m_store.m_intake.Assert();
     {
-        // Ahead of the region, so that nothing can fail once it is there.
+        // Before the region is made, so that nothing can fail after it.
         const LockGuard hold(m_store.m_lock);
         m_store.m_nodes.ReserveOneMore();
     }

@@ -1,4 +1,4 @@
-// The frames that wait for the host and the memory they lie in.
+// The frames queued for the host and their memory.
 #pragma once
 
 #include <atomic>
@@ -19,35 +19,35 @@
 namespace cam {
 
 // A node is at any time in one place: free, under way (FrameUnderWay), waiting, or in the host's
-// hands. The one lock is held to look, to publish and to pop, never while pixels move or a region
-// is made. Every thread may call every operation; those of a FrameUnderWay belong to the one thread
-// that takes a frame in. Nothing is thrown.
+// hands. The one lock is held to look, to publish and to pop, never while pixels are copied or a
+// region is made. Every thread may call every operation; those of a FrameUnderWay only the thread
+// that takes a frame in. Never throws.
 class FrameStore {
   public:
-    // `imageArrived` is set for each frame that is queued.
+    // `imageArrived` is set for each queued frame.
     FrameStore(const Notices& notices, platform::Event& imageArrived);
 
     class FrameUnderWay;
 
-    // The oldest frame, which then is the caller's.
+    // The oldest frame, which the caller then owns.
     [[nodiscard]] std::optional<BufferNode> Pop() EXCLUDES(m_lock);
-    // A hint for those who only look whether anything waits.
+    // May be stale.
     [[nodiscard]] bool Empty() const { return m_waiting.load(std::memory_order_acquire) == 0; }
-    // Set for each frame that is queued, for the thread that offers frames to procedures.
+    // Set for each queued frame, for the thread that offers frames to procedures.
     [[nodiscard]] platform::Event& Queued() { return m_queued; }
 
-    // Drops the frames that wait, and the one under way when it is published. They are counted in
-    // one log line.
+    // Drops the queued frames, and the one under way when it is published. Logs their number in one
+    // line.
     void Clear() EXCLUDES(m_lock);
 
-    // Takes a node back; always 0. The record may come from the host: one that names other memory
-    // or another frame than a node that is out is logged and ignored, so that no frame is ever
-    // written into memory that is not its own.
+    // Takes a node back; always 0. The record may come from the host: unless memory and frame match
+    // an issued node it is logged and ignored, so that no frame is ever written into foreign
+    // memory.
     Status FreeBuf(const BufferNode& record) EXCLUDES(m_lock);
 
-    // The scan of the frames that no procedure has taken. The sequence number that the next frame
-    // will get; the oldest such frame at or behind `from`; and the note that a procedure took it,
-    // which does nothing when the frame has left the queue meanwhile.
+    // The scan of the frames that no procedure has taken: the sequence number of the next frame;
+    // the oldest such frame from `from` on; and the mark that a procedure took it, which does
+    // nothing if the frame has left the queue meanwhile.
     [[nodiscard]] std::uint64_t End() const EXCLUDES(m_lock);
     [[nodiscard]] std::optional<ImageQueue::Offer> NextUndispatched(std::uint64_t from) const
         EXCLUDES(m_lock);
@@ -56,7 +56,7 @@ class FrameStore {
   private:
     void NoteCounts() REQUIRES(m_lock);
 
-    // Held by the one frame that is taken in; the regions belong to it.
+    // Held by the one frame being taken in; guards the regions.
     class CAPABILITY("role") IntakeRole {
       public:
         [[nodiscard]] bool TryEnter() { return !m_taken.exchange(true); }
@@ -77,14 +77,14 @@ class FrameStore {
     mutable Lock m_lock{LockRank::ImageList, "image-list"};
     ImageQueue m_imageQueue GUARDED_BY(m_lock);
     NodePool m_nodes GUARDED_BY(m_lock);
-    std::uint64_t m_clears GUARDED_BY(m_lock) = 0;  // tells a frame under way of a clear
-    // How many wait and how many nodes are free, for those who only look.
+    std::uint64_t m_clears GUARDED_BY(m_lock) = 0;  // lets a frame under way detect a clear
+    // Number of waiting frames and of free nodes, readable without the lock.
     std::atomic<std::size_t> m_waiting{0};
     std::atomic<std::size_t> m_free{0};
 };
 
-// One frame from the look whether it may wait to its place in the queue. A node that was taken or
-// made for it and is not published stays out: what the SDK may still write to is not used again.
+// One frame, from the check for a place to the queue. A node that was taken or made for it and not
+// published is never reused, because the SDK may still write to it.
 class FrameStore::FrameUnderWay {
   public:
     explicit FrameUnderWay(FrameStore& store);
@@ -92,25 +92,25 @@ class FrameStore::FrameUnderWay {
     FrameUnderWay(const FrameUnderWay&) = delete;
     FrameUnderWay& operator=(const FrameUnderWay&) = delete;
 
-    // False: another frame is under way, which no SDK should do; nothing else may be called.
+    // False: another frame is under way, which no SDK should cause; nothing else may be called.
     [[nodiscard]] bool Alone() const { return m_alone; }
     // Whether fewer than `limit` frames wait.
     [[nodiscard]] bool HasRoom(std::int32_t limit);
 
-    // A hint: TakeFreeNode may still find none.
+    // May be stale: TakeFreeNode may still find none.
     [[nodiscard]] std::size_t GetFreeNodeCount() const {
         return m_store.m_free.load(std::memory_order_relaxed);
     }
     [[nodiscard]] std::optional<BufferNode> TakeFreeNode(std::uint64_t size, NodePool::Fit fit);
-    // Gives `node` a region of exactly `size` bytes. kInvalid: no size, and the node is untouched;
-    // kNoBufferNode: no region could be had, and the node has no memory.
+    // Gives `node` a region of exactly `size` bytes. kInvalid: size 0, the node is unchanged;
+    // kNoBufferNode: no region available, the node has no memory.
     [[nodiscard]] Status AddOneNode(std::uint32_t size, BufferNode& node);
-    // Gives up the node's region for one of `newSize` bytes, under the same name where that is
-    // free. Anything but 0: the node is not to be used any more.
+    // Replaces the node's region by one of `newSize` bytes, under the same name if that is free.
+    // Other than 0: the node must not be used any more.
     [[nodiscard]] Status RellocNode(std::uint32_t newSize, BufferNode& node);
 
-    // Queues the frame and sets both events. False: a clear came while it was filled; its node is
-    // free again.
+    // Queues the frame and sets both events. False: the queue was cleared while it was filled; its
+    // node is free again.
     [[nodiscard]] bool Publish(const BufferNode& node);
 
   private:

@@ -1,4 +1,4 @@
-// The frames that wait for the host, oldest first.
+// The frames queued for the host, oldest first.
 #pragma once
 
 #include <cstddef>
@@ -10,27 +10,27 @@
 
 namespace cam {
 
-// A ring that grows to the most frames that ever waited and then allocates no more. A frame keeps
-// its sequence number from Push to Pop, so that a scan which lets go of the queue for a while finds
-// its place again. Not synchronised.
+// A ring that grows to the most frames ever queued and then allocates no more. A frame keeps its
+// sequence number from Push to Pop, so that a scan that releases the queue for a while finds its
+// place again. Not synchronised.
 class ImageQueue {
   public:
     void Push(const BufferNode& node);
     [[nodiscard]] std::optional<BufferNode> Pop();
-    // The oldest, if its sequence number is below `end`.
+    // The oldest frame, if its sequence number is below `end`.
     [[nodiscard]] std::optional<BufferNode> PopBefore(std::uint64_t end);
     [[nodiscard]] std::size_t Size() const { return m_size; }
 
-    // The sequence number that the next frame will get.
+    // The sequence number of the next frame.
     [[nodiscard]] std::uint64_t End() const { return m_front + m_size; }
 
     struct Offer {
         std::uint64_t sequence;
         std::uint32_t frameNumber;
     };
-    // The oldest frame at or behind `from` that no procedure has taken.
+    // The oldest frame from `from` on that no procedure has taken.
     [[nodiscard]] std::optional<Offer> NextUndispatched(std::uint64_t from) const;
-    // Does nothing when the frame has left the queue meanwhile.
+    // Does nothing if the frame has left the queue meanwhile.
     void MarkHandedOver(std::uint64_t sequence);
 
   private:

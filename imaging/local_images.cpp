@@ -17,9 +17,9 @@ namespace {
 
 constexpr std::string_view kPictureEndings[] = {".bmp", ".jpg", ".png", ".jpeg", ".tif"};
 
-// One picture decodes well within this; it bounds the host's wait on a file system that hangs.
+// Any picture decodes well within this; bounds the host's wait on a hanging file system.
 constexpr std::chrono::milliseconds kDecodeWait{10'000};
-// How often the decoder looks for a stop while there is no room; taking a picture ends the wait.
+// How often the decoder checks for a stop while the queue is full; taking a picture ends the wait.
 constexpr std::chrono::milliseconds kRoomLook{500};
 
 }  // namespace
@@ -48,7 +48,7 @@ Status LocalImages::ScanFolder(std::string_view folder) {
     if (!names) {
         return kNoImageFolder;
     }
-    // The names are UTF-8 whatever the folder came in, and a path is in one of the two.
+    // The names are always UTF-8, and a path must not mix encodings.
     const std::string root = platform::AsUtf8(folder);
     for (const std::string& name : *names) {
         if (IsPictureName(name)) {
@@ -66,7 +66,7 @@ void LocalImages::Forget() {
     m_brokenInARow = 0;
     ++m_scan;
     m_room.Set();
-    m_decoded.Set();  // whoever waits for a picture looks whether any is left to come
+    m_decoded.Set();  // waiters check whether any picture is still to come
 }
 
 void LocalImages::Clear() {
@@ -76,7 +76,7 @@ void LocalImages::Clear() {
 }
 
 bool LocalImages::RoomAhead() const {
-    // Rotation needs the present picture and the one behind it, whatever their size.
+    // Rotation needs the current picture and the next one, whatever their size.
     return m_ahead.size() < 2 || (m_ahead.size() < kPicturesAhead && m_aheadBytes < kAheadBytes);
 }
 

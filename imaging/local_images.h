@@ -1,4 +1,4 @@
-// The pictures of a folder in rotation, in place of a camera.
+// The pictures of a folder in rotation, instead of a camera.
 #pragma once
 
 #include <cstddef>
@@ -21,10 +21,10 @@
 
 namespace cam {
 
-// This object's own thread decodes the files, a few ahead of the host, from the first Deliver on; a
-// file that cannot be decoded is logged and passed over. At most kPicturesAhead pictures are kept,
-// and more than two only while they fit kAheadBytes together; a picture above kMaxPictureBytes
-// counts as broken.
+// A thread of this object decodes the files, a few ahead of the host, from the first Deliver on; a
+// file that cannot be decoded is logged and skipped. At most kPicturesAhead pictures are kept, more
+// than two only while they total less than kAheadBytes; a picture above kMaxPictureBytes counts as
+// broken.
 class LocalImages {
   public:
     static constexpr std::size_t kPicturesAhead = 4;
@@ -37,19 +37,19 @@ class LocalImages {
     // For log lines.
     void SetModuleId(std::int32_t moduleId) { m_moduleId.Set(moduleId); }
 
-    // Takes the folder's pictures, in the order the file system lists them, in place of the ones
-    // before. kNoImageFolder: it is missing or cannot be listed, and no picture is left.
+    // Replaces the pictures by those of the folder, in the order the file system lists them.
+    // kNoImageFolder: it is missing or cannot be listed; no picture is left.
     [[nodiscard]] Status ScanFolder(std::string_view folder);
 
-    // The present picture, after moving on to the next when `advance` is set (so the first call
-    // then answers the second picture), as a block of its own that FreeDelivered gives back.
-    // Nothing when no picture can be had. Waits for a decoding in progress, within a bound.
+    // The current picture, after moving to the next if `advance` is set (so the first call then
+    // returns the second picture), in its own heap block, to be freed by FreeDelivered. Nothing
+    // when there is no picture. Waits for a decoding in progress, within a bound.
     [[nodiscard]] std::optional<BufferNode> Deliver(bool advance);
 
-    // True when the record is a delivered picture; its block is freed.
+    // True when the record is a delivered picture, whose block it frees.
     bool FreeDelivered(const BufferNode& node);
 
-    // Ends the decoding and forgets the pictures; delivered blocks stay the host's.
+    // Ends the decoding and drops the pictures; the host keeps delivered blocks.
     void Clear();
 
   private:
@@ -57,9 +57,10 @@ class LocalImages {
 
     void Forget() REQUIRES(m_lock);
     void KeepDecoding();
-    // Decodes one file; false when there is no room, or nothing, to decode. May run out of memory.
+    // Decodes one file; false when the queue is full or there is nothing to decode. May throw
+    // std::bad_alloc.
     [[nodiscard]] bool DecodeNext();
-    // Null when it cannot be decoded; the reason is logged.
+    // Null when the file cannot be decoded; the reason is logged.
     [[nodiscard]] Picture Decode(const std::string& path) const;
     [[nodiscard]] bool RoomAhead() const REQUIRES(m_lock);
     [[nodiscard]] Picture NextPicture(bool advance);
@@ -70,10 +71,10 @@ class LocalImages {
     // Not held while decoding.
     mutable Lock m_lock{LockRank::Leaf, "local images"};
     std::vector<std::string> m_paths GUARDED_BY(m_lock);
-    std::uint64_t m_scan GUARDED_BY(m_lock) = 0;        // tells a decoding of an earlier folder
+    std::uint64_t m_scan GUARDED_BY(m_lock) = 0;        // marks a decoding of an earlier folder
     std::size_t m_next GUARDED_BY(m_lock) = 0;          // index of the next path to decode
-    std::size_t m_brokenInARow GUARDED_BY(m_lock) = 0;  // all of them: nothing can be had
-    std::deque<Picture> m_ahead GUARDED_BY(m_lock);     // front: the present picture
+    std::size_t m_brokenInARow GUARDED_BY(m_lock) = 0;  // all of them: there is no picture
+    std::deque<Picture> m_ahead GUARDED_BY(m_lock);     // front: the current picture
     std::uint64_t m_aheadBytes GUARDED_BY(m_lock) = 0;
 
     platform::Event m_decoded;  // a picture, or a broken file, was added
@@ -87,7 +88,7 @@ class LocalImages {
     WorkerThread m_decoder;
 };
 
-// True for names that hold one of the known picture endings, in lower case, anywhere.
+// True for names that contain one of the known picture endings, in lower case, anywhere.
 [[nodiscard]] bool IsPictureName(std::string_view name);
 
 }  // namespace cam

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kFirstRoom = 16;
 
-// What stays of a node when it is used again.
+// What is kept of a node when it is reused.
 BufferNode MemoryOf(const BufferNode& node) {
     BufferNode memory;
     memory.data = node.data;
@@ -49,7 +49,7 @@ void NodePool::ReserveOneMore() {
 }
 
 void NodePool::Issue(const BufferNode& node) {
-    // A region that was recycled under a node belongs to the new one.
+    // A region recycled under a node belongs to the new node.
     Forget([&node](const std::uint8_t* data, const char* sharedName) {
         return data == node.data || sharedName == node.sharedName;
     });
@@ -71,7 +71,7 @@ bool NodePool::Return(const BufferNode& record) {
         return false;
     }
     Find(record)->isFree = true;
-    m_free.push_back(MemoryOf(record));  // room was made when the node was issued
+    m_free.push_back(MemoryOf(record));  // reserved when the node was issued
     return true;
 }
 

@@ -10,32 +10,32 @@
 
 namespace cam {
 
-// The last node returned, whose memory is warm, is the first to be used again for a frame of its
-// size. Not synchronised.
+// The last node returned, whose memory is warm, is reused first for a frame of its size. Not
+// synchronised.
 class NodePool {
   public:
     [[nodiscard]] std::size_t FreeCount() const { return m_free.size(); }
 
     enum class Fit { AtLeast, Exactly };
 
-    // The last node returned whose capacity fits `size`; where none fits, the last returned one.
-    // Nothing but its memory is set.
+    // The last node returned whose capacity fits `size`; if none fits, the last returned one. Only
+    // its memory fields are set.
     [[nodiscard]] std::optional<BufferNode> Take(std::uint64_t size, Fit fit);
 
-    // Makes room for one more node, so that neither Issue nor Return allocates. May throw.
+    // Reserves space for one more node, so that neither Issue nor Return allocates. May throw.
     void ReserveOneMore();
-    // Notes a node whose region was just made.
+    // Adds a node whose region was just made.
     void Issue(const BufferNode& node);
-    // Notes which frame the node holds from now on.
+    // Records which frame the node now holds.
     void SetFrame(const BufferNode& node);
 
-    // Takes a node back. The record may come from the host: false, and nothing is done, for one
-    // that names other memory or another frame than a node that is out.
+    // Takes a node back. The record may come from the host: unless memory and frame match an issued
+    // node, does nothing and returns false.
     [[nodiscard]] bool Return(const BufferNode& record);
     // Whether Return would take the record. Only then does its `sharedName` point to a text.
     [[nodiscard]] bool IsOut(const BufferNode& record) const;
 
-    // Drops the nodes of which `isGone(data, sharedName)` says that their region is gone.
+    // Drops the nodes for which `isGone(data, sharedName)` reports that their region is gone.
     template <typename Predicate>
     void Forget(Predicate isGone) {
         std::erase_if(m_issued,
@@ -45,7 +45,7 @@ class NodePool {
     }
 
   private:
-    // A node that was made with an open region.
+    // A node made with an open region.
     struct Issued {
         const std::uint8_t* data;
         std::uint32_t capacity;
@@ -54,7 +54,7 @@ class NodePool {
         bool isFree;
     };
 
-    // The record's node, whatever frame it holds; null for one that is no node of this pool.
+    // The record's node, whatever frame it holds; null when it is not a node of this pool.
     [[nodiscard]] Issued* Find(const BufferNode& record);
     [[nodiscard]] const Issued* Find(const BufferNode& record) const;
 

@@ -50,7 +50,7 @@ bool ReceiverRegistry::IsRelated(std::int32_t procedure) const {
 }
 
 void ReceiverRegistry::LookUpReceivers() {
-    // The host may call back while it is asked, and that call want locks that stand ahead of this
+    // The host may call back while it is asked, and that call may need locks that come before this
     // one.
     std::set<std::string> ids;
     std::uint64_t lookUp = 0;

@@ -11,23 +11,22 @@
 
 namespace cam {
 
-// The host registers procedures by id text, then tells the framework, which has the module look up
-// the receiving modules: frames are taken in only while at least one receiver is known.
+// The host registers procedures by id text, then notifies the framework, which makes the module
+// look up the receiving modules. Frames are accepted only while at least one receiver is known.
 class ReceiverRegistry {
   public:
     void Add(const std::string& id) EXCLUDES(m_lock);
     void Remove(const std::string& id) EXCLUDES(m_lock);
 
-    // Asks the framework anew for the record of every registered receiver; no lock is held
-    // meanwhile.
+    // Queries the framework again for the record of every registered receiver, with no lock held.
     void LookUpReceivers() EXCLUDES(m_lock);
 
     // Read for each frame, so without the lock.
     [[nodiscard]] bool AnyReceiver() const { return m_anyReceiver.load(std::memory_order_acquire); }
 
-    // As they were registered, in the order of their texts.
+    // As registered, sorted as texts.
     [[nodiscard]] std::set<std::string> Ids() const EXCLUDES(m_lock);
-    // The same as numbers, ascending; `procedures` keeps its room.
+    // The same as numbers, ascending; `procedures` keeps its capacity.
     void CopyProcedures(std::vector<std::int32_t>& procedures) const EXCLUDES(m_lock);
     [[nodiscard]] bool AnyProcedure() const EXCLUDES(m_lock);
     [[nodiscard]] bool IsRelated(std::int32_t procedure) const EXCLUDES(m_lock);
@@ -38,7 +37,7 @@ class ReceiverRegistry {
     mutable Lock m_lock{LockRank::NodeInfo, "node-info"};
     std::set<std::string> m_ids GUARDED_BY(m_lock);
     std::vector<std::int32_t> m_relatedProcedures GUARDED_BY(m_lock);
-    // Of two look-ups at once the one that began later counts.
+    // Of two concurrent look-ups the one that began later counts.
     std::uint64_t m_lookUps GUARDED_BY(m_lock) = 0;
     std::uint64_t m_lastLookUp GUARDED_BY(m_lock) = 0;
     std::atomic<bool> m_anyReceiver{false};

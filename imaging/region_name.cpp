@@ -31,7 +31,7 @@ bool Take(std::string_view& text, char expected) {
     return true;
 }
 
-// A '-' and the number behind it.
+// A '-' and the number after it.
 std::optional<std::int32_t> TakeNextNumber(std::string_view& text) {
     return Take(text, '-') ? TakeNumber(text) : std::nullopt;
 }
@@ -77,7 +77,7 @@ std::optional<std::uint32_t> ProcessOfRegion(std::string_view name) {
     const std::string guid(rest.substr(0, kGuidLength));
     rest.remove_prefix(guid.size());
     const std::optional<std::int32_t> index = TakeNextNumber(rest);
-    // Made again from its fields, the name tells whether it holds anything else.
+    // Rebuilding the name from its fields shows whether it contains anything else.
     const bool isWhole =
         IsGuid(guid) && index &&
         RegionName(owner->moduleId, owner->key, *process, guid.c_str(), *index) == name;

@@ -1,5 +1,5 @@
 // The names of shared-memory regions: "{module-key-process-guid-index}", cut to 62 characters. The
-// GUID text brings its own braces.
+// GUID text includes its own braces.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +17,11 @@ struct RegionOwner {
     std::int32_t key;
     bool operator==(const RegionOwner&) const = default;
 };
-// The two numbers that a region name begins with; whatever follows them does not matter.
+// The two numbers at the start of a region name; the rest is ignored.
 [[nodiscard]] std::optional<RegionOwner> ParseRegionName(std::string_view name);
 
-// The process in a region name that is whole and of exactly the form above; nothing for any other
-// name. For those who remove what a process has left: a stranger's object must not be taken for a
-// region.
+// The process in a complete region name of exactly the form above; nothing for any other name. Used
+// to remove what a process has left: a foreign object must not be taken for a region.
 [[nodiscard]] std::optional<std::uint32_t> ProcessOfRegion(std::string_view name);
 
 }  // namespace cam

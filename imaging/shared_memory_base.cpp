@@ -16,12 +16,12 @@ namespace cam {
 
 namespace {
 
-// As every caller without a module id logs.
+// Logged by callers without a module id.
 constexpr auto kNoModule = static_cast<std::uint32_t>(kNoModuleId);
 
 constexpr char kAllocate[] = "CModuleSharedMemoryBase::AllocateSharedMemory";
 
-// A tenth more than asked for, so that a slightly larger frame later finds room.
+// A tenth more than requested, so that a slightly larger frame fits later.
 std::uint64_t MappedSize(std::uint32_t size) {
     return static_cast<std::uint64_t>(size * 1.1 + static_cast<double>(sizeof(SharedRegionHeader)));
 }
@@ -58,8 +58,8 @@ Status CModuleSharedMemoryBase::AllocateSharedMemory(std::uint32_t moduleId, std
     }
     SharedMemoryMappingInfo& record = *taken.front();
     if (record.Room() < size && OpenForSize(moduleId, size, record) != kOk) {
-        // On Windows a name is in use as long as the host has the old region open. Another name
-        // helps against nothing else. A record that cannot be opened is gone with `taken`.
+        // On Windows a name is in use as long as the host has the old region open; another name
+        // helps only then. A record that cannot be opened is dropped with `taken`.
         if (!record.nameInUse || !GiveNewName(regions, moduleId, key, record) ||
             OpenForSize(moduleId, size, record) != kOk) {
             return kNoRegion;
@@ -75,7 +75,7 @@ Status CModuleSharedMemoryBase::AllocateSharedMemory(std::uint32_t moduleId, std
     return kNoRegion;
 }
 
-// A list of its own, so that the record moves without being allocated anew.
+// A list, so that the record moves without a new allocation.
 CModuleSharedMemoryBase::RecordList CModuleSharedMemoryBase::TakeRecord(Regions& regions,
                                                                         std::uint32_t moduleId,
                                                                         std::int32_t key) {
@@ -99,8 +99,8 @@ CModuleSharedMemoryBase::RecordList CModuleSharedMemoryBase::TakeRecord(Regions&
 }
 
 // The index in a name counts the names given, which is the number of regions while none was lost
-// and none got a second name: the name of a region that is gone may live on with the host. Names
-// that were cut may repeat, and two images would share one memory.
+// and none got a second name: the host may still use the name of a region that is gone. Names that
+// were cut may repeat, and two images would share one memory.
 bool CModuleSharedMemoryBase::GiveNewName(Regions& regions, std::uint32_t moduleId,
                                           std::int32_t key, SharedMemoryMappingInfo& record) const {
     const std::string name =
@@ -144,7 +144,7 @@ Status CModuleSharedMemoryBase::CreateOpenMapping(std::uint32_t moduleId,
                 static_cast<int>(std::strlen(record->name)));
         return kInvalid;
     }
-    // The host takes sizes as signed 32-bit numbers.
+    // The host reads sizes as signed 32-bit numbers.
     constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max();
     const std::uint64_t mappedSize = MappedSize(record->size);
     const bool fits = mappedSize <= kLargest;
@@ -211,7 +211,7 @@ Status CModuleSharedMemoryBase::ReleaseSharedMemory(std::uint32_t moduleId, cons
     const auto hasName = [name](const auto& record) {
         return std::strcmp(record->name, name) == 0;
     };
-    // Most often it is the one handed out last.
+    // It is usually the one handed out last.
     const auto last = std::prev(records.end());
     const auto record =
         hasName(*last) ? last : std::find_if(records.begin(), records.end(), hasName);

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kFrameInProgressWait{3000};
 
-// The SDK knows the path by the text that it was loaded with, in the system's code page.
+// The SDK identifies the path by the text it was loaded with, in the system's code page.
 void UnloadGenTL(const char* path) noexcept {
     try {
         KZ_CC_UnloadGenTLLibrary(platform::Utf8ToSystem(path).c_str());
@@ -227,7 +227,7 @@ std::uint32_t CCameraModule::NotifyEvent(std::int32_t event, void*, void* contex
     if (context == nullptr) {
         return kOk;
     }
-    // Through the gate: the framework may still be about to call for a module that is gone.
+    // Through the gate: the framework may still be about to call a destroyed module.
     const CallbackGate::Entry entry(context);
     if (entry && event == kNotifyRelationsChanged) {
         auto& module = *static_cast<CCameraModule*>(context);

@@ -1,4 +1,4 @@
-// The module object that the host holds: what the module is made of, and how it is wired.
+// The module object that the host holds: its pieces and how they are connected.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +33,7 @@ class CCameraModule final : public UserModule<CCameraModule> {
     CCameraModule();
     ~CCameraModule();  // NOLINT(modernize-use-override): on Windows it overrides nothing
 
-    // The host's operations; any host thread, several at once. Nothing is thrown.
+    // The host's operations; called from any host thread, several at once. None throws.
     std::uint32_t GetParam(const char* key, char* value, std::int32_t size,
                            std::uint32_t* length) override;
     std::uint32_t SetParam(const char* key, const char* value, std::int32_t size) override;
@@ -42,7 +42,7 @@ class CCameraModule final : public UserModule<CCameraModule> {
     std::uint32_t LoadModuleData(SAVE_MODULE_DATA_PARAM* record) override;
     std::uint32_t Init() override;
     // Harmless when repeated or after a failed Init. When it returns, no thread of the module runs
-    // and no callback reaches it: it waits for both, so not from inside a notice.
+    // and no callback reaches it. It waits for both, so do not call it from inside a notice.
     std::uint32_t DeInit() override;
 
     // The framework's notify event; `context` is the module.
@@ -60,8 +60,8 @@ class CCameraModule final : public UserModule<CCameraModule> {
     [[nodiscard]] Status StartWorkers();
     [[nodiscard]] Status ApplyDefaultConfig();
 
-    // The order below is that of construction; a piece knows only those above it, and gets a
-    // function where it has to reach one below.
+    // In order of construction; a piece knows only those above it, and is given a function where it
+    // has to reach one below.
     const lock_order::Domain m_locks{this, sizeof *this};
 
     // What every piece uses

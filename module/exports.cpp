@@ -1,4 +1,4 @@
-// Nothing but these two functions leaves the library.
+// The library exports only these two functions.
 #include "module/exports.h"
 
 #include <memory>

@@ -18,19 +18,19 @@ namespace {
 constexpr char kGetParam[] = "CCameraModule::GetParam";
 constexpr char kSetParam[] = "CCameraModule::SetParam";
 
-// Features that one maker's cameras have under their own names.
+// Features that one maker's cameras offer under their own names.
 constexpr std::string_view kMakerWithOwnNames = "Basler";
 constexpr std::string_view kMakersOwnNames[] = {"ExposureTimeAbs", "GainRaw",
                                                 "AcquisitionFrameRateAbs", "TriggerDelayAbs"};
 constexpr std::string_view kSmartGamma = "Gamma_Smart";
 
-// What can only be written while the camera does not stream.
+// Features that are writable only while the camera does not stream.
 constexpr std::string_view kStructural[] = {
     "Height", "Width", "PixelFormat", "GevSCPSPacketSize", "AcquisitionBurstFrameCount", "GevSCPD"};
 
-// A value that differs less from the last written one is not written again.
+// A value that differs by less from the last written one is not written again.
 constexpr float kSameValue = 0.01F;
-// Cameras round a value to their own steps; one at the end of the range may fall outside.
+// Cameras round a value to their own steps, so one at the end of the range may fall outside.
 constexpr float kRetryBelow = 0.005F;
 constexpr float kRetryAbove = 0.01F;
 
@@ -39,7 +39,7 @@ bool IsOneOf(const std::string_view (&names)[Count], std::string_view name) {
     return std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
-// Reads a feature into its text; the text stays as it is on failure.
+// Reads a feature into `text`, which is unchanged on failure.
 template <typename Value>
 Status ReadAs(CMyCamera& camera, Status (CMyCamera::*read)(const char*, Value*),
               const std::string& node, std::string& text) {

@@ -1,4 +1,4 @@
-// The features of the open camera, as the host reads and writes them.
+// Reading and writing features of the open camera.
 #pragma once
 
 #include <cstdint>
@@ -17,9 +17,8 @@
 
 namespace cam {
 
-// Features are written one at a time. While another thread sets the camera up, every call waits
-// until that has ended, so that the set-up does not undo what it writes; a thread of the SDK gives
-// way.
+// Features are written one at a time. While another thread sets the camera up, every call waits for
+// it to end, so that the set-up does not undo what the call writes; a thread of the SDK gives way.
 class FeatureAccess {
   public:
     FeatureAccess(CMyCamera& camera, const CameraConnection& connection, const StopGate& stopGate,
@@ -33,24 +32,25 @@ class FeatureAccess {
           m_notices(notices),
           m_events(events) {}
 
-    // The feature that `key` names, as text; kUnreadableFeature where it cannot be read. The status
-    // is 0 but for a camera that is lost.
+    // The feature that `key` names, as text; kUnreadableFeature if it cannot be read. Returns 0
+    // unless the camera is lost.
     [[nodiscard]] Status Read(std::string_view key, std::string& text);
-    // kNoCamera: none is open; 0 for a feature that the camera does not have; kInvalid: a text that
-    // is no number where one is wanted, a number beyond the feature's type, a stream that could not
-    // be stopped, or a call that had to give way; else the camera's own status, which is logged.
+    // kNoCamera: no camera is open; 0: also for a feature that the camera does not have; kInvalid:
+    // text that is not a number where one is expected, a number outside the feature's type, a
+    // stream that could not be stopped, or a call that gave way; otherwise the camera's own status,
+    // which is logged.
     [[nodiscard]] Status Write(std::string_view key, std::string_view value);
 
     // "TriggerOn", "TriggerOff".
     [[nodiscard]] Status SetTriggerMode(bool on);
-    // "SaveParams": the camera saves its features in its user set. kNoCamera: it did not.
+    // "SaveParams": the camera saves its features in its user set. kNoCamera: not saved.
     [[nodiscard]] Status SaveUserSet();
     // "RealTimeImgAcq".
     [[nodiscard]] Status SetRealTimeMode(bool on);
 
   private:
-    // What was last written, so that the same value is not written again; it counts only for the
-    // set-up it was written in, because a camera that is opened has values of its own.
+    // The last written value, so that it is not written again; valid only until the next set-up,
+    // because a newly opened camera has its own values.
     struct WrittenValue {
         float value = 0;
         std::uint32_t setUp = 0;
@@ -62,7 +62,7 @@ class FeatureAccess {
     [[nodiscard]] Status WriteNode(const std::string& node, KZNodeType type, std::string_view value)
         REQUIRES(m_parameterLock);
     [[nodiscard]] Status WriteFloat(const std::string& node, float value) REQUIRES(m_parameterLock);
-    // Stops a stream that must rest while the named feature changes.
+    // Stops the stream if it must not run while the named feature changes.
     [[nodiscard]] Status StopGrabbingForParam(std::string_view name) REQUIRES(m_parameterLock);
     [[nodiscard]] Status GaveWay(const char* function, std::string_view key) const;
 

@@ -1,4 +1,4 @@
-// How the keys are read and written that are more than a setting. The table of keys names them.
+// Reading and writing of the keys that are more than a setting; used by the table of keys.
 #pragma once
 
 #include "module/framework/status_codes.h"
@@ -48,7 +48,7 @@ Status TriggerProcessRunStatus(KeyContext& module, const Value& value);
 Status TriggerOn(KeyContext& module, const Value& value);
 Status TriggerOff(KeyContext& module, const Value& value);
 
-// A text that is no number leaves a setting as it was, with a log line.
+// Text that is not a number leaves the setting unchanged and is logged.
 [[nodiscard]] std::optional<std::int32_t> NumberIn(KeyContext& module, const Value& value);
 }  // namespace write
 

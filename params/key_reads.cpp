@@ -1,4 +1,4 @@
-// What the host reads: the keys that are more than a setting.
+// Reading of the keys that are more than a setting.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -24,7 +24,7 @@ constexpr char kFunction[] = "CCameraModule::GetParam";
 
 constexpr std::chrono::milliseconds kGrabStartWait{1000};
 
-// What stands for the camera list while the camera is addressed by IP.
+// The reported list length while the camera is chosen by IP address.
 constexpr std::uint32_t kListLengthByAddress = 12;
 
 constexpr std::string_view kLongModelPrefix = "KZ-HX310-4";
@@ -33,7 +33,7 @@ constexpr std::int32_t kNoCameraType = -1;
 constexpr std::int32_t kPlainCameraType = 1;
 constexpr std::int32_t kSmartCameraType = 2;
 
-// A place in "CameraPreviewInfo" that nothing counts in.
+// A field of "CameraPreviewInfo" that counts nothing.
 constexpr std::int32_t kPreviewCounter = 0;
 
 struct CameraStatistics {
@@ -157,7 +157,7 @@ Status CameraImage(KeyContext& module, Answer& answer) {
     CAM_LOG(kLogDebug, module.notices.ModuleId(), kFunction, "CameraModuleDebug:GetImage End");
     if (node.dataLength == 0) {
         if (node.capacity > 0) {
-            // A frame that the SDK converted to nothing; the host never sees its node.
+            // A frame that the SDK converted to zero bytes; the host never sees its node.
             module.store.FreeBuf(node);
         }
         return kNoImage;

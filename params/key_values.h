@@ -1,4 +1,4 @@
-// What a key is answered into and written from: the host's buffers.
+// The host's buffers that a key is read into and written from.
 #pragma once
 
 #include <algorithm>
@@ -13,13 +13,13 @@
 
 namespace cam {
 
-// The host's buffer for one answer.
+// The host's buffer for one value.
 class Answer {
   public:
     Answer(char* buffer, std::int32_t size, std::uint32_t* length)
         : m_buffer(buffer), m_size(std::max(size, 0)), m_length(length) {}
 
-    // Cut to the room, and to `most` bytes, NUL-ended.
+    // Cut to the buffer and to `most` bytes, NUL-terminated.
     void Text(std::string_view text, std::size_t most = SIZE_MAX) {
         const std::size_t room = std::min(Room(), most);
         if (room == 0) {
@@ -31,7 +31,7 @@ class Answer {
     }
     void Number(std::int32_t number) { Text(std::to_string(number)); }
 
-    // Bytes as they are, without a terminator. False, and nothing is written: they do not fit.
+    // Raw bytes without a terminator. False: they do not fit, and nothing is written.
     [[nodiscard]] bool Bytes(const void* bytes, std::size_t count) {
         if (count > Room()) {
             return false;
@@ -53,8 +53,8 @@ class Answer {
     std::uint32_t* m_length;
 };
 
-// A value as the host gave it. `size` bounds it, whether or not a NUL ends it; where the host gives
-// no size the NUL does.
+// A value as the host gave it. `size` bounds it, whether or not a NUL ends it; without a size the
+// NUL ends it.
 class Value {
   public:
     Value(const char* bytes, std::int32_t size) : m_bytes(bytes), m_size(size) {
@@ -66,7 +66,7 @@ class Value {
     [[nodiscard]] bool Bool() const { return ParseBool(m_text); }
     [[nodiscard]] std::optional<std::int32_t> Int() const { return ParseInt(m_text); }
 
-    // The bytes as a record, when they are exactly one.
+    // The bytes as a record, if they are exactly one.
     template <typename Record>
     [[nodiscard]] std::optional<Record> As() const {
         if (m_size != static_cast<std::int32_t>(sizeof(Record))) {

@@ -1,4 +1,4 @@
-// What the host writes and commands: the keys that are more than a setting.
+// Writing of the keys that are more than a setting.
 #include <string>
 
 #include "base/log.h"
@@ -123,7 +123,7 @@ Status DelRelateProc(KeyContext& module, const Value& value) {
 
 Status SoftTriggerWaitTime(KeyContext& module, const Value& value) {
     if (const auto seconds = NumberIn(module, value)) {
-        // Set once, bounded: a request under way must not wait by the value as it was given.
+        // Stored only once bounded: a request in progress must not use the raw value.
         const bool bounded = *seconds >= 0 && *seconds <= kMaxSoftTriggerWait;
         module.settings.softTriggerWaitTime.Set(bounded ? *seconds : kDefaultSoftTriggerWait);
     }
@@ -136,7 +136,7 @@ Status FreeBuf(KeyContext& module, const Value& value) {
         return kInvalid;
     }
     if (node->capacity == 0) {
-        // Not one of the pool's: a local picture, or a record that owns nothing.
+        // Not from the pool: a local picture, or a record that owns nothing.
         module.localImages.FreeDelivered(*node);
         return kOk;
     }

@@ -1,5 +1,5 @@
 // Every key of the module, one row each: its name, how it matches, its help, how it is read and how
-// it is written. What is more than a setting is in key_reads.cpp and key_writes.cpp.
+// it is written. Anything more than a setting is in key_reads.cpp and key_writes.cpp.
 #include "params/keys.h"
 
 #include <algorithm>
@@ -92,51 +92,49 @@ constexpr bool kNotForPeople = false;
 constexpr std::int32_t kMaxImageBufferCount = 100;
 constexpr std::int32_t kMaxExecuteInterval = 10'000;
 
-// By subject, which is the order of the page about them. Keys are tried in this order; the two of
-// each frame come first, so that they do not pay for the length of the table.
+// Ordered by subject, as on the printed page. Keys are tried in this order; the two used for each
+// frame come first, so that finding them is fast.
 constexpr Key kKeys[] = {
     // Images
     {{"CameraImage", kExact, Read, Record, "", "", kNotFixed,
-      "the oldest frame that waits, or one triggered and waited for",
-      "The host owns the image until FreeBuf. 0xE0000409: no image. Waits up to 1 s for the camera "
-      "to "
-      "stream first.",
+      "the oldest queued frame; with none queued, a newly triggered one",
+      "The host owns the image until FreeBuf. 0xE0000409: no image. First waits up to 1 s for the "
+      "camera to stream.",
       kNotForPeople},
      read::CameraImage,
      kNotWritten},
-    {{"FreeBuf", kExact, Write, Record, "", "size 64", kNotFixed, "gives a frame back",
-      "A record that was not given out, or was returned already, is ignored.", kNotForPeople},
+    {{"FreeBuf", kExact, Write, Record, "", "size 64", kNotFixed, "returns a frame to the module",
+      "A record that was never delivered, or was already returned, is ignored.", kNotForPeople},
      kNotRead,
      write::FreeBuf},
-    {{"ImageCacheNum", kExact, ReadWrite, Integer, "frames", "0 or less: none is kept", "50",
-      "frames that may wait; further ones are dropped", ""},
+    {{"ImageCacheNum", kExact, ReadWrite, Integer, "frames", "0 or less: keeps none", "50",
+      "capacity of the frame queue; further frames are dropped", ""},
      ReadNumber<&Settings::imageCacheNum>,
      WriteNumber<&Settings::imageCacheNum>},
-    {{"ClearCacheImage", kExact, Command, None, "", "", kNotFixed, "drops the frames that wait",
-      ""},
+    {{"ClearCacheImage", kExact, Command, None, "", "", kNotFixed, "drops the queued frames", ""},
      kNotRead,
      write::ClearCacheImage},
     {{"SoftTriggerWaitTime", kExact, ReadWrite, Integer, "s", "0 to 1000, others become 2", "2",
       "how long a request waits for its frame, in seconds",
-      "The request is a CameraImage that triggers the camera."},
+      "Applies to a read of CameraImage that triggers the camera."},
      ReadNumber<&Settings::softTriggerWaitTime>,
      write::SoftTriggerWaitTime},
     {{"SynTriggerSoftware", kExact, Command, None, "", "", kNotFixed,
       "triggers and waits up to 1 s for the frame",
-      "0xE0000001: not triggered. Without a frame it is 0 too."},
+      "0xE0000001: not triggered. Returns 0 even if no frame arrives."},
      kNotRead,
      write::SynTriggerSoftware},
-    {{"TriggerOn", kExact, Command, None, "", "", kNotFixed, "the camera waits for triggers",
-      "So it does after every open. 0xE0000410: no camera."},
+    {{"TriggerOn", kExact, Command, None, "", "", kNotFixed, "turns the camera's trigger mode on",
+      "Every open does this, too. 0xE0000410: no camera."},
      kNotRead,
      write::TriggerOn},
-    {{"TriggerOff", kExact, Command, None, "", "", kNotFixed, "the camera runs freely",
-      "0xE0000410: no camera."},
+    {{"TriggerOff", kExact, Command, None, "", "", kNotFixed,
+      "turns the camera's trigger mode off (free run)", "0xE0000410: no camera."},
      kNotRead,
      write::TriggerOff},
     {{"RealTimeImgAcq", kExact, Write, Plain, "", "", kNotFixed,
       "live view: frames bypass the module; False ends it",
-      "The camera runs freely to a multicast group."},
+      "The camera streams in free run to a multicast group."},
      kNotRead,
      write::RealTimeImgAcq},
     {{"TriggerStringEnable", kExact, ReadWrite, Switch, "", "", "False$$$$$",
@@ -149,27 +147,25 @@ constexpr Key kKeys[] = {
      WriteBool<&Settings::dropImageWhenTriggerFail>},
 
     // Choosing a camera
-    {{"EnumCamera", kExact, Command, None, "", "", kNotFixed, "looks for cameras",
-      "The answer is the camera SDK's when that fails."},
+    {{"EnumCamera", kExact, Command, None, "", "", kNotFixed, "enumerates cameras",
+      "On failure returns the camera SDK's code."},
      kNotRead,
      write::EnumCamera},
     {{"CameraName", kExact, ReadWrite, Choices, "",
       "a serial number, 0, or a list value whose second field is one", kNotFixed,
       "opens the camera of this serial number; 0 closes it",
-      "0xE0000403: no such camera; the camera SDK's code: not opened. Reads "
-      "`2$SN2$$$$Close\\rCam A (SN1)\\rCam B (SN2)` and a NUL: place and serial number of the open "
-      "camera (0: none), three empty fields, Close, and every camera's name and serial number, "
-      "with a carriage return (`\\r`) ahead of each. The length tells the full size with the NUL; "
-      "a "
-      "smaller buffer gets as much as it holds and no NUL; 67,000 bytes hold any list. While Type "
-      "is "
-      "1 nothing is written, and the length is 12. When the open camera is not on the list any "
-      "more, "
-      "reading drops it and begins the search for it, without a notice."},
+      "0xE0000403: no such camera; the camera SDK's code: not opened. Reads `2$SN2$$$$Close\\rCam "
+      "A (SN1)\\rCam B (SN2)` and a NUL: index and serial number of the open camera (0: none), "
+      "three empty fields, Close, and every camera's name and serial number, each preceded by a "
+      "carriage return (`\\r`). The length receives the full size with the NUL; a smaller buffer "
+      "gets as much as fits and no NUL; 67,000 bytes hold any list. While Type is 1 nothing is "
+      "written, and the length is 12. If the open camera is no longer on the list, reading drops "
+      "it and starts the search for it, without a notice."},
      read::CameraName,
      write::CameraName},
     {{"CheckCameraOpened", kExact, Command, None, "", "", kNotFixed,
-      "opens the chosen camera if it is not open", "It is the choice whose open failed before."},
+      "opens the chosen camera if it is not open",
+      "Retries the last selection that failed to open."},
      kNotRead,
      write::CheckCameraOpened},
     {{"Type", kExact, ReadWrite, Integer, "", "0, 1", "0",
@@ -188,41 +184,41 @@ constexpr Key kKeys[] = {
     {{"ConnectIP", kExact, ReadWrite, Plain, "", "", "False",
       "opens the camera at CameraIP; False closes it",
       "Acts while Type is 1. PixelFormat becomes Mono8, the camera's frame and line rate are "
-      "enabled, its trigger mode is on. It loads no user set and replays no saved settings, "
-      "CameraMold stays, SerialNumber and ManufacturerName become empty, and the host gets no "
-      "1030 for on-line. Reads True while a camera opened so is open. 0xE0000001: an address is "
-      "missing or none; the camera SDK's code: not opened."},
+      "enabled, its trigger mode is turned on. It loads no user set and replays no saved settings, "
+      "CameraMold stays, SerialNumber and ManufacturerName become empty, and no on-line report "
+      "1030 is sent. Reads True while a camera opened by address is open. 0xE0000001: an address "
+      "is missing or invalid; the camera SDK's code: not opened."},
      read::ConnectIP,
      write::ConnectIP},
     {{"AutoConnect", kExact, ReadWrite, Plain, "", "", "False",
-      "whether a camera opened by address is opened again after a loss", ""},
+      "reopens a camera opened by address after a loss", ""},
      ReadPlain<&Settings::autoConnect>,
      WriteBool<&Settings::autoConnect>},
     {{"ReconnectTime", kExact, ReadWrite, Integer, "s", "0: one attempt", "100",
-      "how long a lost camera is looked for, in seconds", ""},
+      "how long to search for a lost camera, in seconds", ""},
      ReadNumber<&Settings::reconnectTime>,
      WriteNumber<&Settings::reconnectTime>},
     {{"WaitForConnectingTime", kExact, ReadWrite, Integer, "ms", "0 or more", "1000",
       "how long loading waits for the camera, in ms",
-      "The default configuration file may name another value."},
+      "The default configuration file may set another value."},
      ReadNumber<&Settings::waitForConnectingTime>,
      WriteNumber<&Settings::waitForConnectingTime>},
     {{"UseGenTL", kExact, ReadWrite, Switch, "", "", "False$$$$$",
-      "cameras come through GenTL producers in place of GigE and USB3",
+      "uses GenTL producers instead of GigE and USB3",
       "A change closes the camera and is reported; switching off also clears SerialNumber."},
      read::UseGenTL,
      write::UseGenTL},
     {{"GenTLPath", kExact, ReadWrite, Text, "", "an existing path, up to 259 characters", "",
-      "where the GenTL producers are",
-      "A path that does not exist leaves the old one. Reads as UTF-8, whatever it was written in."},
+      "path of the GenTL producers",
+      "A path that does not exist is ignored. Reads as UTF-8, whatever encoding was written."},
      read::GenTLPath,
      write::GenTLPath},
 
     // Who the camera is
     {{"SerialNumber", kExact, ReadWrite, Text, "", "up to 63 characters", "",
       "serial number of the camera opened last",
-      "Empty after an open by address. A lost camera is looked for by the first 16 characters. "
-      "Writing another one closes the open camera."},
+      "Empty after an open by address. A lost camera is searched for by the first 16 characters. "
+      "Writing another number closes the open camera."},
      read::SerialNumber,
      write::SerialNumber},
     {{"ModelName", kExact, Read, Text, "", "", "", "model of the camera opened last", ""},
@@ -232,12 +228,12 @@ constexpr Key kKeys[] = {
       "Empty after an open by address."},
      read::ManufacturerName,
      kNotWritten},
-    {{"VendorName", kExact, Read, Text, "", "", "", "maker as the open camera itself tells it",
-      "Nothing is written while none is open."},
+    {{"VendorName", kExact, Read, Text, "", "", "", "maker that the open camera reports",
+      "Writes nothing while no camera is open."},
      read::VendorName,
      kNotWritten},
     {{"CameraType", kExact, Read, Text, "", "", "", "first characters of the model",
-      "5 of them, or 10 of a KZ-HX310-4, without a terminator."},
+      "5 characters, or 10 for a KZ-HX310-4, without a terminator."},
      read::CameraType,
      kNotWritten},
     {{"SmartCameraType", kExact, Read, Integer, "", "-1, 1, 2", "-1",
@@ -246,57 +242,55 @@ constexpr Key kKeys[] = {
      read::SmartCameraType,
      kNotWritten},
     {{"IOEnableElectricalLevel", kContained, ReadWrite, Integer, "", "1: inverted", "2",
-      "inversion of the I/O lines", "Those of CameraMold; applied at once and by every open."},
+      "inversion of the I/O lines",
+      "Applies to the lines of CameraMold, at once and after every open."},
      ReadNumber<&Settings::ioEnableElectricalLevel>,
      write::IOEnableElectricalLevel},
     {{"CameraMold", kContained, ReadWrite, Integer, "", "1, 2, 3", "1",
       "series: 2 KZ-RT, 3 KZ-LN (line scan), 1 any other",
-      "It is the set of I/O lines: 1 has lines 1 and 2, 2 has lines 0 to 2, 3 has lines 1 to 4. "
-      "Set "
-      "by every open but that by address."},
+      "Selects the I/O lines: 1 has lines 1 and 2, 2 has lines 0 to 2, 3 has lines 1 to 4. Set by "
+      "every open except by address."},
      ReadNumber<&Settings::cameraMold>,
      WriteNumber<&Settings::cameraMold>},
 
     // Run by camera
     {{"TriggerProcessRunStatus", kExact, ReadWrite, Plain, "", "", "True",
-      "frames are offered to procedures (run by camera)", "A change drops the frames that wait."},
+      "frames are offered to procedures (run by camera)", "A change drops the queued frames."},
      ReadPlain<&Settings::triggerProcessRunStatus>,
      write::TriggerProcessRunStatus},
     {{"AddRelateProc", kExact, Write, Text, "", "a procedure's number", kNotFixed,
-      "adds a procedure that frames are offered to",
-      "Frames are taken in once the host has announced the relation."},
+      "registers a procedure to offer frames to",
+      "Frames are accepted once the host has announced the relation."},
      kNotRead,
      write::AddRelateProc},
     {{"DelRelateProc", kExact, Write, Text, "", "a procedure's number", kNotFixed,
-      "removes a procedure that frames are offered to",
-      "Frames are taken in until the host has announced that no relation is left."},
+      "unregisters a procedure that frames are offered to",
+      "Frames are accepted until the host has announced that no relation is left."},
      kNotRead,
      write::DelRelateProc},
 
     // The camera's own memory
     {{"SaveParams", kExact, Command, None, "", "", kNotFixed,
       "saves the camera's features in its user set",
-      "That is set 1, which an open by serial number selects and loads; after an open by address "
-      "it "
-      "is the one that the camera has selected. 0xE0000410: not saved."},
+      "Uses set 1, which an open by serial number selects and loads; after an open by address, the "
+      "set that the camera has selected. 0xE0000410: not saved."},
      kNotRead,
      write::SaveParams},
 
     // Pictures from a folder
     {{"DebugMode", kExact, ReadWrite, Switch, "", "", "False$$$$$",
-      "pictures of a folder are delivered in place of the camera's", ""},
+      "delivers pictures of a folder instead of the camera's", ""},
      ReadSwitch<&Settings::debugMode>,
      WriteBool<&Settings::debugMode>},
     {{"FileFolderName", kExact, ReadWrite, Text, "", "no blanks, up to 259 characters", "",
       "folder of the pictures that DebugMode delivers",
-      "They are its files with .bmp, .jpg, .png, .jpeg or .tif in their names. The path ends at "
-      "the "
-      "first blank. 0xE0000203: missing or not to be listed."},
+      "Uses the files with .bmp, .jpg, .png, .jpeg or .tif in their names. The path ends at the "
+      "first blank. 0xE0000203: missing or cannot be listed."},
      ReadText<&Settings::fileFolderName>,
      write::FileFolderName},
     {{"AutoSwitch", kExact, ReadWrite, Switch, "", "", "True$$$$$",
       "each request delivers the next picture of the folder",
-      "The first one delivers the second picture."},
+      "The first request delivers the second picture."},
      ReadSwitch<&Settings::autoSwitch>,
      WriteBool<&Settings::autoSwitch>},
     {{"DebugImageSource", kExact, ReadWrite, Integer, "", "", "1",
@@ -333,13 +327,13 @@ constexpr Key kKeys[] = {
      kNotWritten},
     {{"LogLevel", kExact, Write, Integer, "", "1 debug, 2 information, 3 warning, 4 error",
       kNotFixed, "level of the module's log: 1 debug to 4 error",
-      "A text that is no number makes it 0."},
+      "A text that is not a number sets it to 0."},
      kNotRead,
      write::LogLevel},
-    {{"DynamicInData", kExact, Read, Text, "", "", "", "answers nothing", "", kNotForPeople},
+    {{"DynamicInData", kExact, Read, Text, "", "", "", "returns nothing", "", kNotForPeople},
      read::Nothing,
      kNotWritten},
-    {{"DynamicOutData", kExact, Read, Text, "", "", "", "answers nothing", "", kNotForPeople},
+    {{"DynamicOutData", kExact, Read, Text, "", "", "", "returns nothing", "", kNotForPeople},
      read::Nothing,
      kNotWritten},
 };
@@ -348,9 +342,9 @@ constexpr bool Matches(const ParameterInfo& row, std::string_view key) {
     return row.contained ? key.find(row.key) != key.npos : key == row.key;
 }
 
-// Cameras and hosts rely on the order in which keys are tried, reading and writing. It matters only
-// where two rows match one key: none takes the name of another, and of the two that match by being
-// contained the I/O level comes first.
+// Hosts rely on the order in which keys are tried. It matters only where two rows match one key: no
+// row matches another's name, and of the two rows that match by containment the I/O level comes
+// first.
 constexpr bool NoRowTakesAnothersName() {
     for (const Key& row : kKeys) {
         for (const Key& other : kKeys) {
@@ -393,7 +387,7 @@ constexpr auto kInfo = [] {
     return info;
 }();
 
-// The first row that has the way to exchange the key; null: it names a feature of the camera.
+// The first row that matches the key and offers this access; null: the key names a camera feature.
 template <typename Way>
 const Key* Find(std::string_view key, Way way) {
     for (const Key& row : kKeys) {

@@ -9,8 +9,8 @@
 
 namespace cam {
 
-// The module's own keys by the table; every other one names a feature of the open camera. May run
-// out of memory.
+// The module's own keys, from the table; every other key names a feature of the open camera. May
+// throw std::bad_alloc.
 class Keys {
   public:
     explicit Keys(const KeyContext& module) : m_module(module) {}

@@ -1,4 +1,4 @@
-// The filled entries of a value list, whatever count its writer left.
+// The filled entries of a value list, whatever its count field says.
 #pragma once
 
 #include <algorithm>

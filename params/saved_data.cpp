@@ -24,7 +24,7 @@ constexpr std::string_view kRelation = "AddRelateProc";
 
 constexpr auto kValueSize = static_cast<std::int32_t>(kFrameworkValueSize);
 
-// How often a load looks whether the camera grabs.
+// How often a load checks whether the camera grabs.
 constexpr std::chrono::milliseconds kGrabLook{5};
 
 template <std::size_t Size>
@@ -37,7 +37,7 @@ std::unique_ptr<ModuleParamList> CopyOf(const ModuleParamList& params) {
     return std::unique_ptr<ModuleParamList>(new (std::nothrow) ModuleParamList(params));
 }
 
-// What is replayed when the camera is opened: it chooses no camera and relates nothing.
+// For the replay when the camera is opened, which chooses no camera and relates nothing.
 void RemoveNames(ModuleParamList& params) {
     for (ModuleParamEntry& entry : EntriesOf(params)) {
         const std::string_view name = FieldText(entry.name);
@@ -75,7 +75,7 @@ void SavedData::Keep(Params params) {
 
 Status SavedData::Save(SAVE_MODULE_DATA_PARAM& record, const std::function<void()>& saveFramework) {
     const Params kept = Kept();
-    // A module whose camera is away saves what it last had, not the framework's present values.
+    // A module whose camera is away saves what it last had, not the framework's current values.
     const bool restore = kept != nullptr && !m_camera.IsOpen() && !m_connection.ClosedByUser();
     std::unique_ptr<ModuleParamList> copy;
     if (restore) {
@@ -127,7 +127,7 @@ bool SavedData::Append(ModuleParamList& params, std::string_view id) const {
     return true;
 }
 
-// Behind the present values, and nameless in their copy.
+// After the current values, and nameless in their copy.
 void SavedData::AppendRelations(ModuleParamList& params, ModuleParamList& copy) const {
     for (const std::string& id : m_receivers.Ids()) {
         if (Append(params, id) && Append(copy, id)) {
@@ -136,7 +136,7 @@ void SavedData::AppendRelations(ModuleParamList& params, ModuleParamList& copy) 
     }
 }
 
-// Each in the nameless place that it has in the kept list; one registered since behind all others.
+// Each goes into its nameless entry of the kept list; those registered since then go to the end.
 void SavedData::RestoreRelations(ModuleParamList& params) const {
     const std::uint32_t kept = EntryCount(params);
     for (const std::string& id : m_receivers.Ids()) {
@@ -173,7 +173,7 @@ void SavedData::Load(const SAVE_MODULE_DATA_PARAM& record) {
     try {
         Keep(std::move(copy));
     } catch (...) {
-        Forget();  // no memory for the shared count
+        Forget();  // out of memory for the shared count
     }
     m_reconnection.StopLastReconnect();
     for (const ModuleParamEntry& entry : EntriesOf(record.params)) {
@@ -186,7 +186,7 @@ void SavedData::Load(const SAVE_MODULE_DATA_PARAM& record) {
 }
 
 void SavedData::TakeSavedDevice(const SAVE_MODULE_DATA_PARAM& record) {
-    // The first item's name speaks for all of them.
+    // Only the first item's name is checked.
     if (record.binaryCount <= 0 || FieldText(record.binaries[0].name) != kDeviceItem) {
         return;
     }
@@ -215,8 +215,9 @@ void SavedData::WaitForSavedCamera() {
     if (!expected) {
         return;
     }
-    // By looking: the event of the grab keeper is set while no camera is open, too. A thread that
-    // the search waits for would only keep it from opening the camera.
+    // By polling, because the grab keeper's event is set while no camera is open, too. A thread
+    // that the search waits for must not wait here: it would keep the search from opening the
+    // camera.
     const Clock::time_point start = Clock::now();
     const Clock::time_point deadline = start + std::chrono::milliseconds(std::max(limit, 0));
     while (!m_camera.IsGrabbing() && Clock::now() < deadline && !m_stopGate.OthersMayWait()) {
@@ -246,8 +247,8 @@ void SavedData::Replay() {
                 m_connection.ReplayGenTL(
                     !EqualsIgnoringCase(FieldText(entry.value), SwitchText(false)));
             } else if (!name.empty() && !EqualsIgnoringCase(name.view(), kCameraName)) {
-                // A replay configures the camera that was opened; it never chooses another. What
-                // has no name any more is left out for the same reason.
+                // A replay configures the camera that was opened; it never chooses another. Entries
+                // without a name are skipped for the same reason.
                 static_cast<void>(m_setParam(name.c_str(), entry.value, kValueSize));
             }
         }

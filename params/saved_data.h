@@ -1,4 +1,4 @@
-// What the host's solution keeps of the module.
+// What the host's solution stores of the module.
 #pragma once
 
 #include <cstdint>
@@ -35,10 +35,10 @@ class SavedData {
               const Settings& settings, ModuleEvents& events, SetParamFunction setParam);
 
     // Fills the record; `saveFramework` fills its parameters with the framework's present values.
-    // The camera's record in it stays as it is while the module lives.
+    // The camera's record in it stays valid and unchanged while the module exists.
     [[nodiscard]] Status Save(SAVE_MODULE_DATA_PARAM& record,
                               const std::function<void()>& saveFramework) EXCLUDES(m_lock);
-    // Writes every parameter of the record, begins the search for its camera and waits, up to
+    // Writes every parameter of the record, starts the search for its camera and waits, up to
     // "WaitForConnectingTime", until it grabs.
     void Load(const SAVE_MODULE_DATA_PARAM& record) EXCLUDES(m_lock);
 
@@ -72,7 +72,7 @@ class SavedData {
 
     mutable Lock m_lock{LockRank::Leaf, "saved data"};
     Params m_pLoadParamRecord GUARDED_BY(m_lock);  // null: nothing loaded or saved yet
-    // Each camera's record once: a host thread may still read what another one's save handed out.
+    // One record per camera: a host thread may still read what another thread's save returned.
     std::list<CameraDeviceInfo> m_handedOut GUARDED_BY(m_lock);
 };
 

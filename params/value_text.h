@@ -1,5 +1,5 @@
-// The '$'-separated texts that parameters are exchanged in. Numbers are written the same whatever
-// locale the host has set.
+// The '$'-separated texts in which parameters are exchanged. Numbers are formatted independently of
+// the host's locale.
 #pragma once
 
 #include <cstdint>
@@ -10,12 +10,12 @@
 
 namespace cam {
 
-// A feature answer never takes more room than this, whatever the host has.
+// A feature value never takes more bytes than this, whatever the size of the host's buffer.
 inline constexpr std::int32_t kFeatureTextSize = 256;
 
 inline constexpr char kUnreadableFeature[] = "NULL$0$0$1$1$1";
 
-// What a writer reads of a value: the text before the first '$'.
+// The part of a value that a write uses: the text before the first '$'.
 [[nodiscard]] std::string_view BeforeRange(std::string_view value);
 
 [[nodiscard]] std::string IntRangeText(std::int32_t value, std::int32_t minimum,
@@ -23,7 +23,7 @@ inline constexpr char kUnreadableFeature[] = "NULL$0$0$1$1$1";
 [[nodiscard]] const char* SwitchText(bool on);  // "True$$$$$"
 [[nodiscard]] const char* PlainText(bool on);   // "True"
 
-// Camera features, and what stands for them when they cannot be read.
+// Camera features, and the text for those that cannot be read.
 [[nodiscard]] std::string FeatureText(const KZIntValue& value);
 [[nodiscard]] std::string FeatureText(const KZFloatValue& value);
 [[nodiscard]] std::string FeatureText(const KZEnumValue& value);
@@ -35,8 +35,8 @@ struct PreviewSize {
     std::int32_t width;
     std::int32_t height;
 };
-// The size, within 600 x 450, that shows a picture of `width` x `height` whole; 600 x 450 when the
-// picture's size is not known.
+// The largest size within 600 x 450 that shows a whole picture of `width` x `height`; 600 x 450 if
+// the picture's size is unknown.
 [[nodiscard]] PreviewSize PreviewSizeOf(std::uint32_t width, std::uint32_t height);
 
 }  // namespace cam

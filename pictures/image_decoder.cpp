@@ -26,7 +26,7 @@ constexpr Signature kSignatures[] = {
     {"\x89PNG\r\n\x1A\n"sv, PictureKind::Png},
     {"II*\0"sv, PictureKind::Tiff},
     {"MM\0*"sv, PictureKind::Tiff},
-    {"II+\0"sv, PictureKind::Tiff},  // the 64-bit kind of it
+    {"II+\0"sv, PictureKind::Tiff},  // BigTIFF
     {"MM\0+"sv, PictureKind::Tiff},
 };
 

@@ -15,10 +15,10 @@ struct DecodedImage {
     std::vector<std::uint8_t> pixels;  // rows top to bottom, no padding
 };
 
-// Grey pictures (also palettes of greys and 16-bit greys) give one channel, all others three;
-// 16-bit samples keep their upper 8 bits; transparency is dropped. Nothing, with the reason in
-// `error`, for a file that is missing, broken, of another kind, or whose decoded size would exceed
-// `maxBytes`. `path` as in file_system.h. Safe on any thread, several at once.
+// Grey pictures (including grey palettes and 16-bit greys) give one channel, all others three;
+// 16-bit samples keep their upper 8 bits; transparency is dropped. Returns nothing, with the reason
+// in `error`, for a file that is missing, broken, of another kind, or whose decoded size would
+// exceed `maxBytes`. `path` as in file_system.h. Safe on any thread, several at once.
 [[nodiscard]] std::optional<DecodedImage> DecodeImageFile(const std::string& path,
                                                           std::uint64_t maxBytes,
                                                           std::string& error);

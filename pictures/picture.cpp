@@ -8,7 +8,7 @@
 namespace platform {
 namespace {
 
-// Of a 16-bit sample the upper 8 bits.
+// The upper 8 bits of a 16-bit sample.
 std::uint8_t SampleAt(const PackedRow& row, std::size_t index) {
     if (row.bits == 8) {
         return row.bytes[index];

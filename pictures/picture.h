@@ -1,6 +1,6 @@
-// What the decoders of both systems share: the file that is asked for, and how stored samples
-// become the pixels of a DecodedImage. Failures are std::runtime_error with the reason;
-// DecodeImageFile turns them into its answer.
+// What the decoders of both systems share: the requested file, and the conversion of stored samples
+// to the pixels of a DecodedImage. Failures throw std::runtime_error with the reason;
+// DecodeImageFile catches it.
 #pragma once
 
 #include <array>
@@ -17,7 +17,7 @@ enum class PictureKind { Bmp, Jpeg, Png, Tiff };
 struct PictureFile {
     std::filesystem::path path;
     PictureKind kind = PictureKind::Bmp;
-    bool isGreyWithAlpha = false;  // told from the file's header: not every decoder tells it
+    bool isGreyWithAlpha = false;  // from the file's header: not every decoder reports it
     std::uint64_t maxBytes = 0;
 };
 
@@ -28,8 +28,8 @@ struct PictureFile {
 [[nodiscard]] DecodedImage MakeImage(std::uint64_t width, std::uint64_t height,
                                      std::uint32_t channels, std::uint64_t maxBytes);
 
-// What one channel of the result is made of: which of the pixel's samples, and the value that each
-// value of that sample stands for.
+// How one channel of the result is computed: which sample of the pixel, and the result for each
+// value of that sample.
 struct ChannelRule {
     std::uint32_t sample = 0;
     std::array<std::uint8_t, 256> value{};
@@ -37,14 +37,14 @@ struct ChannelRule {
 
 using Colour = std::array<std::uint8_t, 3>;  // red, green, blue
 
-// One rule a channel. `bits` a sample: 1, 2, 4, 8 or 16.
+// One rule per channel. `bits` per sample: 1, 2, 4, 8 or 16.
 [[nodiscard]] std::vector<ChannelRule> GreyRules(std::uint32_t bits, bool zeroIsWhite = false);
 [[nodiscard]] std::vector<ChannelRule> RgbRules(std::uint32_t bits);
 [[nodiscard]] std::vector<ChannelRule> PaletteRules(const std::vector<Colour>& palette);
 
 [[nodiscard]] bool IsGrey(const std::vector<Colour>& palette);
 
-// A row of samples, packed without gaps from the highest bit on; 16-bit ones in the machine's
+// A row of samples, packed without gaps from the highest bit on; 16-bit samples in native byte
 // order.
 struct PackedRow {
     const std::uint8_t* bytes = nullptr;

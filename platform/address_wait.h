@@ -1,4 +1,4 @@
-// Sleeping on a word in memory: what the events of this process are made of.
+// Sleeping on a word in memory; the base of the events in this process.
 #pragma once
 
 #include <atomic>
@@ -7,9 +7,9 @@
 
 namespace platform {
 
-// Sleeps while `word` holds `value`, for `timeout` at most. The comparison and the falling asleep
-// are one step towards WakeAllOn, so that a change followed by WakeAllOn is never missed. May
-// return early for no reason; the caller looks at the word again.
+// Sleeps while `word` holds `value`, for `timeout` at most. Comparing and falling asleep are atomic
+// with respect to WakeAllOn, so that a change followed by WakeAllOn is never missed. May wake
+// spuriously; the caller checks the word again.
 void SleepWhileEqual(const std::atomic<std::uint32_t>& word, std::uint32_t value,
                      std::chrono::nanoseconds timeout) noexcept;
 

@@ -7,7 +7,7 @@ namespace {
 
 struct Utf8Lead {
     std::size_t length = 0;           // of the whole sequence; 0: no lead byte
-    unsigned char secondLow = 0x80;   // the range of the second byte keeps out overlong forms,
+    unsigned char secondLow = 0x80;   // the range of the second byte excludes overlong forms,
     unsigned char secondHigh = 0xBF;  // surrogates and what lies beyond U+10FFFF
 };
 

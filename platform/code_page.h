@@ -1,5 +1,5 @@
 // Texts cross the host and SDK boundaries in the system's single-byte code page or in UTF-8. The
-// conversions throw std::bad_alloc and nothing else.
+// conversions throw only std::bad_alloc.
 #pragma once
 
 #include <string>
@@ -14,7 +14,8 @@ namespace platform {
 [[nodiscard]] std::string SystemToUtf8(std::string_view text);
 [[nodiscard]] std::string Utf8ToSystem(std::string_view text);
 
-// A text that may be in either: valid UTF-8 stays, anything else comes from the code page.
+// A text that may be in either encoding: valid UTF-8 is kept, anything else is converted from the
+// code page.
 [[nodiscard]] std::string AsUtf8(std::string_view text);
 
 }  // namespace platform

@@ -9,7 +9,7 @@
 namespace platform {
 namespace {
 
-// A folder may be named with a separator behind it, which not every system call takes.
+// A folder name may end with a separator, which not every system call accepts.
 std::filesystem::path WithoutTrailingSeparator(const std::filesystem::path& path) {
     return path.has_filename() || !path.has_relative_path() ? path : path.parent_path();
 }

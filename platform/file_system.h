@@ -1,6 +1,6 @@
-// Folders and files by narrow path. A path is taken as UTF-8 when it is valid UTF-8, otherwise as
-// text of the system's single-byte code page. Lack of memory counts as a path that cannot be read;
-// only JoinPath throws.
+// Folders and files by narrow path. A path is read as UTF-8 if it is valid UTF-8, otherwise as text
+// of the system's single-byte code page. Out of memory counts as a path that cannot be read; only
+// JoinPath throws.
 #pragma once
 
 #include <optional>
@@ -12,8 +12,8 @@ namespace platform {
 
 [[nodiscard]] bool PathExists(std::string_view path) noexcept;
 
-// The names (UTF-8, no folder part, "." and ".." left out) of a folder's entries in the order the
-// file system gives them; nothing when the folder cannot be listed.
+// The names of a folder's entries (UTF-8, no folder part, without "." and ".."), in the order the
+// file system lists them; nothing when the folder cannot be listed.
 [[nodiscard]] std::optional<std::vector<std::string>> ListFolder(std::string_view folder) noexcept;
 
 // `folder` + the system's separator + `name`.

@@ -1,4 +1,4 @@
-// A shared library that is loaded by its file at run time.
+// A shared library loaded from its file at run time.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 namespace platform {
 
 // Move-only owner of a loaded library; the code is unloaded with it, so nothing of the library may
-// be in use any more by then.
+// be in use by then.
 class DynamicLibrary {
   public:
     DynamicLibrary() = default;
@@ -15,14 +15,14 @@ class DynamicLibrary {
     DynamicLibrary(DynamicLibrary&& other) noexcept;
     DynamicLibrary& operator=(DynamicLibrary&& other) noexcept;
 
-    // Loads the file at `path` (UTF-8); the libraries that it needs are looked for beside it too,
-    // but not in the current folder. On failure the owner stays empty and `error` tells the
+    // Loads the file at `path` (UTF-8); the libraries that it needs are searched for next to it,
+    // too, but not in the current folder. On failure the owner stays empty and `error` receives the
     // system's reason.
     [[nodiscard]] bool Load(const std::string& path, std::string& error);
 
     [[nodiscard]] bool IsLoaded() const noexcept { return m_handle != nullptr; }
 
-    // The exported function of that name; null when there is none.
+    // The exported function of that name, or null.
     template <typename Function>
     [[nodiscard]] Function* Find(const char* name) const noexcept {
         return reinterpret_cast<Function*>(Symbol(name));
@@ -37,7 +37,7 @@ class DynamicLibrary {
     void* m_handle = nullptr;
 };
 
-// The file name that this system gives the library of that name: "libX.so", "X.dll".
+// The file name of the library on this system: "libX.so", "X.dll".
 [[nodiscard]] std::string LibraryFileName(std::string_view name);
 
 }  // namespace platform

@@ -1,4 +1,4 @@
-// A mutex that processes of the machine find by its name.
+// A mutex that processes on the machine share by name.
 #pragma once
 
 #include <string>
@@ -6,15 +6,15 @@
 namespace platform {
 
 // Holds the named mutex from construction to destruction. The wait has no time limit; a process
-// that dies while it holds the mutex releases it. Nothing of it stays on the machine once the last
-// holder or waiter is gone. Not re-entrant: a thread takes a name once.
+// that dies while it holds the mutex releases it. Nothing of it remains on the machine once the
+// last holder or waiter is gone. Not re-entrant.
 //
-// The mutex is shared by the processes of one user on Linux and of one session on Windows: a mutex
-// that others could take, they could also keep.
+// The mutex is shared by the processes of one user on Linux and of one session on Windows: others
+// who could take the mutex could also keep it.
 class NamedMutexHold {
   public:
     // `name`: letters, digits and underscores. Blocks until the mutex is owned or turns out to be
-    // unavailable: no resources, or something else stands under the name. Check Owned().
+    // unavailable: out of resources, or something else has the name. Check Owned().
     explicit NamedMutexHold(const std::string& name);
     ~NamedMutexHold();
     NamedMutexHold(const NamedMutexHold&) = delete;

@@ -8,14 +8,14 @@
 
 namespace platform {
 
-// Owner of one named mapping and this process's view of it. The name lives as long as the
-// mapping is open: on Linux the object is unlinked when it closes.
-// Errors are system error numbers (errno, GetLastError), 0 for success.
+// Owner of one named mapping and this process's view of it. The name exists while the mapping is
+// open: on Linux the object is unlinked when it closes. Errors are system error numbers (errno,
+// GetLastError), 0 for success.
 class SharedMapping {
   public:
     static constexpr std::size_t kMaxName = 64;  // with the terminator
 
-    // What Create returns where the name cannot be had, while another name could.
+    // Create's result when only the name is unavailable; another name may work.
     static const int kNameInUse;
 
     SharedMapping() = default;
@@ -23,20 +23,20 @@ class SharedMapping {
     SharedMapping(const SharedMapping&) = delete;
     SharedMapping& operator=(const SharedMapping&) = delete;
 
-    // Makes the named object with room for `size` bytes, all zero and backed by memory from the
-    // start, so that a full machine is an error here and not a fault at the first write. Readable
-    // by this user only. On Linux an object of this user that was left behind under the name is
-    // replaced; anything else there, and on Windows an object that anybody still holds open, is
-    // kNameInUse. An open mapping is closed first.
+    // Creates the named object with `size` bytes, all zero and backed by memory from the start, so
+    // that lack of memory is an error here and not a fault at the first write. Readable by this
+    // user only. On Linux an object of this user left under the name is replaced; anything else
+    // there, and on Windows an object that anybody still holds open, is kNameInUse. Closes an open
+    // mapping first.
     [[nodiscard]] int Create(const char* name, std::uint64_t size);
 
-    // Opens an object that another owner made, for reading; it is not unlinked by this one. An open
-    // mapping is closed first. On Linux only objects of this user are opened.
+    // Opens an object that another owner created, for reading; does not unlink it. Closes an open
+    // mapping first. On Linux opens only objects of this user.
     [[nodiscard]] int Open(const char* name);
 
     // Maps the whole object, once per Create or Open, and populates its pages, so that the first
-    // frame does not pay for them. The view of an object that was opened for reading must not be
-    // written. On Linux a mapped object takes no file descriptor.
+    // frame does not pay for them. The view of an object opened for reading must not be written. On
+    // Linux a mapped object holds no file descriptor.
     [[nodiscard]] int Map();
 
     // Both are harmless when there is nothing to undo.
@@ -46,7 +46,7 @@ class SharedMapping {
     [[nodiscard]] bool IsOpen() const noexcept { return m_open; }
     [[nodiscard]] std::byte* View() const noexcept { return m_view; }
 
-    // Of an object opened for reading on Windows: 0 until it is mapped, then rounded up to pages.
+    // For an object opened for reading on Windows: 0 until it is mapped, then rounded up to pages.
     [[nodiscard]] std::uint64_t Size() const noexcept { return m_size; }
 
   private:
@@ -63,13 +63,13 @@ class SharedMapping {
     char m_name[kMaxName] = {};
 };
 
-// The id of the process that made the object of that name; nothing for a name of another kind.
+// The id of the process that created the object of that name; nothing for other names.
 using OwnerOfName = std::optional<std::uint32_t> (*)(std::string_view name);
 
-// Removes this user's objects that were made by SharedMapping::Create in processes that are gone,
-// told by their names. A process of another container that shares the objects' folder counts as
-// alive while it has an object. What cannot be told or removed is left. On Windows the system
-// removes such objects itself and this does nothing.
+// Removes this user's objects that SharedMapping::Create made in processes that are gone, as their
+// names tell. A process of another container that shares the objects' folder counts as alive while
+// it has an object. Anything uncertain or not removable is left. On Windows the system removes such
+// objects itself and this does nothing.
 void RemoveObjectsOfDeadProcesses(OwnerOfName ownerOf) noexcept;
 
 }  // namespace platform

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds the release preset and prints what the module costs: a line per figure,
-# "name: value unit goal", as it is measured, and a table of all at the end. `bench.sh --markdown`
-# prints the table alone, with the machine, as docs/performance.md has it. `bench.sh NAME...`: only
-# these programs (frame_path_bench, host_bench, conversion_bench, gige_bench).
+# Builds the release preset and prints the cost of the module: a line per figure, "name: value unit
+# goal", once measured, and a table of all at the end. `bench.sh --markdown` prints only the table
+# and the machine, as in docs/performance.md. `bench.sh NAME...` runs only these programs
+# (frame_path_bench, host_bench, conversion_bench, gige_bench).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -21,7 +21,8 @@ source scripts/build_and_test.sh
 preset=linux-release
 build=build/$preset
 run_quietly cmake --preset "$preset"
-# Not every program can be built everywhere: that of real cameras needs Aravis.
+# Not every program can be built everywhere: the one for real cameras needs
+# Aravis.
 known=$(cmake --build --preset "$preset" --target help)
 runnable=()
 for program in "${programs[@]}"; do

@@ -1,5 +1,5 @@
-# shellcheck shell=bash
-# What test.sh and check.sh share; to be sourced from the project's folder.
+# shellcheck shell=bash Shared by test.sh and check.sh; source it from the
+# project's folder.
 
 run_quietly() {
     local log
@@ -13,7 +13,8 @@ run_quietly() {
     rm -f "$log"
 }
 
-# A Wine of the project's own, so that the user's is left alone; ended with its programs.
+# The project's own Wine prefix, so that the user's is not touched; ended together with
+# its programs.
 start_wine() {
     export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
     mkdir -p "$WINEPREFIX"
@@ -26,8 +27,8 @@ stop_wine() { wineserver -k 2>/dev/null || true; }
 
 sanitizer_report='(WARNING|ERROR): (Address|Leak|Thread)Sanitizer:|runtime error:'
 
-# build_and_test PRESET: configures, builds and runs the tests; a line a test, and the output of what
-# fails. The caller has pipefail set.
+# build_and_test PRESET: configures, builds and runs the tests; prints a line per test and the output
+# of failures. The caller must have pipefail set.
 build_and_test() {
     local preset=$1 status=0
     echo "== $preset"
@@ -36,9 +37,9 @@ build_and_test() {
     if [[ "$preset" == mingw ]]; then
         start_wine || return 1
     fi
-    # Most tests wait more than they work: for a camera, a time-out, another process. What fails beside
-    # others is asked again alone, where no busy machine loses a camera's packets; it must hold there.
-    # Not so what a sanitizer reports: a race that shows only beside others is one all the same.
+    # Most tests mainly wait: for a camera, a time-out, another process. A test that fails in parallel
+    # is run again alone, where no busy machine loses a camera's packets, and must pass there.
+    # Sanitizer reports are not retried: a race that shows only in parallel is still a race.
     local log=build/$preset/beside_others.log
     ctest --preset "$preset" --parallel 4 --no-tests=error | tee "$log" |
         grep '% tests passed\| Test  *#' || status=1

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What tests alone do not show: the format, memory and thread errors, locks that are not held, and
-# what the linter finds.
+# Checks beyond the tests: format, memory and thread errors, locks that are not held, and the
+# linter.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -25,14 +25,14 @@ check_rooms() {
     scripts/check_rooms.sh
 }
 
-# Thread-safety attributes are clang's; so are warnings that g++ has not.
+# Thread-safety attributes need clang, as do warnings that g++ lacks.
 check_locks() {
     echo "== linux-analysis"
     run_quietly cmake --preset linux-analysis -DBUILD_TESTING=OFF &&
         run_quietly cmake --build --preset linux-analysis
 }
 
-# One file a run: the check of va_list arguments goes wrong in the second.
+# One file per run: the check of va_list arguments misreports from the second file on.
 check_lint() {
     echo "== clang-tidy"
     git ls-files -z 'module/*.cpp' 'params/*.cpp' 'imaging/*.cpp' 'camera/*.cpp' 'base/*.cpp' \

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Holds the includes to the order of the rooms in docs/architecture.md (the block ```rooms). There,
-# a line is a level: one or more folders, then what they are for, which may begin with a mark:
+# Checks that includes follow the order of the rooms in docs/architecture.md (the block ```rooms).
+# There, a line is a level: one or more folders, then their purpose, which may begin with a mark:
 #   [boundary]  declares what others implement or call: includes boundary headers only
-#   [apart]     knows nothing but itself and the boundary headers
+#   [apart]     includes only itself and the boundary headers
 # A file belongs to the room that is the longest prefix of its path, and includes only files of its
-# own room or of lower levels. What cmake/install.cmake installs is a boundary header wherever it
-# stands. Only module/ includes camera_module.h.
+# own room or of lower levels. Headers installed by cmake/install.cmake are boundary headers
+# wherever they are. Only module/ includes camera_module.h.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 

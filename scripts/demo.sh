@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Grabs from a GigE Vision camera through the module: starts one, a process of its own that speaks
-# the protocol on the loopback interface, lists it, takes 100 frames by software trigger and 100 as
-# it sends them, and saves some as PNG. Leaves nothing behind but the pictures.
+# Grabs from a GigE Vision camera through the module: starts a camera process that speaks the
+# protocol on the loopback interface, lists it, grabs 100 frames by software trigger and 100 as it
+# sends them, and saves some as PNG. Leaves only the pictures behind.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -15,7 +15,7 @@ camera_program=arv-fake-gv-camera-0.8
 
 scratch=$(mktemp -d)
 camera=
-# By its own process id, whatever ends the script.
+# Stops the camera by its process id, however the script ends.
 stop_camera() {
     if [[ -n "$camera" ]]; then
         kill "$camera" 2>/dev/null || true
@@ -48,8 +48,7 @@ quietly cmake --build "$build" --target camera_host CameraModule
 host=$build/bin/camera_host
 shared_memory >"$scratch/before"
 
-# start_camera ADDRESS: fails where the camera does not come up, as at an address that another one
-# has.
+# start_camera ADDRESS: fails if the camera does not start, for example because its address is taken.
 start_camera() {
     local address=$1
     command -v "$camera_program" >/dev/null || return 1

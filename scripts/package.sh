@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the packages an integrator installs, and their debug symbols apart: in dist/,
+# Makes the packages an integrator installs, with separate debug symbols: in dist/,
 # camera-module-<version>-win64.zip and -win64-symbols.zip, and .tar.gz likewise for Linux.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -15,7 +15,7 @@ rm -rf "$stage"
 mkdir -p "$dist"
 
 # split_symbols PREFIX NAME: moves the symbols of each program and library of the package to a .debug
-# file at the same place of the symbol package, and leaves the name of that file behind.
+# file at the same path of the symbol package, and links to it by name.
 split_symbols() {
     local prefix=$1 name=$2 file
     while IFS= read -r file; do

@@ -4,7 +4,7 @@
 # `setup.sh bench` what the benchmarks compare the module with.
 set -euo pipefail
 
-# libusb and libxml2 are asked for by the pkg-config files of libaravis-dev, which does not bring them all.
+# The pkg-config files of libaravis-dev require libusb and libxml2, which it does not install.
 demo=(g++ cmake ninja-build pkg-config libaravis-dev libusb-1.0-0-dev libxml2-dev zlib1g-dev
     aravis-tools libstb-dev libtiff-dev libjpeg-dev libcli11-dev nlohmann-json3-dev)
 test=("${demo[@]}" binutils googletest g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64

@@ -1,4 +1,4 @@
-// One replaceable callback with a firm promise: once it has been replaced, nobody runs it any more.
+// One replaceable callback: once it has been replaced, no thread runs the old one any more.
 #pragma once
 
 #include <condition_variable>
@@ -8,8 +8,8 @@
 
 namespace standins {
 
-// Holds a copy of `Callback` (a function pointer, or a struct of them with their user data). It is
-// run with no lock held, by any number of threads at once, and may itself replace the callback.
+// Holds a copy of `Callback` (a function pointer, or a struct of them with their user data). It
+// runs with no lock held, on any number of threads at once, and may itself replace the callback.
 template <typename Callback>
 class CallbackSlot {
   public:
@@ -17,9 +17,9 @@ class CallbackSlot {
     CallbackSlot(const CallbackSlot&) = delete;
     CallbackSlot& operator=(const CallbackSlot&) = delete;
 
-    // Returns when no other thread is inside an earlier callback. A caller that stands inside one
-    // itself does not wait for its own calls, nor for other callbacks that wait here like itself:
-    // of two callbacks that replace each other at the same time, neither could ever return.
+    // Returns when no other thread is inside an earlier callback. A caller inside a callback does
+    // not wait for its own calls, nor for other callbacks that wait here: two callbacks that
+    // replace each other at the same time would never return.
     void Replace(const Callback& callback) {
         std::unique_lock lock(m_mutex);
         m_callback = callback;
@@ -32,7 +32,7 @@ class CallbackSlot {
         MarkOwnCalls(false);
     }
 
-    // Runs `use(callback)` with a copy of the present callback.
+    // Runs `use(callback)` with a copy of the current callback.
     template <typename Use>
     auto Run(Use&& use) {
         Call call(*this);
@@ -41,7 +41,7 @@ class CallbackSlot {
 
   private:
     // One run in progress: on the stack of its thread, so that it allocates nothing, and in the
-    // slot's list while it lasts.
+    // slot's list until it ends.
     struct Call {
         explicit Call(CallbackSlot& in) : slot(in) {
             const std::lock_guard lock(slot.m_mutex);
@@ -87,7 +87,7 @@ class CallbackSlot {
         return inside;
     }
 
-    // For a caller inside a callback, whose own calls are marked as waiting, those do not count.
+    // If the caller is inside a callback, calls marked as waiting, such as its own, do not count.
     [[nodiscard]] bool AnyInsideBefore(std::uint64_t generation, bool callerInside) const {
         for (const Call* call = m_calls; call != nullptr; call = call->next) {
             const bool excused = callerInside && call->waiting;

@@ -1,11 +1,11 @@
 // The camera SDK `KZCameraControl` as the module uses it. Little-endian, 64-bit; texts are
-// NUL-ended in the system's single-byte code page unless said otherwise.
+// NUL-terminated in the system's single-byte code page unless noted otherwise.
 //
 // Every function returns 0 or an error code. Any thread may call any function; the SDK serialises
 // the calls of one handle. Callbacks come on threads of the SDK: frames one at a time per camera.
 // Stopping, closing and destroying a handle wait until a frame callback in progress has returned
-// (called from within that callback they would wait for themselves). A handle may be destroyed from
-// within its exception callback.
+// (called from inside that callback they would deadlock). A handle may be destroyed from inside its
+// exception callback.
 #pragma once
 
 #include <cstddef>
@@ -15,9 +15,9 @@ using KZHandle = void*;
 
 inline constexpr std::uint32_t KZ_CC_OK = 0;
 inline constexpr std::uint32_t KZ_CC_E_HANDLE = 0x80000001;         // no such handle
-inline constexpr std::uint32_t KZ_CC_E_PARAMETER = 0x80000002;      // null or senseless argument
+inline constexpr std::uint32_t KZ_CC_E_PARAMETER = 0x80000002;      // null or invalid argument
 inline constexpr std::uint32_t KZ_CC_E_CALL_ORDER = 0x80000003;     // not in this state
-inline constexpr std::uint32_t KZ_CC_E_RESOURCE = 0x80000004;       // out of memory or buffer room
+inline constexpr std::uint32_t KZ_CC_E_RESOURCE = 0x80000004;       // memory or buffer too small
 inline constexpr std::uint32_t KZ_CC_E_NOT_SUPPORTED = 0x80000005;  // not by this camera or format
 inline constexpr std::uint32_t KZ_CC_E_NO_DATA = 0x80000006;
 inline constexpr std::uint32_t KZ_CC_E_NODE_MISSING = 0x80000101;  // no such feature
@@ -25,7 +25,7 @@ inline constexpr std::uint32_t KZ_CC_E_NODE_RANGE = 0x80000102;    // value outs
 inline constexpr std::uint32_t KZ_CC_E_NODE_ACCESS = 0x80000103;   // not writable or readable now
 inline constexpr std::uint32_t KZ_CC_E_NODE_TYPE = 0x80000104;     // feature is of another type
 inline constexpr std::uint32_t KZ_CC_E_OPEN_REFUSED = 0x80000201;  // another user has control
-inline constexpr std::uint32_t KZ_CC_E_DEVICE_LOST = 0x80000206;   // the camera does not answer
+inline constexpr std::uint32_t KZ_CC_E_DEVICE_LOST = 0x80000206;   // the camera does not respond
 
 inline constexpr std::uint32_t KZ_TRANSPORT_GIGE = 1;
 inline constexpr std::uint32_t KZ_TRANSPORT_USB3 = 4;
@@ -163,9 +163,9 @@ struct GenTLDeviceList {
     GenTLDeviceInfo* devices[KZ_MAX_DEVICES];
 };
 
-// Tells of one frame; the record and the pixels are valid during the callback only.
+// Describes one frame; the record and the pixels are valid during the callback only.
 struct FrameOutInfo {
-    std::uint16_t width;      // pixels a line
+    std::uint16_t width;      // pixels per line
     std::uint16_t height;     // lines
     std::uint32_t pixelType;  // pixel_format.h
     std::uint32_t frameNumber;
@@ -306,7 +306,7 @@ using KZEventCallback = void (*)(KZEventInfo* event, void* user);
 
 // `transportMask`: KZ_TRANSPORT_... or-ed.
 std::uint32_t KZ_CC_EnumDevices(std::uint32_t transportMask, KZDeviceList* list);
-// `path`: where the GenTL producers are, in the system's single-byte code page.
+// `path`: that of the GenTL producers, in the system's single-byte code page.
 std::uint32_t KZ_CC_EnumInterfacesByGenTL(GenTLInterfaceList* list, const char* path);
 std::uint32_t KZ_CC_EnumDevicesByGenTL(const GenTLInterfaceInfo* interfaceInfo,
                                        GenTLDeviceList* list);
@@ -322,7 +322,7 @@ std::uint32_t KZ_CC_CloseDevice(KZHandle handle);
 std::uint32_t KZ_CC_StartGrabbing(KZHandle handle);
 // Harmless on an open camera that does not grab.
 std::uint32_t KZ_CC_StopGrabbing(KZHandle handle);
-// A null callback unregisters. Registering waits for nothing: a frame callback in progress goes on.
+// A null callback unregisters. Does not wait: a frame callback in progress continues.
 std::uint32_t KZ_CC_RegisterImageCallBackEx(KZHandle handle, KZImageCallback callback, void* user);
 std::uint32_t KZ_CC_RegisterExceptionCallBack(KZHandle handle, KZExceptionCallback callback,
                                               void* user);
@@ -346,7 +346,7 @@ std::uint32_t KZ_CC_SetCommandValue(KZHandle handle, const char* name);
 std::uint32_t KZ_CC_GetWidth(KZHandle handle, KZIntValue* value);
 std::uint32_t KZ_CC_GetHeight(KZHandle handle, KZIntValue* value);
 
-// Bytes; below 1 when it cannot be found out.
+// In bytes; below 1 when it cannot be determined.
 std::int32_t KZ_CC_GetOptimalPacketSize(KZHandle handle);
 std::uint32_t KZ_GIGE_SetTransmissionType(KZHandle handle, const KZTransmissionType* type);
 std::uint32_t KZ_CC_GetAllMatchInfo(KZHandle handle, KZMatchInfo* info);

@@ -48,4 +48,9 @@ MachineLimits AskMachine() {
     return limits;
 }
 
+void LowerThreadPriority() {
+    constexpr int kNice = 10;
+    (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), kNice);
+}
+
 }  // namespace host

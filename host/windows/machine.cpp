@@ -14,4 +14,8 @@ MachineLimits AskMachine() {
     return limits;
 }
 
+void LowerThreadPriority() {
+    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_BELOW_NORMAL);
+}
+
 }  // namespace host

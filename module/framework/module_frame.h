@@ -9,7 +9,7 @@ inline constexpr std::size_t kFrameworkNameSize = 260;
 inline constexpr std::size_t kFrameworkValueSize = 1024;
 inline constexpr std::uint32_t kFrameworkMaxEntries = 256;
 
-// One parameter: NUL-ended name and value. The tail belongs to the framework.
+// One parameter: NUL-terminated name and value. The tail belongs to the framework.
 struct ModuleParamEntry {
     char name[kFrameworkNameSize];
     char value[kFrameworkValueSize];
@@ -29,7 +29,7 @@ static_assert(offsetof(ModuleParamList, entries) == 4);
 struct ModuleBinaryItem {
     char name[kFrameworkNameSize];
     std::uint32_t reserved0;
-    const void* data;  // owned by whoever filled the record, valid until its next save
+    const void* data;  // owned by the side that filled the record, valid until its next save
     std::uint32_t length;
     std::uint32_t reserved1;
 };
@@ -52,19 +52,19 @@ static_assert(offsetof(SAVE_MODULE_DATA_PARAM, hasModuleData) == 361'608);
 static_assert(offsetof(SAVE_MODULE_DATA_PARAM, binaryCount) == 361'616);
 static_assert(offsetof(SAVE_MODULE_DATA_PARAM, binaries) == 361'624);
 
-// What CQ_M_GetModuleNodeInfo tells of a module; the module keeps it and reads nothing of it.
+// What CQ_M_GetModuleNodeInfo returns about a module; the module stores it and never reads it.
 struct ModuleNodeInfo {
     std::uint8_t frameworkData[648];
 };
 static_assert(sizeof(ModuleNodeInfo) == 648);
 
-// Base of every user module. The host calls the virtual operations on its own threads, several at
-// once if it likes. Every operation returns a 32-bit status, 0 for success.
+// Base of every user module. The host calls the virtual operations on its own threads, possibly
+// several at once. Every operation returns a 32-bit status, 0 for success.
 //
-// On Windows its binary interface is MSVC's, whichever compiler builds. MSVC's table of virtual
+// On Windows its binary interface is MSVC's, whichever compiler is used. MSVC's table of virtual
 // functions has one entry for the destructor, GCC's has two, so for GCC slot 0 is an ordinary
-// virtual function and the destructor stays out of the table. Who derives from it with GCC derives
-// from UserModule below and links module/framework/mingw/base_class.cpp.
+// virtual function and the destructor stays out of the table. With GCC, derive from UserModule
+// below and link module/framework/mingw/base_class.cpp.
 class CAbstractUserModule {
   public:
     CAbstractUserModule();
@@ -78,17 +78,17 @@ class CAbstractUserModule {
     virtual ~CAbstractUserModule();
 #endif
 
-    // Kept for the order of the operations; does nothing and returns 0.
+    // Keeps the slot order; does nothing and returns 0.
     virtual std::uint32_t Reserved();
 
-    // Answers `key` with text (or a binary record, where a key says so) in `value`, a buffer of
-    // `size` bytes; `length` is written by the few keys that say so.
+    // Writes the value of `key` as text (or a binary record, for keys that say so) into `value`, a
+    // buffer of `size` bytes; only the few keys that say so write `length`.
     virtual std::uint32_t GetParam(const char* key, char* value, std::int32_t size,
                                    std::uint32_t* length);
     // Sets or commands `key`; `value` holds `size` bytes.
     virtual std::uint32_t SetParam(const char* key, const char* value, std::int32_t size);
     virtual std::uint32_t GetCurrentConfig(ModuleParamList* list);
-    // The base fills the parameter half of the record with the framework's present values.
+    // The base fills the parameter half of the record with the framework's current values.
     virtual std::uint32_t SaveModuleData(SAVE_MODULE_DATA_PARAM* record);
     virtual std::uint32_t LoadModuleData(SAVE_MODULE_DATA_PARAM* record);
     virtual std::uint32_t Init();
@@ -104,8 +104,7 @@ class CAbstractUserModule {
 };
 static_assert(sizeof(CAbstractUserModule) == 16, "table of operations, then the handle");
 
-// What a module derives from, as `class M : public UserModule<M>`, and how it is destroyed and
-// freed through slot 0.
+// Base of a module, as `class M : public UserModule<M>`; destroys and frees it through slot 0.
 #ifdef __MINGW32__
 inline constexpr std::uint32_t kFreeModule = 1;
 
@@ -140,10 +139,10 @@ inline void DeleteModule(CAbstractUserModule* module) {
 
 using NotifyEventCallback = std::uint32_t (*)(std::int32_t event, void* argument, void* context);
 
-// Event 1: the relations between modules changed; receivers are to be looked up anew.
+// Event 1: the relations between modules changed; look the receivers up again.
 inline constexpr std::int32_t kNotifyRelationsChanged = 1;
 
-// A module made for this cause is not to look for cameras.
+// A module created for this cause must not enumerate cameras.
 inline constexpr std::int32_t kCreateCauseNoEnumeration = 2;
 
 // Report codes of CQ_M_ReportData.
@@ -158,7 +157,7 @@ inline constexpr std::int32_t kBinaryCameraState = 11000;
 inline constexpr std::uint32_t kGlobalCameraNumPattern = 0xCACACACA;
 inline constexpr char kModuleConfigFile[] = "GlobalCameraModuleAlgorithm.xml";
 
-// All return a 32-bit status, 0 for success; texts are NUL-ended, lengths exclude the NUL.
+// All return a 32-bit status, 0 for success; texts are NUL-terminated, lengths exclude the NUL.
 extern "C" {
 std::uint32_t CQ_M_GetModuleId(void* handle, std::int32_t* moduleId);
 std::uint32_t CQ_M_GetCreateModuleCause(void* handle, std::int32_t* cause);
@@ -175,7 +174,7 @@ std::uint32_t CQ_M_NotifyDecGlobalCameraNum(void* handle, std::int32_t count,
 std::uint32_t CQ_M_SetNotifyEventCallback(void* handle, NotifyEventCallback callback,
                                           void* context);
 std::uint32_t CQ_M_GetModuleNodeInfo(std::int32_t moduleId, ModuleNodeInfo* info);
-// The number of buffer nodes the platform asks for.
+// The number of buffer nodes that the platform requests.
 std::uint32_t CQ_M_GetBufferNodeNum(std::uint32_t* number);
 std::uint32_t CQ_M_ReportData(void* handle, std::uint32_t code, const char* text,
                               std::uint32_t length);

@@ -1,5 +1,5 @@
 // The module's 32-bit status codes. Codes of the camera SDK and of the framework are passed through
-// unchanged beside them.
+// unchanged.
 #pragma once
 
 #include <cstdint>

@@ -11,7 +11,7 @@ bool Xalog_ShouldLog(std::int32_t level);
 // Writes one line, printf-style; the library adds time and line end.
 [[gnu::format(printf, 2, 3)]] void Xalog_LogPrint(std::int32_t level, const char* format, ...);
 
-// The level in force: lines below it are dropped.
+// The current level: lines below it are dropped.
 std::int32_t Xalog_GetCurrentLevel();
 void Xalog_ResetLevel(std::int32_t level);
 

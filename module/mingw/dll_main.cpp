@@ -1,7 +1,7 @@
-// Gives back what the run-time library, which is linked in, would leave in the host at an unload:
+// Frees what the statically linked run-time library would leave in the host at an unload:
 // winpthreads' record of the unloading thread, which holds two handles, and the 70 KiB that
-// libstdc++ keeps for exceptions. Nothing is done at a load, nor at the end of the process, where
-// the system has stopped the other threads wherever they were.
+// libstdc++ keeps for exceptions. Does nothing at a load, nor at process exit, where the system has
+// stopped the other threads wherever they were.
 #include <windows.h>
 
 namespace __gnu_cxx {

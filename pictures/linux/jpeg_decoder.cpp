@@ -4,7 +4,7 @@
 #include <memory>
 #include <stdexcept>
 
-// The library's header leans on <cstdio>.
+// The library's header needs <cstdio>.
 #include <jerror.h>
 #include <jpeglib.h>
 
@@ -17,8 +17,8 @@ struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// The library reports an error by a function that must not return. `base` comes first, because the
-// library hands out its address.
+// The library reports an error through a function that must not return. `base` comes first, because
+// the library passes its address.
 struct ErrorState {
     jpeg_error_mgr base{};
     std::jmp_buf leave{};
@@ -36,8 +36,8 @@ ErrorState& StateOf(j_common_ptr info) {
     std::longjmp(state.leave, 1);
 }
 
-// Most warnings are about bytes that a decoder passes over; the one about the end of the file means
-// that pixels are missing.
+// Most warnings are about bytes that a decoder skips; the one about the end of the file means that
+// pixels are missing.
 void NoteWarning(j_common_ptr info, int level) {
     if (level < 0 && info->err->msg_code == JWRN_JPEG_EOF) {
         StateOf(info).isCutShort = true;
@@ -92,8 +92,8 @@ class JpegReader {
     }
 
   private:
-    // Calls the library; its error becomes an exception here, outside its own frames. A step may
-    // hold nothing that needs destroying.
+    // Calls the library; its error becomes an exception here, outside its own stack frames. A step
+    // must not hold objects with destructors.
     template <typename Step>
     void Call(Step step) {
         if (setjmp(m_errors.leave) != 0) {

@@ -1,4 +1,4 @@
-// The decoders behind DecodePicture, one a library.
+// The decoders behind DecodePicture, one per library.
 #pragma once
 
 #include "pictures/picture.h"

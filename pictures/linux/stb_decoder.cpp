@@ -13,8 +13,8 @@
 namespace platform {
 namespace {
 
-// A few compressed bytes can stand for gigabytes. The library takes its memory here, no block of it
-// larger than the picture at hand explains.
+// A few compressed bytes can expand to gigabytes. The library allocates its memory here, with no
+// block larger than the current picture justifies.
 thread_local std::size_t t_largestBlock = 0;
 
 void* Reallocate(void* block, std::size_t size) {
@@ -37,8 +37,7 @@ void* Reallocate(void* block, std::size_t size) {
 namespace platform {
 namespace {
 
-// Reads a file and notices when more is asked for than it holds: the library itself takes zeros
-// for what is missing.
+// Reads a file and detects reads beyond its end: the library itself substitutes zeros.
 class Source {
   public:
     explicit Source(const std::filesystem::path& path) : m_file(std::fopen(path.c_str(), "rb")) {
@@ -104,10 +103,10 @@ std::uint32_t BigEndian(const std::uint8_t* bytes) {
 }
 
 // The library delivers the colours of a palette picture, not the palette; the two functions below
-// read that, so as to know whether the colours are greys. Empty: the picture has none.
+// read the palette, to find out whether the colours are greys. Empty: the picture has none.
 std::vector<Colour> ReadBmpPalette(Source& source) {
     constexpr std::uint32_t kFileHeader = 14;
-    constexpr std::uint32_t kOldInfoHeader = 12;  // its sizes have 16 bits, its colours 3 bytes
+    constexpr std::uint32_t kOldInfoHeader = 12;  // 16-bit sizes, 3-byte colours
     std::array<std::uint8_t, 30> header{};
     source.SeekTo(0);
     source.Read(header.data(), header.size());
@@ -170,7 +169,7 @@ std::vector<Colour> ReadPalette(const PictureFile& file) {
     return file.kind == PictureKind::Bmp ? ReadBmpPalette(source) : ReadPngPalette(source);
 }
 
-// The library may quote the bytes that it stumbles over; only plain text is passed on.
+// The library may quote the offending bytes; only plain text is passed on.
 [[noreturn]] void Fail() {
     const char* const told = stbi_failure_reason();
     const std::string reason = told != nullptr ? told : "";
@@ -193,7 +192,7 @@ DecodedImage DecodeBmpOrPng(const PictureFile& file) {
     if (!stbi_info_from_callbacks(&kCallbacks, &header, &width, &height, &stored)) {
         Fail();
     }
-    // A BMP file that is stored from top to bottom says so by a negative height.
+    // A negative height marks a BMP file stored from top to bottom.
     const auto columns = std::uint64_t(std::abs(std::int64_t{width}));
     const auto rows = std::uint64_t(std::abs(std::int64_t{height}));
     if (columns > STBI_MAX_DIMENSIONS || rows > STBI_MAX_DIMENSIONS) {
@@ -204,8 +203,8 @@ DecodedImage DecodeBmpOrPng(const PictureFile& file) {
     const std::uint32_t channels = isGrey ? 1 : 3;
     DecodedImage image = MakeImage(columns, rows, channels, file.maxBytes);
 
-    // At most 8 bytes a pixel and a little more a row, in buffers that grow by doubling; the
-    // compressed bytes are gathered in such a block too.
+    // At most 8 bytes per pixel and a little more per row, in buffers that grow by doubling; the
+    // compressed bytes are collected in such a block, too.
     constexpr std::uint64_t kBytesPerPixel = 16;
     t_largestBlock = kBytesPerPixel * (columns + 1) * (rows + 1) + 2 * fileSize + kTables;
     Source source(file.path);

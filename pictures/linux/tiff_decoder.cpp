@@ -14,10 +14,10 @@
 namespace platform {
 namespace {
 
-// What the library may take beyond the picture itself: tiles that stand out over its edge, tables.
+// What the library may allocate beyond the picture itself: tiles that extend past its edge, tables.
 constexpr std::uint64_t kSlack = 16U << 20;
 
-// Of the library's messages the first error is kept: it is the cause of those that follow.
+// Keeps the library's first error, which causes those that follow.
 struct Reason {
     std::array<char, 256> text{};
 
@@ -26,7 +26,7 @@ struct Reason {
         if (text[0] == '\0') {
             std::vsnprintf(text.data(), text.size(), format, arguments);
         }
-        return 1;  // the process's own handlers need not hear of it
+        return 1;  // do not call the process's own handlers
     }
     static int Drop(TIFF*, void*, const char*, const char*, va_list) { return 1; }
 };
@@ -85,7 +85,7 @@ class TiffReader {
     }
 
     // How the plain layouts are read; none for the others, which the library converts as a whole.
-    // It is not asked for the plain ones because it rounds 16-bit colours and darkens transparent
+    // It does not convert the plain ones, because it rounds 16-bit colours and darkens transparent
     // pixels.
     [[nodiscard]] std::vector<ChannelRule> Rules() const {
         const bool plainBits =
@@ -193,13 +193,13 @@ class TiffReader {
 
     DecodedImage DecodeByLibrary() {
         TIFF* const tiff = m_tiff.get();
-        std::array<char, 1024> reason{};  // the size that the library asks for
+        std::array<char, 1024> reason{};  // the size that the library requires
         if (TIFFRGBAImageOK(tiff, reason.data()) == 0) {
             throw std::runtime_error(reason.data());
         }
         DecodedImage image = MakeImage(m_width, m_height, 3, m_maxBytes);
         std::vector<std::uint32_t> raster(std::size_t{m_width} * m_height);
-        // Asked for in the orientation it is stored in, nothing is turned.
+        // Requested in its stored orientation, so that nothing is rotated.
         const int stored = Field<std::uint16_t>(TIFFTAG_ORIENTATION);
         constexpr int kStopAtErrors = 1;
         if (TIFFReadRGBAImageOriented(tiff, m_width, m_height, raster.data(), stored,

@@ -25,8 +25,8 @@ void Check(HRESULT result, const char* what) {
     }
 }
 
-// COM for the calling thread while a picture is decoded. A thread that has it in another mode is
-// served in that one.
+// COM for the calling thread while a picture is decoded. A thread that has initialised COM in
+// another mode keeps that mode.
 class ComSession {
   public:
     ComSession() : m_entered(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
@@ -42,8 +42,8 @@ class ComSession {
     const bool m_entered;
 };
 
-// The pixel formats that are read as they are stored. All others the system converts to BGR; not
-// these, because it would round 16-bit samples and lose that a picture is grey.
+// The pixel formats that are read as stored. The system converts all others to BGR; not these,
+// because it would round 16-bit samples and lose that a picture is grey.
 struct StoredFormat {
     const GUID& id;
     std::uint32_t bits;
@@ -89,7 +89,7 @@ std::vector<Colour> ReadPalette(IWICImagingFactory& factory, IWICBitmapFrameDeco
     return converted;
 }
 
-// Goes through the picture in bands, so that the system's form of it is never held as a whole.
+// Processes the picture in bands, so that the system's form of it is never in memory as a whole.
 void CopyPixels(IWICBitmapSource& source, const StoredFormat& format,
                 const std::vector<ChannelRule>& rules, DecodedImage& image) {
     constexpr std::uint64_t kBandBytes = 4U << 20;
@@ -168,7 +168,7 @@ DecodedImage DecodePicture(const PictureFile& file) {
               "the pixel format is not supported");
     }
     if (file.isGreyWithAlpha) {
-        rules.resize(1);  // the system shows it as colour: three times the same
+        rules.resize(1);  // the system delivers it as colour: three equal channels
     }
     DecodedImage image =
         MakeImage(width, height, static_cast<std::uint32_t>(rules.size()), file.maxBytes);

@@ -14,15 +14,15 @@ namespace {
 
 constexpr const char* kUtf8 = "UTF-8";
 
-// Lack of memory must not pass for a locale or a conversion that does not exist.
+// Out of memory must not be mistaken for a missing locale or conversion.
 void ThrowIfNoMemory() {
     if (errno == ENOMEM) {
         throw std::bad_alloc();
     }
 }
 
-// The character set of the user's locale, asked for without making it the process's: that is the
-// host's business.
+// The character set of the user's locale, queried without setting it for the process, which is up
+// to the host.
 std::string FindSystemCharset() {
     constexpr const char* kDefault = "WINDOWS-1252";
     const locale_t locale = newlocale(LC_CTYPE_MASK, "", locale_t{});
@@ -56,7 +56,7 @@ class Converter {
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    // Converts what it can and takes it off `text`; true when nothing is left.
+    // Converts what it can and removes it from `text`; true when nothing is left.
     bool Convert(std::string_view& text, std::string& converted) {
         while (IsOpen() && !text.empty()) {
             std::array<char, 256> chunk;

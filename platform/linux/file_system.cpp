@@ -22,7 +22,7 @@ std::optional<std::vector<std::string>> ListNames(const std::filesystem::path& f
         return std::nullopt;
     }
     std::vector<std::string> names;
-    errno = 0;  // readdir ends with null both at the end and on a failure
+    errno = 0;  // readdir returns null both at the end and on failure
     while (const dirent* const entry = readdir(open.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..") {

@@ -10,15 +10,15 @@
 
 #include "platform/linux/own_object.h"
 
-// The mutex is a lock on an empty shared-memory object: the kernel releases it with its holder,
-// whatever becomes of the holder. The holder removes the object before it lets go, so that a waiter
-// may come to own the lock of an object that has no name any more; it then starts over.
+// The mutex is a lock on an empty shared-memory object: the kernel releases it when its holder
+// ends, however it ends. The holder removes the object before it releases the lock, so a waiter may
+// acquire the lock of an object that no longer has a name; it then starts over.
 
 namespace platform {
 namespace {
 
-// The kernel's lock orders the holders, but to the memory model - and to ThreadSanitizer - it means
-// nothing; for those within this process the counter does.
+// The kernel's lock orders the holders, but not in terms of the memory model or of ThreadSanitizer;
+// within this process the counter does.
 std::atomic<unsigned> g_turns{0};
 
 int OpenOrCreate(const char* path) {

@@ -38,7 +38,7 @@ int CreateOwnObject(const char* path) noexcept {
 }
 
 bool RemoveOwnObject(const char* path) noexcept {
-    // Opened rather than asked by its name, for which shm_open's folder would have to be known.
+    // Opened rather than queried by name, which would require knowing shm_open's folder.
     const int object = OpenOwnObject(path);
     if (object == kNoObject) {
         return false;

@@ -1,5 +1,5 @@
 // Shared-memory objects of this user. Every user may create objects under any name, so a name may
-// hold a FIFO, a link, a folder or another user's file; none of them is ever used.
+// hold a FIFO, a link, a folder or another user's file; none of these is ever used.
 #pragma once
 
 namespace platform {
@@ -9,11 +9,11 @@ inline constexpr int kNoObject = -1;
 // A path is "/" and the object's name.
 
 // Opens the object at `path` for reading; kNoObject with errno set on failure, EPERM for anything
-// but a regular file of this user. Never waits and never follows a link.
+// but a regular file of this user. Never blocks and never follows a link.
 [[nodiscard]] int OpenOwnObject(const char* path) noexcept;
 
 // Creates the object at `path` for reading and writing by this user; kNoObject with errno set on
-// failure, EEXIST where the name is taken by anything.
+// failure, EEXIST if anything has the name.
 [[nodiscard]] int CreateOwnObject(const char* path) noexcept;
 
 // Removes the name of an object of this user; false, with nothing removed, for anything else.

@@ -30,15 +30,14 @@ namespace {
 
 constexpr std::size_t kPathRoom = SharedMapping::kMaxName + 1;
 
-// Without an allocation, because closing must not fail for lack of memory.
+// Allocates nothing, because closing must not fail when memory is short.
 std::array<char, kPathRoom> PathOf(const char (&name)[SharedMapping::kMaxName]) {
     std::array<char, kPathRoom> path{'/'};
     std::memcpy(&path[1], name, sizeof name);
     return path;
 }
 
-// The pages of an object are allocated now: one that cannot be had later would end the process by
-// SIGBUS.
+// Allocates the pages of an object now: one missing later would end the process by SIGBUS.
 int Allocate(int object, off_t size) {
     int result = 0;
     do {
@@ -48,13 +47,13 @@ int Allocate(int object, off_t size) {
 }
 
 // Process ids mean nothing to the processes of another container, so a process that owns objects
-// also holds a mutex whose name carries its id. The name is random besides: nobody can be there
+// also holds a mutex whose name carries its id. The name is also random, so that nobody can take it
 // first.
 constexpr std::string_view kLifeSign = "shared_memory_owner.";
 
 class LifeSign {
   public:
-    // Called for each object that is made; 0, or the error number.
+    // Called for each created object; 0 or the error number.
     int Share() {
         const std::lock_guard lock(m_lock);
         if (m_mutex == nullptr) {
@@ -69,7 +68,7 @@ class LifeSign {
         return 0;
     }
 
-    // The sign goes with the last object.
+    // The life sign is removed with the last object.
     void Drop() {
         const std::lock_guard lock(m_lock);
         if (--m_objects == 0) {
@@ -152,8 +151,8 @@ int SharedMapping::Map() {
         return errno;
     }
     m_view = static_cast<std::byte*>(view);
-    // The view and the name are all that is needed from here on. Regions outlive many frames, and
-    // a host may be allowed few descriptors.
+    // From here on only the view and the name are needed. Regions live long, and a host may have
+    // few descriptors.
     close(static_cast<int>(std::exchange(m_handle, kNoHandle)));
     return 0;
 }
@@ -207,12 +206,12 @@ std::optional<std::uint32_t> OwnerOfLifeSign(std::string_view name) {
     return error == std::errc{} ? std::optional(process) : std::nullopt;
 }
 
-// Whether a process of this user holds the sign; one that nobody holds is removed.
+// Whether a process of this user holds the sign; removes one that nobody holds.
 bool IsHeld(const std::string& lifeSign) {
     const std::string path = "/" + lifeSign;
     const int object = OpenOwnObject(path.c_str());
     if (object == kNoObject) {
-        return errno == EMFILE || errno == ENFILE || errno == ENOMEM;  // not known
+        return errno == EMFILE || errno == ENFILE || errno == ENOMEM;  // unknown
     }
     const bool held = flock(object, LOCK_EX | LOCK_NB) != 0;
     if (!held) {
@@ -225,7 +224,7 @@ bool IsHeld(const std::string& lifeSign) {
 }  // namespace
 
 void RemoveObjectsOfDeadProcesses(OwnerOfName ownerOf) noexcept try {
-    // The life signs are looked at behind the objects: a process makes its sign first.
+    // The life signs are read after the objects, because a process creates its sign first.
     const std::vector<std::string> objects = ObjectNames();
     std::set<std::uint32_t> alive;
     for (const std::string& name : ObjectNames()) {
@@ -240,7 +239,7 @@ void RemoveObjectsOfDeadProcesses(OwnerOfName ownerOf) noexcept try {
         }
     }
 } catch (...) {
-    // No memory to look; the objects are still there at the next start.
+    // Out of memory; the next start removes the objects.
 }
 
 }  // namespace platform

@@ -51,7 +51,7 @@ std::string ModuleFilePath(const void* address) {
     if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) {
         return {};
     }
-    // The program itself carries the name that it was started with, which may be relative.
+    // The program itself is listed by the name it was started with, which may be relative.
     std::error_code failed;
     const auto path = std::filesystem::canonical(info.dli_fname, failed);
     return failed ? std::string(info.dli_fname) : path.string();

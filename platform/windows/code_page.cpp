@@ -9,7 +9,7 @@
 namespace platform {
 namespace {
 
-constexpr wchar_t kReplacement = 0xFFFD;  // what the system puts for a byte that means nothing
+constexpr wchar_t kReplacement = 0xFFFD;  // what the system substitutes for an invalid byte
 
 std::wstring ToWideMarked(std::string_view text, unsigned codePage) {
     std::wstring wide = ToWide(text, codePage);

@@ -10,9 +10,10 @@ namespace platform {
 
 bool DynamicLibrary::Load(const std::string& path, std::string& error) {
     Unload();
-    // Beside the file, beside the program and in the system's folder: never in the current folder.
+    // Next to the file, next to the program and in the system's folder: never in the current
+    // folder.
     constexpr DWORD search = LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS;
-    // That works for absolute paths only.
+    // Works for absolute paths only.
     std::error_code failed;
     const std::filesystem::path file =
         std::filesystem::absolute(std::u8string(path.begin(), path.end()), failed);

@@ -17,8 +17,8 @@ NamedMutexHold::NamedMutexHold(const std::string& name) : m_name(name) {
         return;
     }
     const DWORD result = WaitForSingleObject(mutex, INFINITE);
-    // Abandoned: the former holder died. What the mutex serialises keeps no state that it could
-    // have left half done.
+    // Abandoned: the former holder died. What the mutex serialises has no state that could be left
+    // half updated.
     if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
         m_handle = reinterpret_cast<long long>(mutex);
     } else {

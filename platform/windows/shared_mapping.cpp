@@ -11,8 +11,8 @@ int LastError() {
     return static_cast<int>(GetLastError());
 }
 
-// Takes the page faults now. Each page is written with what it holds, as a read alone would leave
-// the first write to fault again.
+// Takes the page faults now. Each page is rewritten with its own content, because after a mere read
+// the first write would fault again.
 void Populate(std::byte* view, std::uint64_t size, bool writable) {
     SYSTEM_INFO system{};
     GetSystemInfo(&system);
@@ -43,7 +43,7 @@ int SharedMapping::Create(const char* name, std::uint64_t size) {
     const HANDLE mapping =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
                            static_cast<DWORD>(size >> 32), static_cast<DWORD>(size), m_name);
-    // Set on success too: the handle is then of an older object, whose size and readers it keeps.
+    // Set on success too: the handle then refers to an older object, with its size and readers.
     const int error = LastError();
     if (mapping == nullptr) {
         return error == ERROR_INVALID_HANDLE ? kNameInUse : error;  // an object of another kind
@@ -80,7 +80,7 @@ int SharedMapping::Map() {
     if (!IsOpen()) {
         return ERROR_INVALID_HANDLE;
     }
-    // Where the size is not known it is 0, which maps the whole object.
+    // An unknown size is 0, which maps the whole object.
     void* const view = MapViewOfFile(reinterpret_cast<HANDLE>(m_handle),
                                      m_owner ? FILE_MAP_ALL_ACCESS : FILE_MAP_READ, 0, 0, m_size);
     if (view == nullptr) {

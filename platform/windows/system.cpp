@@ -40,7 +40,7 @@ std::string ModuleFilePath(const void* address) {
     }
     std::array<wchar_t, MAX_PATH> path{};
     const DWORD length = GetModuleFileNameW(module, path.data(), MAX_PATH);
-    // A path cut short fills the buffer, its end included.
+    // A truncated path fills the whole buffer, including the last character.
     return FromWide({path.data(), std::min<std::size_t>(length, path.size() - 1)}, CP_UTF8);
 }
 

@@ -1,4 +1,5 @@
-// The simulator's hold on the SDK's functions: every call on a simulated camera passes here first.
+// The simulator's hook into the SDK's functions: every call on a simulated camera passes here
+// first.
 #pragma once
 
 #include <string>
@@ -21,8 +22,8 @@ class CallInterceptor {
     // What a conversion or decoding that gave `length` bytes says that it gave.
     [[nodiscard]] virtual std::uint32_t Claimed(std::uint32_t length) const = 0;
 
-    // Runs inside the call, on its thread, with the handle's serialisation held where the function
-    // takes it; may take its time. Anything but 0 is the call's answer, and it does nothing.
+    // Runs inside the call, on its thread, with the handle's lock held if the function takes it;
+    // may block. Other than 0: the call returns this and does nothing.
     virtual Code Enter(const Call& call) = 0;
 
     // Whether stopping, closing and destroying wait for exception and event callbacks, too.

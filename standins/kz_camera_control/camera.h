@@ -1,6 +1,6 @@
-// What stands behind a handle: a device of one kind, real or simulated. The SDK functions
-// (kz_camera_control.cpp) look after handles, callbacks and the waits for them; a device looks
-// after one camera.
+// The interface behind a handle: a device of one kind, real or simulated. The SDK functions
+// (kz_camera_control.cpp) handle handles, callbacks and the waits for them; a device handles one
+// camera.
 #pragma once
 
 #include <cstddef>
@@ -16,28 +16,28 @@ namespace kz {
 
 using Code = std::uint32_t;
 
-// Where a device hands over what comes from the camera, on threads of the device. The sink does
-// not throw and may be used until the device is destroyed.
+// Where a device delivers what comes from the camera, on its own threads. The sink does not throw
+// and may be used until the device is destroyed.
 struct DeviceSink {
     // Runs the module's frame callback: one call at a time, `pixels` and `info` valid during the
-    // call. False: no callback is registered, the frame is nobody's.
+    // call. False: no callback is registered.
     std::function<bool(const std::uint8_t* pixels, const FrameOutInfo* info)> frame;
     // Both only queue: the callback comes later, on the event thread of the handle, so that it may
-    // destroy the device. Loss of the device is told once, as KZ_EXCEPTION_DISCONNECTED.
+    // destroy the device. Loss of the device is reported once, as KZ_EXCEPTION_DISCONNECTED.
     std::function<void(std::uint32_t messageType)> exception;
     std::function<void(const char* eventName)> event;
 };
 
 // One opened camera. Any thread may call; the SDK functions serialise all calls of one handle, the
-// destructor included. Every call on a lost camera answers KZ_CC_E_DEVICE_LOST within a bounded
+// destructor included. Every call on a lost camera returns KZ_CC_E_DEVICE_LOST within a bounded
 // time.
 class Device {
   public:
     virtual ~Device() = default;
 
-    // Frames go to the sink between Start and Stop. Stop returns when the device's thread is out of
-    // the sink and will not enter it for this acquisition again, whatever its answer; the
-    // destructor stops too. Start and Stop come in turns, never from within the sink.
+    // Frames go to the sink between Start and Stop. Stop returns, with any status, when the
+    // device's thread has left the sink and will not enter it for this acquisition again; the
+    // destructor stops too. Start and Stop alternate and are never called from inside the sink.
     virtual Code Start() = 0;
     virtual Code Stop() = 0;
 
@@ -71,7 +71,7 @@ class DeviceSource {
   public:
     virtual ~DeviceSource() = default;
 
-    // Looks for cameras now and adds their records.
+    // Enumerates the cameras and adds their records.
     virtual Code Enumerate(std::uint32_t transportMask, std::vector<CameraDeviceInfo>& found) = 0;
 
     // True when this source knows the camera of the record - by its serial number, or, for a GigE
@@ -83,10 +83,10 @@ class DeviceSource {
     virtual Code Open(const CameraDeviceInfo& record, std::uint32_t accessMode, DeviceSink sink,
                       std::unique_ptr<Device>& device) = 0;
 
-    // Who has the camera of the record.
+    // Who controls the camera of the record.
     virtual CameraState StateOf(const CameraDeviceInfo& record) = 0;
 
-    // As Device::Describe, of a camera that may be anybody's, without taking control of it.
+    // As Device::Describe, for a camera that any program may control, without taking control of it.
     // `camera`: serial number or IP address.
     virtual Code DescribeBeside(const char* camera, const char* name,
                                 const FeatureVisitor& visit) = 0;

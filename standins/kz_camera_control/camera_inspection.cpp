@@ -12,7 +12,7 @@ namespace kz {
 
 std::string NumberText(double value) {
     char text[64];
-    // People do not read 1e+07 for an exposure time.
+    // An exposure time should not read 1e+07.
     constexpr double kFirstUnwieldy = 1e15;
     const auto format =
         std::abs(value) < kFirstUnwieldy ? std::chars_format::fixed : std::chars_format::general;
@@ -118,7 +118,7 @@ std::uint32_t KZInspect_Features(const char* camera, const char* name,
     if (camera == nullptr || visitor == nullptr) {
         return KZ_CC_E_PARAMETER;
     }
-    // Shown once the camera has told all, so that a visitor keeps no call of the camera waiting.
+    // Shown after the camera has reported all, so that a visitor delays no camera call.
     std::vector<kz::FeatureRecord> records;
     const Code code = kz::TheLibrary().Describe(
         camera, name, [&](const kz::FeatureRecord& record) { records.push_back(record); });

@@ -1,4 +1,4 @@
-// What a camera tells of one of its features.
+// What a camera reports about one of its features.
 #pragma once
 
 #include <cstdint>
@@ -33,14 +33,14 @@ struct FeatureRecord {
 
 using FeatureVisitor = std::function<void(const FeatureRecord& feature)>;
 
-// Who has a camera, as far as it tells.
+// Who controls a camera, as far as it reports this.
 struct CameraState {
     enum class Access { kUnknown, kFree, kControlled, kUnreachable };
     Access access = Access::kUnknown;
-    std::uint32_t owner = 0;  // IP address; 0: not told
+    std::uint32_t owner = 0;  // IP address; 0: not reported
 };
 
-// In as few digits as give the number back.
+// In the fewest digits that reproduce the number.
 [[nodiscard]] std::string NumberText(double value);
 
 }  // namespace kz

@@ -30,7 +30,7 @@ void WriteWord(std::uint8_t* bytes, std::uint32_t word) {
     }
 }
 
-// How far back the like byte of the neighbouring pixel stands. Any pixel type has an answer.
+// Distance back to the corresponding byte of the neighbouring pixel; defined for every pixel type.
 std::size_t NeighbourDistance(std::uint32_t pixelType) {
     if (pixelType == kYUV422_8 || pixelType == kYUV422_8_UYVY) {
         return 4;
@@ -56,7 +56,7 @@ class DifferenceView {
         const unsigned before = i < m_distance ? 0 : m_pixels[i - m_distance];
         return static_cast<std::uint8_t>(m_pixels[i] - before);
     }
-    // How many equal ones stand at `begin`, at most a packet.
+    // The length of the run of equal bytes at `begin`, at most a packet.
     [[nodiscard]] std::size_t RunLength(std::size_t begin, std::size_t longest) const {
         const std::size_t end = std::min(Size(), begin + longest);
         std::size_t i = begin + 1;
@@ -71,7 +71,7 @@ class DifferenceView {
     std::size_t m_distance;
 };
 
-// Bytes written one after the other; what no longer fits is noted and left out.
+// Writes bytes in sequence; records and drops what no longer fits.
 class Writer {
   public:
     explicit Writer(std::span<std::uint8_t> room) : m_room(room) {}

@@ -1,4 +1,4 @@
-// What stands behind one KZHandle.
+// The object behind one KZHandle.
 #pragma once
 
 #include <functional>
@@ -12,29 +12,29 @@
 
 namespace kz {
 
-// Created -> open -> grabbing -> open -> created -> destroyed. Calls that come in another order
-// answer KZ_CC_E_CALL_ORDER. One lock serialises the calls; it is held while stopping waits for the
-// frame callback in progress, so whoever stops must not hold what the callback waits for.
+// Created -> open -> grabbing -> open -> created -> destroyed. Calls in another order return
+// KZ_CC_E_CALL_ORDER. One lock serialises the calls; it is held while stopping waits for the frame
+// callback in progress, so the caller of a stop must not hold what the callback waits for.
 class CameraHandle {
   public:
     // Opens the camera that the handle was made for.
     using Opener = std::function<Code(std::uint32_t accessMode, DeviceSink sink,
                                       std::unique_ptr<Device>& device)>;
 
-    // What the handle was made for; both forms may name it.
+    // What the handle was created for; either form may name it.
     struct Identity {
         std::string serial;
         std::uint32_t ip = 0;  // 0: no GigE camera
     };
 
-    // `interceptor` is null for a camera that nobody intercepts.
+    // `interceptor` is null for a camera whose calls are not intercepted.
     CameraHandle(Identity identity, Opener opener, std::shared_ptr<CallInterceptor> interceptor);
 
     [[nodiscard]] const Identity& MadeFor() const { return m_identity; }
 
     Code Open(const Call& call, std::uint32_t accessMode);
     Code Close(const Call& call);
-    // A destroyed handle answers KZ_CC_E_HANDLE to everything.
+    // Every call on a destroyed handle returns KZ_CC_E_HANDLE.
     Code Destroy(const Call& call);
     Code StartGrabbing(const Call& call);
     Code StopGrabbing(const Call& call);
@@ -88,7 +88,7 @@ class CameraHandle {
     const std::shared_ptr<CallInterceptor> m_interceptor;
     const std::shared_ptr<HandleCallbacks> m_callbacks = std::make_shared<HandleCallbacks>();
 
-    std::mutex m_mutex;  // guards what follows
+    std::mutex m_mutex;  // guards the members below
     std::unique_ptr<Device> m_device;
     bool m_grabbing = false;
     bool m_destroyed = false;

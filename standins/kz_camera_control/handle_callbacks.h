@@ -27,9 +27,9 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
     void SetException(KZExceptionCallback callback, void* user);
     void SetEvent(const std::string& name, KZEventCallback callback, void* user);
 
-    // Begins to take what a device hands over. The sink shares this object.
+    // Starts accepting what a device delivers. The sink shares this object.
     [[nodiscard]] DeviceSink Open();
-    // Forgets what is queued. A callback in progress on the event thread goes on, none starts.
+    // Drops what is queued. A callback in progress on the event thread continues, none starts.
     void Close();
     // Closes and ends the event thread, which may be the calling one, without waiting for it.
     void Shutdown();
@@ -48,12 +48,12 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
         void* user = nullptr;
     };
 
-    // What the event thread has to tell: an event by its name, an exception where there is none.
+    // A pending report of the event thread: an event by its name, or without a name an exception.
     struct Notice {
         char eventName[sizeof KZEventInfo::name] = {};
         std::uint32_t messageType = 0;
     };
-    // Events that a slow callback leaves no room for are lost; room for exceptions is left.
+    // Events beyond this are lost when a callback is slow; space for exceptions is reserved.
     static constexpr std::size_t kMostNotices = 256;
     static constexpr std::size_t kMostEvents = 240;
 
@@ -65,14 +65,14 @@ class HandleCallbacks : public std::enable_shared_from_this<HandleCallbacks> {
 
     std::atomic<std::thread::id> m_frameThread{};  // the one inside the frame callback
 
-    std::mutex m_mutex;  // guards what follows; never held while calling out
+    std::mutex m_mutex;  // guards the members below; never held while calling out
     std::condition_variable m_wake;
     std::condition_variable m_noticeDone;
-    std::thread::id m_noticeThread;  // the one inside an exception or event callback
+    std::thread::id m_noticeThread;  // inside an exception or event callback
     Registration<KZImageCallback> m_image;
     Registration<KZExceptionCallback> m_exception;
     std::map<std::string, Registration<KZEventCallback>, std::less<>> m_events;
-    std::vector<Notice> m_queue;  // never grows: who posts is on a thread that nobody may end
+    std::vector<Notice> m_queue;  // never grows: posting must not throw
     bool m_open = false;
     bool m_threadStarted = false;
     bool m_shutDown = false;

@@ -1,4 +1,4 @@
-// The handles of the process by the value that callers hold.
+// The handles of the process by their value.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@
 
 namespace kz {
 
-// A handle's value is a number that is never given twice, looked up and never followed as a
-// pointer: whatever a caller passes, a stale or invented handle is told from a live one.
+// A handle's value is a number, never reused, looked up and never dereferenced: a stale or invented
+// handle is always recognised.
 class HandleTable {
   public:
     [[nodiscard]] KZHandle Add(std::shared_ptr<CameraHandle> handle);
@@ -22,7 +22,7 @@ class HandleTable {
     [[nodiscard]] std::vector<std::shared_ptr<CameraHandle>> All() const;
 
   private:
-    mutable std::mutex m_mutex;  // guards what follows
+    mutable std::mutex m_mutex;  // guards the members below
     std::uintptr_t m_last = 0;
     std::map<std::uintptr_t, std::shared_ptr<CameraHandle>> m_handles;
 };

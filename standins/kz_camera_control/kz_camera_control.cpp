@@ -18,7 +18,7 @@ using kz::Code;
 using kz::Device;
 using kz::TheLibrary;
 
-// Nothing is thrown at callers.
+// No exception reaches the caller.
 template <typename Body>
 Code Answer(Body&& body) noexcept {
     try {
@@ -41,7 +41,7 @@ Code OnDevice(KZHandle handle, const Call& call, Body&& body) noexcept {
     return OnHandle(handle, [&](CameraHandle& found) { return found.WithDevice(call, body); });
 }
 
-// Reads do not go into the journal.
+// Reads are not recorded in the journal.
 Call Read(const char* function) {
     return {function, {}};
 }

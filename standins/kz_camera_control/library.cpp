@@ -46,7 +46,7 @@ void Discovery::SetHook(Hook hook, void* user) {
 template <typename Record, typename Search>
 Code Discovery::Run(const char* function, bool hooked, std::vector<Record>& records,
                     std::uint32_t& count, Record* (&listed)[KZ_MAX_DEVICES], Search&& search) {
-    // One search at a time; the flag also hands the records from thread to thread.
+    // One search at a time; the flag also synchronises the records between threads.
     struct Turn {
         explicit Turn(std::atomic<bool>& flag) : m_flag(flag), m_taken(!flag.exchange(true)) {}
         ~Turn() {
@@ -112,7 +112,7 @@ Code Discovery::Interfaces(GenTLInterfaceList& list) {
 }
 
 Code Discovery::InterfaceDevices(const GenTLInterfaceInfo& record, GenTLDeviceList& list) {
-    // The caller's record is one of ours and lives as long as the next search for interfaces.
+    // The caller's record is one of ours and lives until the next search for interfaces.
     const GenTLInterfaceInfo wanted = record;
     return Run("KZ_CC_EnumDevicesByGenTL", false, m_interfaceDevices, list.count, list.devices,
                [&](std::vector<GenTLDeviceInfo>& found) {
@@ -121,7 +121,7 @@ Code Discovery::InterfaceDevices(const GenTLInterfaceInfo& record, GenTLDeviceLi
 }
 
 std::shared_ptr<CameraHandle> Discovery::MakeHandle(const CameraDeviceInfo& record) {
-    // Opened by what the handle was made for, not by which camera answered to it then.
+    // Opened by what the handle was created for, not by the camera that matched then.
     CameraHandle::Opener opener = [this, record](std::uint32_t accessMode, DeviceSink sink,
                                                  std::unique_ptr<Device>& device) -> Code {
         for (DeviceSource* const source :
@@ -201,7 +201,7 @@ Code Library::Describe(const char* camera, const char* name, const FeatureVisito
         const Code code = handle->WithDevice(
             {"KZInspect_Features", {}},
             [&](Device& device) -> Code { return device.Describe(name, visit); });
-        // One that has not opened its camera, or is destroyed by now, says nothing of it.
+        // A handle that has not opened its camera, or is destroyed by now, knows nothing about it.
         if (code != KZ_CC_E_CALL_ORDER && code != KZ_CC_E_HANDLE) {
             return code;
         }

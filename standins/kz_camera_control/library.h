@@ -1,4 +1,4 @@
-// What the library holds for the life of the process.
+// The state of the library for the life of the process.
 #pragma once
 
 #include <atomic>
@@ -14,7 +14,7 @@
 namespace kz {
 
 // The cameras of both kinds, and the search for them. Any thread may call, but the searches must
-// not overlap: one that would is counted and refused, because a real search cannot bear company.
+// not overlap: an overlapping one is counted and refused, because real searches must not overlap.
 class Discovery {
   public:
     using Hook = void (*)(void* user);
@@ -25,11 +25,11 @@ class Discovery {
     Code Interfaces(GenTLInterfaceList& list);
     Code InterfaceDevices(const GenTLInterfaceInfo& record, GenTLDeviceList& list);
 
-    // A handle for the camera of the record. Whether it is there, opening it will show.
+    // A handle for the camera of the record; opening it shows whether the camera exists.
     [[nodiscard]] std::shared_ptr<CameraHandle> MakeHandle(const CameraDeviceInfo& record);
     [[nodiscard]] std::shared_ptr<CameraHandle> MakeHandle(const GenTLDeviceInfo& record);
 
-    // Looks as Devices and InterfaceDevices do, and leaves the records that callers hold alone.
+    // Searches as Devices and InterfaceDevices do, without changing the records that callers hold.
     using PlainVisitor = std::function<void(const CameraDeviceInfo& record,
                                             const CameraState& state, bool simulated)>;
     using GenTLVisitor =
@@ -44,7 +44,7 @@ class Discovery {
     [[nodiscard]] std::uint32_t Overlaps() const { return m_overlaps; }
 
   private:
-    // What `search(found)` finds replaces `records`, those of the last search, and is listed.
+    // Replaces `records`, those of the last search, by what `search(found)` finds, and lists them.
     template <typename Record, typename Search>
     Code Run(const char* function, bool hooked, std::vector<Record>& records, std::uint32_t& count,
              Record* (&listed)[KZ_MAX_DEVICES], Search&& search);
@@ -55,26 +55,28 @@ class Discovery {
 
     std::atomic<bool> m_searching{false};
     std::atomic<std::uint32_t> m_overlaps{0};
-    // Of the search under way. Callers keep pointers to the records until the next one of the kind.
+    // From the last search. Callers keep pointers to the records until the next search of that
+    // kind.
     std::vector<CameraDeviceInfo> m_devices;
     std::vector<GenTLInterfaceInfo> m_interfaces;
     std::vector<GenTLDeviceInfo> m_interfaceDevices;
 
-    std::mutex m_hookMutex;  // guards what follows
+    std::mutex m_hookMutex;  // guards the members below
     Hook m_hook = nullptr;
     void* m_hookUser = nullptr;
 };
 
 struct Library {
     // The features of a camera by serial number or IP address: through the handle that has it open,
-    // else beside whoever has it.
+    // else alongside its owner.
     Code Describe(const char* camera, const char* name, const FeatureVisitor& visit);
 
     Discovery discovery;
     HandleTable handles;
 };
 
-// Made at first use and never destroyed: threads of cameras left open run until the process ends.
+// Created at first use and never destroyed: threads of cameras left open run until the process
+// ends.
 [[nodiscard]] Library& TheLibrary();
 
 }  // namespace kz

@@ -22,15 +22,15 @@ struct Picture {
     [[nodiscard]] std::size_t Pixels() const { return width * height; }
 };
 
-// One converter for each pair of formats, so that nothing is decided per pixel. The loops are plain
-// ones over arrays that do not overlap, with no branch inside: the compiler turns each into vector
-// code (CMakeLists.txt says for which processors).
+// One converter per pair of formats, so that nothing is decided per pixel. The loops are plain,
+// branch-free and over arrays that do not overlap: the compiler vectorises each (CMakeLists.txt
+// names the processors).
 using Converter = void (*)(const Picture& picture, std::uint8_t* destination);
 using Source = const std::uint8_t* __restrict;
 using Target = std::uint8_t* __restrict;
 
-// What takes several steps is done in runs of so many pixels, whose planes stay in the first-level
-// cache. Even, so that pairs do not part.
+// Conversions in several steps process runs of this many pixels, whose planes stay in the
+// first-level cache. Even, so that pairs are not split.
 constexpr std::size_t kRun = 640;
 
 struct Planes {
@@ -39,21 +39,21 @@ struct Planes {
     std::array<std::uint8_t, kRun> blue;
 };
 
-// Fractions of 65536, so that integers carry the weights of BT.601 far below a rounding step.
+// Fractions of 65536, so that integers hold the weights of BT.601 to far below a rounding step.
 constexpr std::int32_t kOne = 1 << 16;
 constexpr std::int32_t kHalf = kOne / 2;
 constexpr std::int32_t Fraction(double value) {
     return static_cast<std::int32_t>(value * kOne + (value < 0 ? -0.5 : 0.5));
 }
 
-// How the two destinations take a run of pixels.
+// How a run of pixels is stored in the two destinations.
 struct ToMono8 {
     static constexpr std::size_t kChannels = 1;
 
     static std::uint8_t Luma(std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
         constexpr std::uint32_t kRed = Fraction(0.299);
         constexpr std::uint32_t kBlue = Fraction(0.114);
-        constexpr std::uint32_t kGreen = kOne - kRed - kBlue;  // white stays white
+        constexpr std::uint32_t kGreen = kOne - kRed - kBlue;  // keeps white white
         return static_cast<std::uint8_t>((kRed * red + kGreen * green + kBlue * blue + kHalf) >>
                                          16);
     }
@@ -84,7 +84,7 @@ struct ToRgb8 {
     }
 };
 
-// How samples lie in memory. At(line, i) is the i-th behind `line` at full depth.
+// The memory layout of samples. At(line, i) is the i-th sample after `line` at full depth.
 struct EightBit {
     using Sample = std::uint8_t;
     static constexpr unsigned kBits = 8;
@@ -120,8 +120,8 @@ void ConvertGrey(const Picture& picture, std::uint8_t* destination) {
     }
 }
 
-// Two pixels in three bytes: the upper eight bits of each are the outer bytes, and nothing of the
-// middle one is left in eight bits. The pairs run on from line to line.
+// Two pixels in three bytes: the upper eight bits of each are the outer bytes, and the middle one
+// is dropped at eight bits. Pairs continue from line to line.
 template <typename Destination>
 void ConvertPackedPairs(const Picture& picture, std::uint8_t* destination) {
     const Source source = picture.source;
@@ -136,7 +136,7 @@ void ConvertPackedPairs(const Picture& picture, std::uint8_t* destination) {
     }
 }
 
-// `Red` is the place of the red byte in a pixel, 0 or 2.
+// `Red` is the index of the red byte in a pixel, 0 or 2.
 template <std::size_t Red>
 void ConvertColourToMono8(const Picture& picture, std::uint8_t* destination) {
     const Source source = picture.source;
@@ -159,7 +159,7 @@ void ConvertColourToRgb8(const Picture& picture, std::uint8_t* destination) {
     }
 }
 
-// Pairs of pixels in four bytes. `Luma` is the place of the first luma byte in a pair, 0 or 1.
+// Pairs of pixels in four bytes. `Luma` is the index of the first luma byte in a pair, 0 or 1.
 template <std::size_t Luma>
 void ConvertYuv422ToMono8(const Picture& picture, std::uint8_t* destination) {
     const Source source = picture.source;
@@ -170,8 +170,9 @@ void ConvertYuv422ToMono8(const Picture& picture, std::uint8_t* destination) {
     }
 }
 
-// What the chroma of a run adds to the luma of each of its pixels. The luma is whole, so rounding
-// here is rounding the sum. Sixteen bits hold each step, which is twice as fast as thirty-two.
+// What the chroma of a run adds to the luma of each of its pixels. The luma is an integer, so
+// rounding here rounds the sum. Sixteen bits suffice for each step and are twice as fast as
+// thirty-two.
 struct ChromaRun {
     std::array<std::int16_t, kRun> red{};
     std::array<std::int16_t, kRun> green{};
@@ -179,7 +180,7 @@ struct ChromaRun {
 
     template <std::size_t Luma>
     void Read(Source source, std::size_t pairs) {
-        // Two loops: taking bytes apart and multiplying go badly together.
+        // Two loops: unpacking bytes and multiplying do not vectorise well together.
         std::array<std::int16_t, kRun / 2> us;
         std::array<std::int16_t, kRun / 2> vs;
         for (std::size_t pair = 0; pair < pairs; ++pair) {
@@ -233,8 +234,8 @@ void ConvertYuv422ToRgb8(const Picture& picture, std::uint8_t* destination) {
         const std::uint8_t* const source = picture.source + 2 * begin;
         chroma.Read<Luma>(source, count / 2);
         if (count % 2 != 0) {
-            // Without a partner it takes the chroma of the pair before, of the run before if need
-            // be.
+            // Without a partner it takes the chroma of the previous pair, from the previous run if
+            // need be.
             chroma.Copy(count > 1 ? count - 2 : kRun - 1, count - 1);
         }
         AddLuma<Luma>(source, chroma, count, planes);
@@ -242,12 +243,12 @@ void ConvertYuv422ToRgb8(const Picture& picture, std::uint8_t* destination) {
     }
 }
 
-// A run of a mosaic's line at full depth, with the samples beside it; at the borders of the frame
+// A run of a mosaic's line at full depth, with the adjacent samples; at the borders of the frame
 // those are mirrored.
 template <typename Samples>
 struct MosaicRun {
     using Sample = typename Samples::Sample;
-    // The first stands left of the run, the last belongs to the partner of a pixel without one.
+    // The first is left of the run, the last belongs to the partner of a pixel without one.
     std::array<Sample, kRun + 3> samples{};
 
     void Read(Source line, std::size_t begin, std::size_t pixels, std::size_t width) {
@@ -260,9 +261,9 @@ struct MosaicRun {
     }
 };
 
-// A line holds green at every other place and, between them, one of red and blue - its own colour;
-// the lines above and below hold the other one. `Green` is the first place of green, 0 or 1. Places
-// come in pairs, so up to one behind `pixels` is computed.
+// A line has green in every other column and, between them, either red or blue - its own colour;
+// the lines above and below have the other one. `Green` is the first green column, 0 or 1. Columns
+// come in pairs, so up to one beyond `pixels` is computed.
 template <typename Samples, std::size_t Green>
 void Interpolate(const MosaicRun<Samples>& above, const MosaicRun<Samples>& line,
                  const MosaicRun<Samples>& below, std::size_t pixels, Target own, Target green,
@@ -287,7 +288,7 @@ void Interpolate(const MosaicRun<Samples>& above, const MosaicRun<Samples>& line
     }
 }
 
-// Where red stands in the two-by-two tile of each order.
+// The position of red in the two-by-two tile of each order.
 struct BayerGR {
     static constexpr std::size_t kRedX = 1, kRedY = 0;
 };

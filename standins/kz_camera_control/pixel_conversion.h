@@ -1,4 +1,4 @@
-// Conversion of a camera's pixel formats to the two that every host takes, Mono8 and RGB8.
+// Conversion of a camera's pixel formats to the two that every host accepts, Mono8 and RGB8.
 #pragma once
 
 #include "standins/kz_camera_control/camera.h"
@@ -8,14 +8,14 @@ namespace kz {
 // Converts a frame of `width` x `height` pixels without padding between the lines.
 //
 // Sources: Mono8, 10, 12, 14, 16, Mono10Packed, Mono12Packed, Bayer of 8, 10 and 12 bits in all
-// four orders, RGB8, BGR8, YUV422_8, YUV422_8_UYVY and the SDK's own 24-bit colour, which lies in
-// memory as RGB8. Destinations: Mono8 and RGB8.
+// four orders, RGB8, BGR8, YUV422_8, YUV422_8_UYVY and the SDK's own 24-bit colour, whose memory
+// layout is RGB8. Destinations: Mono8 and RGB8.
 //
 // - Samples of more than 8 bits lose their lower ones.
 // - Colour becomes grey as ITU-R BT.601 luma, rounded to the nearest integer.
 // - YUV is full-range BT.601 (Y, U and V from 0 to 255, chroma centred on 128), rounded to the
-//   nearest integer and clipped. Pairs of pixels run on from line to line; a pixel left over at the
-//   end of the frame takes the chroma of the pair before it.
+//   nearest integer and clipped. Pairs of pixels continue from line to line; a pixel left over at
+//   the end of the frame takes the chroma of the previous pair.
 // - Bayer mosaics are interpolated bilinearly at their full depth, averages rounded to the nearest
 //   integer, halves up; beyond the borders the mosaic is mirrored at its outermost samples. One
 //   that is a single line or column does not hold all colours and comes out as the grey of its

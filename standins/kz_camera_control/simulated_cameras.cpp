@@ -11,7 +11,7 @@ namespace {
 using kz::SimulatedCamera;
 using kz::TheLibrary;
 
-// Runs `body(camera)`; `otherwise` when there is no such camera, or something is thrown.
+// Runs `body(camera)`; returns `otherwise` when there is no such camera or on an exception.
 template <typename Result, typename Body>
 Result OnCamera(const char* serial, Result otherwise, Body&& body) noexcept {
     try {
@@ -46,7 +46,7 @@ void KZSim_WrongWord(const char* description, char* word, std::uint32_t size) {
             kz::ParseCameraDescription(description == nullptr ? "" : description).wrongWord;
         word[wrong.copy(word, size - 1)] = '\0';
     } catch (...) {
-        // No memory: no word to tell.
+        // Out of memory: no word.
         word[0] = '\0';
     }
 }

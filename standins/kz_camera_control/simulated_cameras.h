@@ -1,31 +1,29 @@
 // The simulated cameras of the SDK stand-in, for tests and the host program; the module never sees
 // this. Plain C types only.
 //
-// A description is a text with one camera a line (or separated by ';'); '#' starts a comment. A
-// line is a kind - "gige", "usb3" or "gentl" - followed by name=value pairs; values with blanks
-// stand in double quotes:
+// A description is a text with one camera per line (or separated by ';'); '#' starts a comment. A
+// line is a kind - "gige", "usb3" or "gentl" - followed by name=value pairs; values with blanks are
+// in double quotes:
 //
 //   gige serial=SIM0001 model=KZ-SIM-G maker=Simulated name="Line 1" ip=10.0.0.2 nic=10.0.0.1
 //        width=640 height=480 format=Mono8 rate=30
 //
-// `format` is a PFNC name, with ":compressed" behind it for the compressed variant. `events=1` lets
+// `format` is a PFNC name, with ":compressed" appended for the compressed variant. `events=1` lets
 // the camera send "FrameStart". `interface=N` (gentl) puts it behind the Nth interface;
-// `transport=N` makes its record tell transport type N instead of its kind's. Unnamed values have
-// the defaults above, serials counted up, events=1.
+// `transport=N` makes its record report transport type N instead of its kind's. Omitted values have
+// the defaults above, with serials counted up and events=1.
 //
 // The cameras come from the environment's KZ_SIM_CAMERAS (a description, or "@" and a file) when
 // the library is first used, and from KZSim_Configure. KZ_REAL_CAMERAS=0 keeps real ones out of the
-// enumeration (Linux); where KZ_SIM_CAMERAS and KZSim_Configure name none, only real ones are
-// there.
+// enumeration (Linux); if KZ_SIM_CAMERAS and KZSim_Configure name none, there are only real ones.
 //
-// Widths and heights are even, at least 16 and 2. Unnamed addresses are counted up from 10.0.0.2.
-// Two lines with one serial are one camera that is found twice, as through two network cards.
+// Widths and heights are even, at least 16 and 2. Omitted addresses are counted up from 10.0.0.2.
+// Two lines with one serial are one camera found twice, as through two network cards.
 //
-// Frame numbers start at 1 with each KZ_CC_StartGrabbing; a number missing is a frame that a slow
+// Frame numbers start at 1 with each KZ_CC_StartGrabbing; a missing number is a frame that a slow
 // callback lost. TriggerSource starts as Software, so TriggerMode 1 and TriggerSoftware give
-// frames; a free run follows AcquisitionFrameRate. User sets start as the factory made them:
-// TriggerMode Off, TriggerSource Software. A camera that was unplugged starts again from its user
-// set Default.
+// frames; a free run follows AcquisitionFrameRate. User sets start in factory state: TriggerMode
+// Off, TriggerSource Software. A camera that was unplugged restarts from its user set Default.
 #pragma once
 
 #include <cstddef>
@@ -35,8 +33,8 @@
 
 // The number of a test picture's frame, which its first four pixels carry as grey values, lowest
 // byte first. `pixels`: Mono8, or RGB8 where `pixelType` says so; at least four of them. Exact for
-// what the camera sent in these formats, in BGR8, or in Mono10 to Mono16 and was converted to Mono8
-// by keeping the upper eight bits.
+// frames sent in these formats or in BGR8, and for Mono10 to Mono16 converted to Mono8 by keeping
+// the upper eight bits.
 [[nodiscard]] inline std::uint32_t KZSim_FrameNumberIn(const std::uint8_t* pixels,
                                                        std::uint32_t pixelType) {
     const std::size_t stride = pixelType == pixel_format::kRGB8 ? 3 : 1;
@@ -50,36 +48,35 @@
 extern "C" {
 
 // Replaces the set of simulated cameras. Open handles keep their camera, which is unplugged.
-// 0, or the 1-based line that is wrong; then nothing changes.
+// Returns 0, or the 1-based wrong line; then nothing changes.
 std::uint32_t KZSim_Configure(const char* description);
 
-// Copies the word that makes a description wrong, at most size-1 characters of it; empty where the
-// description is right, or no word alone is wrong in it (a quote is not closed, a text is too
-// long).
+// Copies the word that makes a description wrong, at most size-1 characters; empty if the
+// description is right or no single word is wrong (a quote is not closed, a text is too long).
 void KZSim_WrongWord(const char* description, char* word, std::uint32_t size);
 
 // Keeps real cameras in or out of the enumeration.
 void KZSim_UseRealCameras(bool use);
 
 // Faults of one camera ("" = the library itself), instead of those set before ("" sets none):
-//   open=CODE       KZ_CC_OpenDevice answers CODE       create=CODE   KZ_CC_CreateHandle does
+//   open=CODE       KZ_CC_OpenDevice returns CODE       create=CODE   KZ_CC_CreateHandle does
 //   packet=N        the optimal packet size             missing=NAME  no such feature
-//   refuse=NAME:CODE  writes of NAME answer CODE        start=CODE / stop=CODE  grabbing calls do
-//   range=NAME:N    the next N writes of NAME answer KZ_CC_E_NODE_RANGE
+//   refuse=NAME:CODE  writes of NAME return CODE        start=CODE / stop=CODE  grabbing calls do
+//   range=NAME:N    the next N writes of NAME return KZ_CC_E_NODE_RANGE
 //   slow=FUNCTION:MS  calls of FUNCTION take MS longer ("KZ_CC_StopGrabbing")
-//   fail=FUNCTION:CODE  calls of FUNCTION answer CODE and do nothing
+//   fail=FUNCTION:CODE  calls of FUNCTION return CODE and do nothing
 //   short=N         frames report N bytes less than they hold
-//   decode=CODE     decoding answers CODE               convert=CODE  conversion does
-//   claimed=N       both say that they gave N bytes
+//   decode=CODE     decoding returns CODE               convert=CODE  conversion does
+//   claimed=N       both claim to have written N bytes
 //   stopswait=1     stopping, closing and destroying wait for the exception or event callback in
 //                   progress, too, except on its own thread
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices
-// The library's own functions, for slow and fail, are the enumerating ones.
+// For the library itself, slow and fail apply to the enumerating functions.
 // Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.
 bool KZSim_SetFaults(const char* serial, const char* faults);
 
-// The device is gone: its exception callback comes (KZ_EXCEPTION_DISCONNECTED), frames end, calls
-// answer KZ_CC_E_DEVICE_LOST, it is in no enumeration. Returns without waiting for the callback.
+// Unplugs the device: its exception callback comes (KZ_EXCEPTION_DISCONNECTED), frames end, calls
+// return KZ_CC_E_DEVICE_LOST, no enumeration lists it. Returns without waiting for the callback.
 bool KZSim_Unplug(const char* serial);
 bool KZSim_Plug(const char* serial);
 // An exception callback with any message type, without losing the device.
@@ -87,35 +84,35 @@ bool KZSim_RaiseException(const char* serial, std::uint32_t messageType);
 // An event callback, as if the camera had sent it.
 bool KZSim_RaiseEvent(const char* serial, const char* eventName);
 
-// One frame as given, on the camera's own delivery thread, whatever the trigger says; returns when
+// One frame as given, on the camera's own delivery thread, regardless of the trigger; returns when
 // the callback has returned. `info` is a FrameOutInfo; null data or info are passed on as they are.
 // False when the camera is not grabbing with a callback registered. Must not be called from a
 // callback.
 bool KZSim_DeliverFrame(const char* serial, const void* data, const void* info);
 
-// Frames handed to a callback, by this camera, since it was configured.
+// Frames that this camera delivered to a callback since it was configured.
 std::uint64_t KZSim_FramesDelivered(const char* serial);
 
-// The calls on a camera since the journal was cleared, one a line, oldest first:
-//   "KZ_CC_SetEnumValue TriggerMode 1"   "KZ_CC_OpenDevice 3"   "KZ_CC_StopGrabbing"
-// Reads, conversions and decodings are left out, and all after the first 4 MiB. Copies at most
-// size-1 characters and returns the full length.
+// The calls on a camera since the journal was cleared, one per line, oldest first:
+// "KZ_CC_SetEnumValue TriggerMode 1" "KZ_CC_OpenDevice 3" "KZ_CC_StopGrabbing" Reads, conversions
+// and decodings are omitted, and everything after the first 4 MiB. Copies at most size-1 characters
+// and returns the full length.
 std::uint32_t KZSim_Journal(const char* serial, char* text, std::uint32_t size);
 void KZSim_ClearJournal(const char* serial);
 
 // Handles created and not destroyed, in the process.
 std::uint32_t KZSim_OpenHandles();
 
-// Calls of the enumerating functions that came while another was under way, in the process. Such a
-// call answers KZ_CC_E_CALL_ORDER and finds nothing.
+// Calls of the enumerating functions that came while another was in progress, in the process. Such
+// a call returns KZ_CC_E_CALL_ORDER and finds nothing.
 std::uint32_t KZSim_EnumerationOverlaps();
 
-// `hook` runs inside each call of KZ_CC_EnumDevices and KZ_CC_EnumInterfacesByGenTL; null takes it
-// off.
+// `hook` runs inside each call of KZ_CC_EnumDevices and KZ_CC_EnumInterfacesByGenTL; null removes
+// it.
 void KZSim_SetEnumerationHook(void (*hook)(void* user), void* user);
 
 // Compresses pixels as the simulator's compressed formats do, for tests. Returns the length, 0 when
-// `capacity` does not suffice.
+// `capacity` is too small.
 std::uint32_t KZSim_Compress(std::uint32_t pixelType, const std::uint8_t* pixels,
                              std::uint32_t length, std::uint8_t* destination,
                              std::uint32_t capacity);

@@ -1,5 +1,5 @@
-// How often each framework function was called, and which calls are to fail. Counting, which
-// happens for every frame, takes no lock and no memory.
+// Counts calls of each framework function and makes chosen calls fail. Counting, done for every
+// frame, takes no lock and allocates nothing.
 #pragma once
 
 #include <algorithm>
@@ -29,13 +29,13 @@ inline constexpr std::array<std::string_view, 13> kFunctions{
     "CQ_M_SetBinayData",
 };
 
-// The number of functions for a name that is none of them.
+// The number of functions if the name is unknown.
 [[nodiscard]] constexpr std::size_t IndexOf(std::string_view name) {
     return static_cast<std::size_t>(std::find(kFunctions.begin(), kFunctions.end(), name) -
                                     kFunctions.begin());
 }
 
-// A function by its name, looked up by the compiler.
+// A function by its name, looked up at compile time.
 struct Function {
     consteval Function(const char* name) : index(IndexOf(name)) {
         if (index == kFunctions.size()) {
@@ -47,7 +47,7 @@ struct Function {
 
 class CallTable {
   public:
-    // Counts a call; the status it is to fail with, if it is.
+    // Counts a call; returns the status that it must fail with, if any.
     [[nodiscard]] std::optional<std::uint32_t> Enter(Function function) {
         Row& row = m_rows[function.index];
         row.calls.fetch_add(1, std::memory_order_relaxed);

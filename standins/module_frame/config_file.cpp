@@ -111,7 +111,7 @@ class Reader {
         return end > 0;
     }
 
-    // Blanks and comments; false for a comment without its end.
+    // Blanks and comments; false for an unterminated comment.
     bool SkipBetween() {
         SkipSpace();
         while (Take("<!--")) {

@@ -5,8 +5,8 @@
 //     <Param Name="WaitForConnectingTime" Value="1000"/>
 //   </ModuleConfig>
 //
-// Comments may stand between the elements. The five named entities are known; anything else is
-// damage, because half a configuration would look like a whole one.
+// Comments are allowed between the elements, and so are the five named entities. Anything else
+// counts as damage, because half a configuration would look like a whole one.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,7 @@
 
 namespace module_frame {
 
-// The parameters in the order of the file, names that stand twice included; nothing when damaged.
+// The parameters in file order, including duplicate names; nothing when damaged.
 [[nodiscard]] std::optional<Values> ParseConfig(std::string_view text);
 
 }  // namespace module_frame

@@ -9,11 +9,11 @@ namespace module_frame {
 
 [[nodiscard]] bool FileExists(const std::string& path);
 
-// Nothing when the file cannot be read or is unreasonably large for a text of settings.
+// Nothing when the file cannot be read or is unreasonably large for settings.
 [[nodiscard]] std::optional<std::string> ReadFile(const std::string& path);
 
-// Writes beside the file and renames over it: whoever reads `path` finds the old content or the new
-// one, whole, whenever the writer dies.
+// Writes a temporary file and renames it over `path`: a reader finds the complete old or new
+// content, whenever the writer dies.
 [[nodiscard]] bool ReplaceFile(const std::string& path, std::string_view content);
 
 [[nodiscard]] std::string JoinFolder(const std::string& folder, const std::string& file);

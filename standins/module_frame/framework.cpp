@@ -19,7 +19,7 @@ Framework::Framework() {
 
 void* Framework::AddHandle(std::int32_t moduleId, std::int32_t createCause) {
     const std::lock_guard lock(m_mutex);
-    // A number in a pointer's dress, never used twice: a handle used after its end is refused.
+    // An opaque id, never reused: a handle used after its end is refused.
     m_lastHandle += alignof(std::max_align_t);
     void* const handle = reinterpret_cast<void*>(m_lastHandle);
     Handle& added = m_handles[handle];

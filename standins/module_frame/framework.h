@@ -1,4 +1,4 @@
-// The state of the framework: the modules' handles and what the host set up for all of them.
+// The state of the framework: the modules' handles and the host's settings for all of them.
 #pragma once
 
 #include <atomic>
@@ -38,8 +38,8 @@ class Framework {
     [[nodiscard]] void* AddHandle(std::int32_t moduleId, std::int32_t createCause);
     void RemoveHandle(void* handle);
 
-    // Runs `use` on the handle under the lock; kModuleFrameBadArgument when there is no such
-    // handle. `use` must not call out.
+    // Runs `use` on the handle under the lock; kModuleFrameBadArgument if there is no such handle.
+    // `use` must not call out.
     template <typename Use>
     [[nodiscard]] Status WithHandle(void* handle, Use&& use) {
         const std::lock_guard lock(m_mutex);
@@ -53,8 +53,8 @@ class Framework {
 
     void SetConfigFolder(const char* folder);
 
-    // The parameters of a file in the configuration folder: none when it is missing, nothing when
-    // it is damaged.
+    // The parameters of a file in the configuration folder: an empty list if it is missing, nothing
+    // if it is damaged.
     [[nodiscard]] std::optional<Values> ReadConfig(const std::string& file) const;
 
     CallTable calls;
@@ -69,7 +69,7 @@ class Framework {
     std::string m_configFolder;
 };
 
-// The one of the process. Leaked on purpose: modules may report while statics are being destroyed.
+// The process's instance. Leaked on purpose: modules may report while statics are being destroyed.
 [[nodiscard]] Framework& TheFramework();
 
 }  // namespace module_frame

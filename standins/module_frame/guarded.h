@@ -1,11 +1,11 @@
-// What every entry into the library passes through.
+// Wrapper of every entry into the library.
 #pragma once
 
 #include "standins/module_frame/framework.h"
 
 namespace module_frame {
 
-// No exception crosses into a module or host, which may have been built with another runtime.
+// No exception crosses into a module or host, which may use another runtime.
 template <typename Work>
 [[nodiscard]] Status Guarded(Work&& work) noexcept {
     try {
@@ -15,7 +15,7 @@ template <typename Work>
     }
 }
 
-// For an entry that has no status to answer.
+// For an entry that returns no status.
 template <typename Work>
 void Attempt(Work&& work) noexcept {
     static_cast<void>(Guarded([&]() -> Status {

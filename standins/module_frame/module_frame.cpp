@@ -14,7 +14,7 @@ using module_frame::Values;
 
 namespace {
 
-// One framework function: counted, made to fail on demand, and without an exception.
+// Runs one framework function: counts it, makes it fail on demand, lets no exception out.
 template <typename Work>
 Status Called(Function function, Work&& work) noexcept {
     return module_frame::Guarded([&]() -> Status {
@@ -50,7 +50,7 @@ Status CountCameras(void* handle, std::int32_t change, std::uint32_t pattern) {
 
 CAbstractUserModule::CAbstractUserModule() = default;
 
-// A module that is gone is not notified any more, even where nobody took its callback off.
+// A destroyed module is no longer notified, even if its callback was not removed.
 CAbstractUserModule::~CAbstractUserModule() {
     static_cast<void>(module_frame::Guarded([&] {
         return TheFramework().WithHandle(m_hModule, [](Handle& handle) { handle.notify = {}; });
@@ -62,7 +62,7 @@ std::uint32_t CAbstractUserModule::Reserved() {
 }
 
 std::uint32_t CAbstractUserModule::GetParam(const char*, char*, std::int32_t, std::uint32_t*) {
-    return kModuleFrameBadArgument;  // the base knows no key
+    return kModuleFrameBadArgument;  // the base has no keys
 }
 
 std::uint32_t CAbstractUserModule::SetParam(const char*, const char*, std::int32_t) {
@@ -183,7 +183,8 @@ std::uint32_t CQ_M_GetModuleNodeInfo(std::int32_t moduleId, ModuleNodeInfo* info
         if (info == nullptr) {
             return kModuleFrameBadArgument;
         }
-        // Procedures are the host's, unknown here: every id has a record, which carries the id.
+        // Procedures belong to the host and are unknown here: every id has a record, which contains
+        // the id.
         *info = {};
         std::copy_n(reinterpret_cast<const std::uint8_t*>(&moduleId), sizeof(moduleId),
                     info->frameworkData);

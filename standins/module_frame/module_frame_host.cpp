@@ -60,7 +60,7 @@ Status LoadSolution(void* handle, CAbstractUserModule& module, const char* path)
     }
     const auto record = std::make_unique<SAVE_MODULE_DATA_PARAM>();
     module_frame::FillRecord(*solution, *record);
-    // Before the module loads: what the host sets meanwhile is newer and wins.
+    // Before the module loads, because values that the host sets meanwhile are newer.
     const Status known = TheFramework().WithHandle(
         handle, [&](Handle& h) { h.values.ReplaceAll(solution->params); });
     return known != 0 ? known : module.LoadModuleData(record.get());

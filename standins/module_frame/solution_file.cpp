@@ -90,7 +90,7 @@ void AppendLine(std::string& to, std::string_view kind, std::string_view first,
     to += '\n';
 }
 
-// Takes a blank and a quoted text off the front of `line`.
+// Removes a blank and a quoted text from the front of `line`.
 std::optional<std::string> TakeQuoted(std::string_view& line) {
     if (!line.starts_with(" \"")) {
         return std::nullopt;
@@ -140,7 +140,7 @@ std::optional<std::pair<std::string, std::string>> ReadPair(std::string_view lin
     return std::pair(std::move(*first), std::move(*second));
 }
 
-// The next line, which must be ended; an editor may have ended it with a carriage return too.
+// The next line, which must be terminated; an editor may have added a carriage return.
 std::optional<std::string_view> TakeLine(std::string_view& text) {
     const std::size_t end = text.find('\n');
     if (end == std::string_view::npos) {
@@ -154,7 +154,7 @@ std::optional<std::string_view> TakeLine(std::string_view& text) {
     return line;
 }
 
-// Adds what one line says; false when it is damaged or too much.
+// Adds one line to the solution; false when it is damaged or too much.
 bool ReadLine(std::string_view line, Solution& solution) {
     if (line == kModuleData) {
         solution.hasModuleData = true;

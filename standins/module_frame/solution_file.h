@@ -6,9 +6,9 @@
 //   binary "ConnectDeviceInfo" "0100ff..."
 //   end
 //
-// In quotes, \" and \\ stand for themselves and \xHH for a control character; all other bytes stand
-// as they are, whatever their encoding. Binary data is in hexadecimal digits. "module-data" tells
-// that the module filled its own half of the record.
+// In quotes, \" and \\ stand for themselves and \xHH for a control character; all other bytes are
+// verbatim, whatever their encoding. Binary data is hexadecimal. "module-data" means that the
+// module filled its own half of the record.
 #pragma once
 
 #include <optional>
@@ -33,7 +33,7 @@ struct Solution {
 
 [[nodiscard]] std::string FormatSolution(const Solution& solution);
 
-// Nothing when the text is damaged or holds more than a record takes.
+// Nothing when the text is damaged or exceeds a record.
 [[nodiscard]] std::optional<Solution> ParseSolution(std::string_view text);
 
 // Copies a record that a module filled; nothing when its counts, texts or pointers are wrong.

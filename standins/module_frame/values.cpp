@@ -66,7 +66,7 @@ void ValueHistory::Remember(std::string_view name, std::string_view value) {
         return;
     }
     NamedValue latest{std::string(name), std::string(value)};
-    m_values.reserve(m_values.size() + 1);  // nothing is forgotten when memory runs out
+    m_values.reserve(m_values.size() + 1);  // no value is lost when out of memory
     if (const auto old = Find(m_values, name); old != m_values.end()) {
         m_values.erase(old);
     }

@@ -1,4 +1,4 @@
-// Names and values, and their way into the fixed-size lists that modules exchange.
+// Names and values, and their conversion to the fixed-size lists that modules exchange.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ using Values = std::vector<NamedValue>;
 // The text in a fixed-size field; a field without its NUL ends with the field.
 [[nodiscard]] std::string_view FieldText(const char* field, std::size_t size);
 
-// Copies what fits and fills the rest of the field with zeros: no old content passes on.
+// Copies what fits and fills the rest of the field with zeros, so that no old content leaks.
 void FillField(char* field, std::size_t size, std::string_view text);
 
 // The first kFrameworkMaxEntries values, over-long texts cut to their fields.
@@ -29,16 +29,16 @@ void FillList(const Values& values, ModuleParamList& list);
 [[nodiscard]] bool FitsName(std::string_view name);
 [[nodiscard]] bool FitsValue(std::string_view value);
 
-// What a handle was last told of each name, in the order of the last telling: replaying it has the
-// effect of the whole history, with the overwritten steps left out.
+// The last value set for each name, in the order of the last settings: replaying it has the effect
+// of the whole history, without the overwritten steps.
 class ValueHistory {
   public:
     // False: the name is new and kFrameworkMaxEntries names are remembered already.
     [[nodiscard]] bool HasRoomFor(std::string_view name) const;
-    // Nameless values (a module blanks the names it does not want replayed) and relations are none.
+    // Ignores nameless values (a module blanks the names it does not want replayed) and relations.
     void Remember(std::string_view name, std::string_view value);
 
-    // Forgets all before: a solution that is loaded replaces what was set until then.
+    // Drops everything before: a loaded solution replaces earlier settings.
     void ReplaceAll(const Values& values);
 
     [[nodiscard]] const Values& All() const { return m_values; }
@@ -47,7 +47,7 @@ class ValueHistory {
     Values m_values;
 };
 
-// A module keeps its relations to procedures itself and adds them to what it saves.
+// A module keeps its relations to procedures itself and adds them when saving.
 [[nodiscard]] bool IsRelation(std::string_view name);
 
 }  // namespace module_frame

@@ -16,7 +16,7 @@ char* PutDigits(char* to, unsigned value, int digits) {
     return to + digits;
 }
 
-// Universal time: lines of several machines compare, and none is repeated when the clocks change.
+// UTC: lines of several machines are comparable, and no time repeats when the clocks change.
 void PutTime(char* to) {
     using namespace std::chrono;
     const auto now = floor<milliseconds>(system_clock::now());

@@ -1,4 +1,4 @@
-// The lines between the threads that log and the one that writes.
+// The queue of lines between the threads that log and the one that writes.
 #pragma once
 
 #include <array>
@@ -19,9 +19,9 @@ inline constexpr std::size_t kStampSize = kTimeSize + kLevelSize;
 // A longer message is cut.
 inline constexpr std::size_t kLongestMessage = std::size_t{64} << 10;
 
-// A ring of whole lines, in the form in which they are written. One thread at a time puts, one at a
-// time takes; the two need no lock between them, so what is queued can be taken at any instant,
-// even by a signal handler, whatever the other threads were doing.
+// A ring of whole lines in their written form. One thread at a time puts, one at a time takes; the
+// two need no lock between them, so queued lines can be taken at any instant, even by a signal
+// handler, whatever the other threads are doing.
 class LineQueue {
   public:
     struct Line {
@@ -41,14 +41,14 @@ class LineQueue {
 
     LineQueue();
 
-    // Stamps the message with the present time. A line without room is counted instead.
+    // Stamps the message with the current time. If the queue is full the line is only counted.
     void Put(std::int32_t level, std::string_view message) noexcept;
 
     // The oldest line, until it is popped; null when there is none.
     [[nodiscard]] const Line* Front() noexcept;
     void Pop() noexcept;
 
-    // Lines lost since the last one that found room; 0 from then on.
+    // Lines lost since the last one queued; resets the count.
     [[nodiscard]] std::uint32_t TakeLost() noexcept { return m_lost.exchange(0); }
 
     [[nodiscard]] bool Empty() const noexcept {
@@ -73,7 +73,7 @@ class LineQueue {
     }
 
     const std::unique_ptr<Unit[]> m_ring;
-    // In bytes since the beginning.
+    // In bytes since the start.
     std::atomic<std::uint64_t> m_put{0};
     std::atomic<std::uint64_t> m_taken{0};
     std::atomic<std::uint64_t> m_linesPut{0};

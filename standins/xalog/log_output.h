@@ -1,5 +1,4 @@
-// One of the places that get the lines as text: what is repeated is joined, what it does not take
-// is counted.
+// One output for the lines as text: joins repeated lines and counts lines that it could not write.
 #pragma once
 
 #include <array>
@@ -18,17 +17,18 @@ namespace xalog {
 inline constexpr std::string_view kLinesLost = " lines lost: the log could not keep up";
 inline constexpr std::int32_t kLostLevel = 3;
 
-// Like its TextOutput it may be used in a signal handler. One thread at a time.
+// Like its TextOutput, usable in a signal handler. One thread at a time.
 class LogOutput {
   public:
     explicit LogOutput(TextOutput output) : m_output(std::move(output)) {}
 
-    // A line equal to the one before, level and message, is only counted. So is one that the place
-    // does not take in time; once it has been too slow, it is not waited for until it takes again.
+    // A line with the level and message of the previous one is only counted. So is one that the
+    // output does not accept in time; after that it does not wait for the output until it accepts
+    // again.
     void Write(const LineQueue::Line& line) noexcept;
     void CountLost(std::uint64_t lines) noexcept { m_lost += lines; }
 
-    // Whether lines have been counted that the text does not tell of yet.
+    // Whether there are counted lines that have not been reported yet.
     [[nodiscard]] bool Owes() const noexcept { return m_repeats > 0 || m_lost > 0; }
     void WriteCounts() noexcept;
 
@@ -50,8 +50,8 @@ class LogOutput {
     bool m_stalled = false;
     bool m_midLine = false;  // only the beginning of a line was taken
 
-    std::array<char, kTimeSize> m_lastTime{};  // of the newest line, written or not
-    // The line before, from its level on; none when it was not written or is too long to be joined.
+    std::array<char, kTimeSize> m_lastTime{};  // time of the newest line, written or not
+    // The previous line, from its level on; empty if it was not written or is too long to join.
     std::array<char, kLongestJoined> m_last{};
     std::size_t m_lastSize = 0;
     std::uint64_t m_repeats = 0;

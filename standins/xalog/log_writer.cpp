@@ -1,8 +1,10 @@
 #include "standins/xalog/log_writer.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -14,14 +16,14 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kTurnPause = 1ms;
-constexpr auto kCountsInterval = 1s;  // a repetition is told of after this at the latest
-// Lines come in bursts, and waking the thread costs the one that logs more than its line does. So
-// it looks by itself for a while after a line, before it sleeps until it is woken.
+constexpr auto kCountsInterval = 1s;  // a repetition is reported after this at the latest
+// Lines come in bursts, and waking the thread costs a logging thread more than its line does. So
+// the thread polls for a while after a line before it sleeps until it is woken.
 constexpr auto kLookInterval = 5ms;
 constexpr auto kLookingTime = 500ms;
 constexpr auto kFlushLimit = 10s;
-constexpr auto kSettingLimit = 2s;    // a setting waits so long for a line being written
-constexpr auto kRemainderLimit = 2s;  // the end of the process, for all that is queued
+constexpr auto kSettingLimit = 2s;    // how long a setting waits for a line being written
+constexpr auto kRemainderLimit = 2s;  // limit at process exit for all queued lines
 constexpr auto kRemainderPatience = 100ms;
 
 enum HookPlace : std::size_t { kSink, kProbe };
@@ -85,7 +87,7 @@ void LogWriter::Write(std::int32_t level, const char* message, std::size_t size)
     bool started = false;
     bool wake = false;
     {
-        // The stamp is taken inside, so that times never run backwards down the file.
+        // The time is taken under the lock, so that times in the file never decrease.
         const std::lock_guard lock(m_mutex);
         m_queue.Put(level, {message, size});
         StartThreadLocked();
@@ -161,7 +163,8 @@ bool LogWriter::HandleNext() {
         ForEachOutput([&](LogOutput& output) { output.Write(*line); });
         level = line->level;
         lost = line->lostBefore;
-        m_sinkText = line->Message();
+        const std::string_view message = line->Message();
+        m_sinkText[message.copy(m_sinkText.data(), kLongestMessage)] = '\0';
         m_queue.Pop();
     } else {
         lost = m_queue.TakeLost();
@@ -172,7 +175,7 @@ bool LogWriter::HandleNext() {
 
     TellSinkOfLost(lost);
     if (line != nullptr) {
-        TellSink(level, m_sinkText.c_str());
+        TellSink(level, m_sinkText.data());
     }
     return owes;
 }
@@ -188,7 +191,7 @@ void LogWriter::WriteCounts() {
     TellSinkOfLost(lost);
 }
 
-// What a sink throws ends with it: there is nobody to catch it.
+// Exceptions of a sink are swallowed: nothing else could catch them.
 void LogWriter::TellSink(std::int32_t level, const char* message) noexcept {
     try {
         m_sink.Run([&](const Hook& sink) { sink(level, message); });
@@ -196,9 +199,11 @@ void LogWriter::TellSink(std::int32_t level, const char* message) noexcept {
     }
 }
 
-void LogWriter::TellSinkOfLost(std::uint32_t lines) {
+void LogWriter::TellSinkOfLost(std::uint32_t lines) noexcept {
     if (lines > 0) {
-        TellSink(kLostLevel, (std::to_string(lines).append(kLinesLost)).c_str());
+        char text[16 + kLinesLost.size()];
+        std::snprintf(text, sizeof text, "%u%s", lines, kLinesLost.data());
+        TellSink(kLostLevel, text);
     }
 }
 

@@ -1,4 +1,4 @@
-// Takes lines from any thread and writes them on one of its own.
+// Takes lines from any thread and writes them on its own thread.
 #pragma once
 
 #include <array>
@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <thread>
 
 #include "standins/callback_slot.h"
@@ -19,8 +18,9 @@
 
 namespace xalog {
 
-// Who takes lines from the queue and may touch the outputs. No mutex, because a signal handler and
-// a process that ends take it, too; they go first. Every holder gives it back before it calls out.
+// The right to take lines from the queue and to use the outputs. Not a mutex, because a signal
+// handler and process exit take it, too, and have priority. Every holder releases it before calling
+// out.
 class OutputTurn {
   public:
     void Take() noexcept;
@@ -32,20 +32,20 @@ class OutputTurn {
     std::atomic<bool> m_urgent{false};
 };
 
-// Never destroyed: its thread runs until the process ends, and other threads log until then. The
-// functions that are not noexcept may run out of memory.
+// Never destroyed: its thread runs until the process ends, and other threads log until then.
+// Functions that are not noexcept may throw std::bad_alloc.
 class LogWriter {
   public:
-    // Takes the environment's settings.
+    // Reads its settings from the environment.
     LogWriter();
 
-    // In the child of a fork, where the other one's thread is missing: takes over its settings,
-    // leaves its lines to the parent.
+    // For the child of a fork, which lacks the parent's thread: copies the settings and leaves the
+    // queued lines to the parent.
     static LogWriter* InForkedChild(LogWriter& parents);
     void LockForFork() { m_mutex.lock(); }
     void UnlockForFork() { m_mutex.unlock(); }
 
-    // `message` is NUL-ended.
+    // `message` is NUL-terminated.
     void Write(std::int32_t level, const char* message, std::size_t size);
 
     [[nodiscard]] bool SetFile(const char* path);
@@ -54,7 +54,7 @@ class LogWriter {
     void SetProbe(XalogSink probe, void* user);
     void Flush();
 
-    // What the process that ends still has queued, as text; the sink is not called. With
+    // Writes the lines still queued at process exit, as text; does not call the sink. With
     // `othersAreGone` no other thread runs any more. May be called in a signal handler.
     void WriteRemaining(bool othersAreGone) noexcept;
 
@@ -76,14 +76,14 @@ class LogWriter {
 
     void Run();
     void StartThreadLocked();
-    // Writes one line, or counts those lost behind the last one. True when an output has to tell of
-    // what it counted.
+    // Writes one line, or counts those lost after the last one. True when an output has counts to
+    // report.
     bool HandleNext();
     void WriteCounts();
     void TellSink(std::int32_t level, const char* message) noexcept;
-    void TellSinkOfLost(std::uint32_t lines);
+    void TellSinkOfLost(std::uint32_t lines) noexcept;
 
-    // False when an output holds the thread up for too long.
+    // False when an output blocks the thread for too long.
     template <typename Change>
     bool ChangeOutputs(Change&& change);
     void SetHook(standins::CallbackSlot<Hook>& slot, Hook& kept, const Hook& hook);
@@ -98,7 +98,7 @@ class LogWriter {
         }
     }
 
-    std::mutex m_mutex;  // putting lines, the thread's sleep, and what stands below up to the blank
+    std::mutex m_mutex;  // putting lines, the thread's sleep, and the members below up to the blank
     std::condition_variable m_wake;
     std::condition_variable m_flushed;
     bool m_started = false;
@@ -106,7 +106,7 @@ class LogWriter {
     std::thread::id m_thread;
     std::uint64_t m_flushesAsked = 0;
     std::uint64_t m_flushesDone = 0;
-    std::uint64_t m_flushUpTo = 0;     // lines put when the last flush was asked for
+    std::uint64_t m_flushUpTo = 0;     // lines put when the last flush was requested
     std::array<Hook, 2> m_hooksSet{};  // sink and probe, again, for a forked child
 
     LineQueue m_queue;
@@ -117,11 +117,11 @@ class LogWriter {
 
     standins::CallbackSlot<Hook> m_sink;
     standins::CallbackSlot<Hook> m_probe;
-    std::string m_sinkText;  // the thread's alone
+    std::array<char, kLongestMessage + 1> m_sinkText{};  // the thread's alone; never allocates
 };
 
-// Makes one line of a message: line ends behind it are cut off, every other control character
-// except the tabulator becomes a blank. The size that is left.
+// Makes one line of a message: removes trailing line ends and replaces every other control
+// character except tab by a blank. Returns the new size.
 [[nodiscard]] std::size_t MakeOneLine(char* message, std::size_t size);
 
 }  // namespace xalog

@@ -1,27 +1,26 @@
-// The process that the log lives in: how it ends, and how it splits in two.
+// The process that the log runs in: how it ends and how it forks.
 #pragma once
 
 namespace xalog {
 
-// What the log does at its turning points.
+// What the log does at these points.
 struct ProcessHooks {
-    // The process ends, in good order or by a signal. With `othersAreGone` all other threads have
-    // ended already, wherever they stood. Calls only what a signal handler may call.
+    // The process ends, normally or by a signal. With `othersAreGone` all other threads have ended
+    // already, wherever they were. Calls only what a signal handler may call.
     void (*ending)(bool othersAreGone) noexcept;
     void (*beforeFork)() noexcept;
     void (*afterForkInParent)() noexcept;
     void (*afterForkInChild)() noexcept;
 };
 
-// Once. From here on the library stays loaded until the process ends, because its thread does, and
-// the ends that a process can notice come by `ending`:
-// - Linux: the orderly end, and signals whose disposition is the default one now, which then ends
-// the
-//   process as it would have. A handler that the program sets later takes the place of this.
-// - Windows: ExitProcess, which also abort and Ctrl-C come to, and exceptions that nobody handles.
+// Call once. From then on the library stays loaded until the process ends, because its thread runs
+// until then, and `ending` is called at every end that a process can notice:
+// - Linux: the normal end, and signals that have the default disposition now, which then ends the
+//   process as usual. A handler that the program sets later replaces this one.
+// - Windows: ExitProcess, which abort and Ctrl-C also reach, and unhandled exceptions.
 void WatchProcess(const ProcessHooks& hooks) noexcept;
 
-// Whether `run` runs on a thread of its own, until the process ends. No signal is handled there.
+// Starts `run` on its own thread, which lasts until the process ends and handles no signals.
 [[nodiscard]] bool StartThread(void (*run)(void* argument), void* argument) noexcept;
 
 }  // namespace xalog

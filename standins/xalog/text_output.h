@@ -1,4 +1,4 @@
-// A place that takes text from the operating system's point of view.
+// An output for text at the level of the operating system.
 #pragma once
 
 #include <chrono>
@@ -14,8 +14,8 @@ namespace xalog {
 // no lock and calls only what a signal handler may call.
 class TextOutput {
   public:
-    // Appends to what is there; `path` is UTF-8. A named pipe is opened at once, read or not. None
-    // when it cannot be opened.
+    // Appends to existing content; `path` is UTF-8. A named pipe is opened at once, with or without
+    // a reader. Nothing when it cannot be opened.
     [[nodiscard]] static std::optional<TextOutput> OpenFile(const char* path);
     [[nodiscard]] static TextOutput StandardError();
 
@@ -28,8 +28,9 @@ class TextOutput {
     }
     ~TextOutput();
 
-    // The bytes taken: fewer than `text` has when the place is full, broken, or, a pipe, not read
-    // for `patience`. A write that the system itself holds up (a disk) lasts as long as that does.
+    // Returns the bytes taken: fewer than `text` has if the output is full, broken, or a pipe not
+    // read for `patience`. A write that the system itself delays (a disk) takes as long as it
+    // takes.
     [[nodiscard]] std::size_t Write(std::string_view text,
                                     std::chrono::milliseconds patience) const noexcept;
 

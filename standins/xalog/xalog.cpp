@@ -16,11 +16,11 @@ namespace {
 
 constexpr std::int32_t kDefaultLevel = 4;
 
-// Constant-initialised and never destroyed: asked on every line, at any time of the process.
+// Constant-initialised and never destroyed: queried for every line, at any time of the process.
 constinit std::atomic<std::int32_t> g_level{kDefaultLevel};
 
-// Never destroyed: threads may log while the process's statics are being destroyed. Null when the
-// machine had no memory for it; then nothing is written.
+// Never destroyed: threads may log while the process's statics are being destroyed. Null when it
+// could not be allocated; then nothing is written.
 constinit std::atomic<xalog::LogWriter*> g_writer{nullptr};
 
 xalog::LogWriter* NewWriter() noexcept {
@@ -70,7 +70,7 @@ xalog::LogWriter* Writer() noexcept {
     return g_writer.load();
 }
 
-// At the loading of the library, before anyone can ask for the level.
+// When the library is loaded, before any query of the level.
 [[maybe_unused]] const bool g_environmentRead = [] {
     if (const char* const level = std::getenv("XALOG_LEVEL"); level != nullptr) {
         char* end = nullptr;
@@ -90,7 +90,8 @@ void Print(xalog::LogWriter& writer, std::int32_t level, const char* format, va_
     va_list again;
     va_copy(again, arguments);
     const int formatted = std::vsnprintf(usual, sizeof usual, format, arguments);
-    // A text that cannot be formatted (a wide character without a counterpart) leaves its format.
+    // If the text cannot be formatted (a wide character without a counterpart), the format itself
+    // is logged.
     const bool unformatted = formatted < 0;
     std::size_t size = static_cast<std::size_t>(
         unformatted ? std::snprintf(usual, sizeof usual, "%s", format) : formatted);
@@ -101,7 +102,7 @@ void Print(xalog::LogWriter& writer, std::int32_t level, const char* format, va_
     if (size > kUsualMessage) {
         longer.reset(new (std::nothrow) char[size + 1]);
         if (longer == nullptr) {
-            size = kUsualMessage;  // better a line cut short than none
+            size = kUsualMessage;  // a truncated line is better than none
         } else {
             message = longer.get();
             if (unformatted) {
@@ -117,7 +118,7 @@ void Print(xalog::LogWriter& writer, std::int32_t level, const char* format, va_
     writer.Write(level, message, size);
 }
 
-// Logging never fails its caller, and no exception crosses into a program of another runtime.
+// Logging never fails for its caller, and no exception crosses into a program with another runtime.
 template <typename Work>
 void WithWriter(Work&& work) noexcept {
     if (xalog::LogWriter* const writer = Writer(); writer != nullptr) {

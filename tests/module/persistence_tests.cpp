@@ -275,7 +275,7 @@ TEST(Persistence, LooksAtTheFirstBinaryItemsNameOnly) {
         fill(*record);
         EXPECT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
         EXPECT_TRUE(host.WaitForLog("Try connect to camera(OTHER)..."));
-        const bool opened = Eventually([] { return KZSim_OpenHandles() == 1; }, 250ms);
+        const bool opened = host.WaitForReport({kReportCameraState, "1-1-G1"}, 250ms);
         KZSim_SetFaults("", "");
         return opened;
     };

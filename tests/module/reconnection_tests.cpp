@@ -258,7 +258,7 @@ TEST_F(Reconnection, TriesOnceWithoutReconnectTime) {
     KZSim_Unplug("G1");
     ASSERT_TRUE(host.WaitForLog("Try connect to camera(G1)..."));
     // The thread has ended when the next loss's thread is the only one that tries.
-    std::this_thread::sleep_for(1200ms);
+    std::this_thread::sleep_for(700ms);
     EXPECT_EQ(Attempts(host), 1U);
     KZSim_Plug("G1");
     EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
@@ -421,7 +421,7 @@ TEST_F(Reconnection, EndsWithTheModule) {
     host.Module()->DeInit();
     const std::size_t attempts = Attempts(host);
     KZSim_Plug("G1");
-    std::this_thread::sleep_for(700ms);
+    std::this_thread::sleep_for(100ms);
     EXPECT_EQ(Attempts(host), attempts);
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
     // Slow attempts are waited for, and what they opened is closed again.
@@ -478,7 +478,7 @@ TEST(ReconnectionByAddress, ComesBackOnlyWhenItIsWanted) {
     KZSim_Unplug("G1");
     ASSERT_TRUE(Eventually([&] { return KZSim_OpenHandles() == 0; }));
     KZSim_Plug("G1");
-    std::this_thread::sleep_for(300ms);
+    std::this_thread::sleep_for(150ms);
     EXPECT_EQ(host.LogCount("Try connect to camera"), 0U);
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
 }

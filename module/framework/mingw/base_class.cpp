@@ -1,12 +1,12 @@
-// The base class as a GCC-built library carries it. A framework built by MSVC exports the class's
-// functions under MSVC's names and neither table nor type information: those are made here, and the
-// framework's functions are called by their names.
+// The base class in a GCC-built library. A framework built with MSVC exports the class's functions
+// under MSVC's names, but neither table nor type information: those are defined here, and the
+// framework's functions are called by name.
 #include "module/framework/module_frame.h"
 #include "module/framework/status_codes.h"
 
 extern "C" {
 
-// In quotes, because the assembler takes no bare '?' in a name.
+// In quotes, because the assembler accepts no bare '?' in a name.
 void* FrameConstruct(void* module) asm(R"("??0CAbstractUserModule@@QEAA@XZ")");
 void FrameDestroy(void* module) asm(R"("??1CAbstractUserModule@@UEAA@XZ")");
 std::uint32_t FrameReserved(void* module) asm(R"("?Reserved@CAbstractUserModule@@UEAAIXZ")");
@@ -31,7 +31,7 @@ std::uint32_t CAbstractUserModule::SaveModuleData(SAVE_MODULE_DATA_PARAM* record
     return FrameSaveModuleData(this, record);
 }
 
-// The table names these too; every module has its own.
+// The table refers to these too; every module has its own.
 
 void* CAbstractUserModule::DeletingDestructor(std::uint32_t) {
     return this;

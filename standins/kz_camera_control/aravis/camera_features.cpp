@@ -15,8 +15,9 @@ struct ElementType {
     KZNodeType type;
 };
 
-// The interface type of each element of a camera description (GenICam schema). Told by the element
-// and not by what Aravis's node can do: its enumerations and booleans can be read as integers too.
+// The interface type of each element of a camera description (GenICam schema). Decided by the
+// element and not by the interfaces of Aravis's node, whose enumerations and booleans can be read
+// as integers too.
 constexpr std::array kElementTypes = {
     ElementType{"Integer", KZ_NODE_INTEGER},
     ElementType{"IntReg", KZ_NODE_INTEGER},
@@ -46,7 +47,7 @@ KZNodeType TypeOf(ArvGcFeatureNode* node) {
     return found != kElementTypes.end() ? found->type : KZ_NODE_BASE;
 }
 
-// The SDK's integers have 32 bits and no sign; GenICam's have 64 and one.
+// The SDK's integers are unsigned with 32 bits; GenICam's are signed with 64.
 std::uint32_t Clamp(gint64 value) {
     return static_cast<std::uint32_t>(
         std::clamp<gint64>(value, 0, std::numeric_limits<std::uint32_t>::max()));
@@ -63,7 +64,8 @@ struct IntRange {
     gint64 increment = 1;
 };
 
-// The bound of a feature that declares none stays what it was; only silence of the camera counts.
+// A bound that the feature does not declare is unchanged; only a camera that does not respond is an
+// error.
 template <typename Value, typename Read>
 Code ReadBound(Read read, Value& bound) {
     GErrorHolder error;
@@ -94,7 +96,7 @@ bool Contains(const IntRange& range, gint64 value) {
     if (value < range.minimum || value > range.maximum) {
         return false;
     }
-    // Unsigned: the distance from the smallest minimum does not fit a signed number.
+    // Unsigned: the distance from the smallest minimum overflows a signed number.
     const auto distance = static_cast<guint64>(value) - static_cast<guint64>(range.minimum);
     return distance % static_cast<guint64>(range.increment) == 0;
 }
@@ -158,7 +160,7 @@ Code CodeOf(const GErrorHolder& error) {
     if (error.Get()->domain == ARV_GC_ERROR) {
         return GenicamErrorCode(error.Get()->code);
     }
-    // The rest comes from sockets: the network card is gone or has no route any more.
+    // Other errors come from sockets: the network card is gone or has lost its route.
     return error.Get()->domain == G_IO_ERROR ? KZ_CC_E_DEVICE_LOST : KZ_CC_E_NOT_SUPPORTED;
 }
 

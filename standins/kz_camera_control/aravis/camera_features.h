@@ -1,4 +1,4 @@
-// The features of one camera by their GenICam names, as the camera's own description has them.
+// The features of one camera by their GenICam names, as the camera describes them.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +8,12 @@
 
 namespace kz {
 
-// Tells what an error of Aravis means to the caller of the SDK.
+// The SDK code for an error of Aravis.
 [[nodiscard]] Code CodeOf(const GErrorHolder& error);
 
 // Not thread-safe: the node map of Aravis is not. Values are checked against type, access and range
-// before the camera is touched. KZ_CC_E_DEVICE_LOST: the camera did not answer; a call then blocks
-// for as long as Aravis retries (2.5 s).
+// before the camera is accessed. KZ_CC_E_DEVICE_LOST: the camera did not respond; a call then
+// blocks while Aravis retries (2.5 s).
 class CameraFeatures {
   public:
     // `device` outlives the object.
@@ -35,7 +35,7 @@ class CameraFeatures {
 
   private:
     enum class Access { kRead, kWrite };
-    // The node of the name, when it is of the type and can be accessed now.
+    // Finds the node of that name, if it has the type and is accessible now.
     [[nodiscard]] Code Find(const char* name, KZNodeType type, Access access,
                             ArvGcFeatureNode*& node) const;
 

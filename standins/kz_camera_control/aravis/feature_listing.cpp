@@ -14,7 +14,7 @@ std::string TextOf(const char* text) {
     return text != nullptr ? text : "";
 }
 
-// A camera may declare no bound; Aravis then answers the largest number there is, or an error.
+// A camera may declare no bound; Aravis then returns the largest number, or an error.
 std::string BoundText(gint64 bound, const GErrorHolder& error) {
     const bool told = !error && bound != std::numeric_limits<gint64>::min() &&
                       bound != std::numeric_limits<gint64>::max();
@@ -40,7 +40,7 @@ class Listing {
              item != nullptr; item = item->next) {
             const auto* const child = static_cast<const char*>(item->data);
             KZNodeType type = KZ_NODE_BASE;
-            // Descriptions may name nodes that they lack, and categories each other.
+            // Descriptions may name missing nodes, and categories may contain each other.
             if (m_features.NodeType(child, type) != KZ_CC_OK || !m_shown.insert(child).second) {
                 continue;
             }

@@ -1,4 +1,4 @@
-// What a camera tells of its features, for people.
+// A readable list of a camera's features.
 #pragma once
 
 #include "standins/kz_camera_control/aravis/glib_ptr.h"
@@ -6,8 +6,8 @@
 
 namespace kz {
 
-// As Device::Describe. Reads only. KZ_CC_E_DEVICE_LOST: the camera did not answer; those shown so
-// far hold.
+// As Device::Describe. Only reads. KZ_CC_E_DEVICE_LOST: the camera did not respond; the features
+// shown so far are valid.
 [[nodiscard]] Code DescribeFeatures(ArvDevice* device, const char* name,
                                     const FeatureVisitor& visit);
 

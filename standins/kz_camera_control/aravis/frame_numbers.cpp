@@ -7,14 +7,14 @@ namespace {
 
 constexpr auto kLatest = static_cast<std::int64_t>(FrameNumbers::kLatest);
 
-// GigE Vision's 16-bit numbers run from 1 to 65535 and then begin again. Whether a camera has these
-// or 64-bit ones its small numbers do not tell.
+// GigE Vision's 16-bit numbers run from 1 to 65535 and then wrap. Small numbers do not show whether
+// a camera uses these or 64-bit ones.
 constexpr std::uint64_t kShortNumbers = 65535;
-// A small number behind a large one: from how many skipped frames on it is less likely that they
-// all got lost over the wrap than that the camera counts anew.
+// A small number after a large one: beyond this many skipped frames a restarted count is more
+// likely than a loss across the wrap.
 constexpr std::int64_t kLongestGapOverWrap = 1000;
 
-// How far `number` is ahead of `newest`; negative: behind it.
+// By how much `number` is newer than `newest`; negative: older.
 std::int64_t Distance(std::uint64_t newest, std::uint64_t number) {
     constexpr auto kAround = static_cast<std::int64_t>(kShortNumbers);
     const auto distance = static_cast<std::int64_t>(number - newest);
@@ -41,7 +41,7 @@ std::int64_t CountUnseen(FrameNumbers& numbers, std::uint64_t number) {
         numbers.unseen[behind] = false;
         return missed ? -1 : 0;
     }
-    // The skipped ones are 1 to distance - 1 behind.
+    // The skipped frames are 1 to distance - 1 before it.
     numbers.newest = number;
     numbers.unseen <<= static_cast<std::size_t>(distance);
     for (std::int64_t behind = 1; behind < std::min(distance, kLatest); ++behind) {

@@ -9,8 +9,8 @@
 namespace kz {
 namespace {
 
-// Enough buffers to bridge a receiver that takes its time, as far as that many large frames do not
-// eat the machine's memory.
+// Enough buffers to bridge a slow receiver, limited so that large frames do not exhaust the
+// machine's memory.
 constexpr std::size_t kMostBuffers = 16;
 constexpr std::size_t kFewestBuffers = 4;
 constexpr std::size_t kBufferMemory = std::size_t{256} << 20;
@@ -20,14 +20,14 @@ constexpr guint64 kWaitMicroseconds = 50'000;
 
 constexpr std::uint64_t kNanosecondsPerMillisecond = 1'000'000;
 
-// The system finds memory for it now and not while packets wait. Aravis's own would end the process
-// where there is none.
+// Touches the memory now and not while packets wait. Aravis's own allocation would end the process
+// when out of memory.
 ArvBuffer* MakeBuffer(std::size_t size) {
     void* const memory = std::malloc(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
-    // Not 0, which compilers leave to the system again.
+    // Not 0, which compilers may turn into an untouched zeroed allocation.
     std::memset(memory, 1, size);
     return arv_buffer_new_full(size, memory, memory, &std::free);
 }
@@ -43,7 +43,7 @@ bool HoldsImage(ArvBuffer* buffer) {
     }
 }
 
-// What can no longer become a frame, as opposed to a buffer that a stop has given back.
+// A buffer that can no longer become a frame, as opposed to one that a stop returned.
 bool IsSpoilt(ArvBufferStatus status) {
     return status == ARV_BUFFER_STATUS_TIMEOUT || status == ARV_BUFFER_STATUS_MISSING_PACKETS ||
            status == ARV_BUFFER_STATUS_WRONG_PACKET_ID || status == ARV_BUFFER_STATUS_SIZE_MISMATCH;
@@ -149,7 +149,7 @@ bool FrameStream::Deliver(ArvBuffer* buffer) {
     info.hostTimestamp = static_cast<std::int64_t>(arv_buffer_get_system_timestamp(buffer) /
                                                    kNanosecondsPerMillisecond);
     info.frameLength = static_cast<std::uint32_t>(size);
-    // Whether anybody wanted it makes no difference to what came in.
+    // The counters count received frames, wanted or not.
     (void)m_receiver(static_cast<const std::uint8_t*>(pixels), &info);
     return true;
 }

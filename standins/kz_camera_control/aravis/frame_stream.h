@@ -14,11 +14,11 @@
 
 namespace kz {
 
-// What a camera's link has carried.
+// What a camera's link has transferred.
 struct StreamCounters {
     std::uint64_t receivedBytes = 0;
     std::uint64_t receivedFrames = 0;  // complete ones
-    std::uint64_t lostFrames = 0;      // incomplete, or without a free buffer, or not seen at all
+    std::uint64_t lostFrames = 0;      // incomplete, without a free buffer, or not seen at all
     std::uint64_t lostPackets = 0;
     std::uint64_t requestedResends = 0;
     std::uint64_t resentPackets = 0;
@@ -26,8 +26,8 @@ struct StreamCounters {
     StreamCounters& operator+=(const StreamCounters& other);
 };
 
-// Takes frames off an Aravis stream on a thread of its own and hands over the complete ones. A
-// frame that is not whole is counted and never shown.
+// Takes frames off an Aravis stream on its own thread and delivers the complete ones. An incomplete
+// frame is only counted.
 class FrameStream {
   public:
     // As in DeviceSink.
@@ -39,19 +39,19 @@ class FrameStream {
     FrameStream(const FrameStream&) = delete;
     FrameStream& operator=(const FrameStream&) = delete;
 
-    // Returns when the thread is out of the receiver for good. Never from within it; may be called
-    // again.
+    // Returns when the thread has left the receiver for good. Not from inside the receiver; may be
+    // repeated.
     void Stop();
 
     [[nodiscard]] StreamCounters Counters() const;
 
-    // Gives the stream away, to be released elsewhere; after Stop, once.
+    // Releases ownership of the stream; once, after Stop.
     [[nodiscard]] GObjectPtr<ArvStream> TakeStream() { return std::move(m_stream); }
 
   private:
     void Run();
     void Take(ArvBuffer* buffer);
-    // False when the buffer holds no image that the SDK's record can tell of.
+    // False when the SDK's record cannot describe the buffer's content.
     [[nodiscard]] bool Deliver(ArvBuffer* buffer);
 
     GObjectPtr<ArvStream> m_stream;

@@ -1,4 +1,4 @@
-// Ownership of what GLib and Aravis hand out.
+// Ownership of what GLib and Aravis return.
 #pragma once
 
 #include <arv.h>
@@ -20,7 +20,7 @@ struct GFree {
 template <typename T>
 using GMemory = std::unique_ptr<T[], GFree>;
 
-// The error of one GLib call: pass Out() to it and ask afterwards.
+// The error of one GLib call: pass Out() to it and check afterwards.
 class GErrorHolder {
   public:
     GErrorHolder() = default;

@@ -27,7 +27,7 @@ constexpr std::uint16_t kReadRegisterAcknowledge = 0x0081;
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kAcknowledgeSize = 248;
 
-// Where the fields stand in the payload of DISCOVERY_ACK.
+// Offsets of the fields in the payload of DISCOVERY_ACK.
 enum AcknowledgeOffset : std::size_t {
     kVersionMajor = 0,
     kVersionMinor = 2,
@@ -47,8 +47,8 @@ enum AcknowledgeOffset : std::size_t {
 };
 
 // Bootstrap registers.
-constexpr std::uint32_t kControlChannelPrivilege = 0x0A00;  // 0: nobody controls the camera
-constexpr std::uint32_t kPrimaryApplicationIp = 0x0A14;     // optional: 0 where it is not told
+constexpr std::uint32_t kControlChannelPrivilege = 0x0A00;  // 0: the camera is not controlled
+constexpr std::uint32_t kPrimaryApplicationIp = 0x0A14;     // optional: 0 if not reported
 
 class Socket {
   public:
@@ -123,15 +123,15 @@ CameraDeviceInfo RecordOf(const std::uint8_t* acknowledge) {
 }
 
 // Sends a command until the camera acknowledges it with a payload of that size; empty when it never
-// does. The socket is connected, so that only the camera asked can answer.
+// does. The socket is connected, so only that camera can answer.
 template <std::size_t PayloadSize, std::size_t CommandSize>
 std::optional<std::array<std::uint8_t, PayloadSize>> Exchange(
     const Socket& socket, const std::array<std::uint8_t, CommandSize>& command,
     std::uint16_t acknowledge) {
     using Clock = std::chrono::steady_clock;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        // A refused packet (nothing listens at a living address) is reported by the next call; the
-        // camera may be starting, so every attempt is made all the same.
+        // The next call reports a refused packet (nothing listens at a live address); the camera
+        // may be starting, so every attempt is made.
         (void)::send(socket.Descriptor(), command.data(), command.size(), MSG_NOSIGNAL);
         const Clock::time_point deadline = Clock::now() + kAnswerTime;
         for (;;) {
@@ -186,7 +186,7 @@ std::optional<CameraDeviceInfo> AskGigECamera(std::uint32_t cameraIp, std::uint3
         return std::nullopt;
     }
     CameraDeviceInfo record = RecordOf(answer->data());
-    // The address that answered is the one that can be opened, whatever the camera says.
+    // The address that answered can be opened, whatever address the camera reports.
     record.gige.currentIp = cameraIp;
     record.gige.netExportIp = localIp != 0 ? localIp : LocalAddressTowards(cameraIp);
     return record;

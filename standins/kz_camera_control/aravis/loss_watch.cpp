@@ -45,13 +45,13 @@ struct LossWatch::State {
         return lost;
     }
 
-    std::mutex turn;  // held while the camera is asked; before mutex
+    std::mutex turn;  // held while the camera is polled; taken before mutex
 
-    std::mutex mutex;  // guards what follows
+    std::mutex mutex;  // guards the members below
     std::condition_variable changed;
     bool stop = false;
     bool lost = false;
-    bool telling = false;  // onLoss is under way
+    bool telling = false;  // onLoss is running
 };
 
 LossWatch::LossWatch(ArvDevice* device, std::function<void()> onLoss)
@@ -102,7 +102,7 @@ std::thread LossWatch::End() {
     return std::move(m_thread);
 }
 
-// Called inside Aravis: only leaves a note for the watching thread.
+// Called inside Aravis: only sets a flag for the watching thread.
 void LossWatch::OnControlLost(ArvDevice*, gpointer shared) {
     (*static_cast<std::shared_ptr<State>*>(shared))->SetLost();
 }

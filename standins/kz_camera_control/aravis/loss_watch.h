@@ -1,5 +1,5 @@
-// Notices that a camera is gone. Aravis tells so too (control-lost), but only after five seconds of
-// silence, and not at all while other calls keep its heartbeat waiting.
+// Detects the loss of a camera. Aravis reports it too (control-lost), but only after five seconds
+// of silence, and not at all while other calls delay its heartbeat.
 #pragma once
 
 #include <functional>
@@ -11,9 +11,9 @@
 
 namespace kz {
 
-// A thread asks the camera twice a second; a camera that does not answer within Aravis's own
-// retries (2.5 s), or answers that we no longer control it, is lost for good. So is one that leaves
-// any other call without an answer.
+// A thread polls the camera twice a second; a camera that does not answer within Aravis's own
+// retries (2.5 s), or that we no longer control, is lost for good. So is one that does not answer
+// any other call.
 class LossWatch {
   public:
     // `onLoss` is called once, on the watching thread, with no lock held.
@@ -24,12 +24,12 @@ class LossWatch {
 
     [[nodiscard]] bool Lost() const;
 
-    // Makes a call on the camera, unless it is lost. Calls and the watch take turns, so that not
-    // each of them waits out a silent camera by itself.
+    // Makes a call on the camera, unless it is lost. Calls and the watch take turns, so that a
+    // silent camera is not waited for twice.
     [[nodiscard]] Code Ask(const std::function<Code()>& call);
 
-    // Ends the watch and hands its thread over, to be joined before the device is given back.
-    // Waits for a call of `onLoss` under way; none comes any more.
+    // Ends the watch and returns its thread, to be joined before the device is released. Waits for
+    // `onLoss` if it is running; it is not called again.
     [[nodiscard]] std::thread End();
 
   private:

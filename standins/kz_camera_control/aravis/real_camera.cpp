@@ -15,7 +15,7 @@
 namespace kz {
 namespace {
 
-// The transport's parameters (size, format, packet size) are frozen while images are on their way.
+// The transport's parameters (size, format, packet size) are locked while the camera streams.
 constexpr const char* kTransportLocked = "TLParamsLocked";
 
 std::uint32_t Clamp32(std::uint64_t value) {
@@ -23,8 +23,8 @@ std::uint32_t Clamp32(std::uint64_t value) {
         std::min<std::uint64_t>(value, std::numeric_limits<std::uint32_t>::max()));
 }
 
-// Called on Aravis's receiving thread. One that wakes up late loses what the socket has no room
-// for, so it goes ahead of others where the user may have that.
+// Called on Aravis's receiving thread. If it wakes up late, packets beyond the socket's buffer are
+// lost, so it gets a higher priority if the user may set one.
 void AtStreamThread(void*, ArvStreamCallbackType type, ArvBuffer*) {
     constexpr int kNice = -10;
     if (type == ARV_STREAM_CALLBACK_TYPE_INIT) {
@@ -59,7 +59,7 @@ RealCamera::~RealCamera() {
     }
 }
 
-// Cameras without the feature lock by themselves; the rest is told.
+// Cameras without the feature lock by themselves.
 void RealCamera::LockTransport(bool locked) {
     (void)m_features.SetInt(kTransportLocked, locked ? 1 : 0);
 }
@@ -195,7 +195,7 @@ std::int32_t RealCamera::OptimalPacketSize() {
     (void)m_watch.Ask([&]() -> Code {
         ArvGvDevice* const device = ARV_GV_DEVICE(m_device.get());
         GErrorHolder error;
-        // Trying sizes out needs the stream channel for itself.
+        // Probing sizes needs exclusive use of the stream channel.
         const guint found = m_frames ? arv_gv_device_get_packet_size(device, error.Out())
                                      : arv_gv_device_auto_packet_size(device, error.Out());
         if (!error) {

@@ -13,7 +13,7 @@ namespace kz {
 // Frames come on a thread per acquisition, the exception on a thread per camera.
 class RealCamera final : public Device {
   public:
-    // `device` is open and controlled by us.
+    // `device` is open and under our control.
     RealCamera(GObjectPtr<ArvDevice> device, DeviceSink sink);
     ~RealCamera() override;
 
@@ -39,7 +39,7 @@ class RealCamera final : public Device {
     Code SetTransmissionType(const KZTransmissionType& type) override;
     // Counts from the opening on, over all acquisitions.
     Code MatchInfo(KZMatchInfo& info) override;
-    // Aravis has no message channel, so no camera's events can be had.
+    // Aravis has no message channel, so camera events are not available.
     Code EnableEvent(const char* name) override;
     Code Describe(const char* name, const FeatureVisitor& visit) override;
 

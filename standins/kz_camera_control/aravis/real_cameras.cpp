@@ -31,8 +31,7 @@ std::string_view SerialOf(const CameraDeviceInfo& record) {
                                                      : record.gige.serialNumber;
 }
 
-// What Aravis remembers of the answer to its broadcast, for a camera that did not answer a second
-// time.
+// The broadcast answer that Aravis cached, for a camera that did not answer again.
 CameraDeviceInfo GigERecord(unsigned index, std::uint32_t cameraIp) {
     CameraDeviceInfo record{};
     record.transportType = KZ_TRANSPORT_GIGE;
@@ -79,7 +78,7 @@ const CameraDeviceInfo* FindSerial(const std::vector<CameraDeviceInfo>& records,
     return found != records.end() ? &*found : nullptr;
 }
 
-// The camera at the record's address, when it is the one of the record.
+// The camera at the record's address, if it is the record's camera.
 std::optional<CameraDeviceInfo> AskAtAddress(const CameraDeviceInfo& record) {
     const std::uint32_t nic = record.gige.netExportIp;
     std::optional<CameraDeviceInfo> answer =
@@ -148,7 +147,7 @@ Code RealCameraSource::Open(const CameraDeviceInfo& record, std::uint32_t /*acce
 }
 
 Code RealCameraSource::OpenGigE(const CameraDeviceInfo& record, GObjectPtr<ArvDevice>& device) {
-    // Where it was, or, under its serial number, wherever it has gone since.
+    // At its old address, or by its serial number at a new one.
     std::optional<CameraDeviceInfo> camera = AskAtAddress(record);
     if (const std::string_view serial = SerialOf(record); !camera && !serial.empty()) {
         const std::lock_guard lock(m_mutex);
@@ -162,7 +161,7 @@ Code RealCameraSource::OpenGigE(const CameraDeviceInfo& record, GObjectPtr<ArvDe
             camera = seen != nullptr ? std::optional(*seen) : std::nullopt;
         }
     }
-    // The card is checked because Aravis does not survive one that is not there.
+    // The card is checked because Aravis crashes on a missing one.
     if (!camera || !IsLocalAddress(camera->gige.netExportIp)) {
         return KZ_CC_E_DEVICE_LOST;
     }
@@ -173,12 +172,12 @@ Code RealCameraSource::OpenGigE(const CameraDeviceInfo& record, GObjectPtr<ArvDe
         return OpenErrorCode(error);
     }
     ArvGvDevice* const gige = ARV_GV_DEVICE(device.get());
-    // Aravis opens a camera that somebody else controls without a word.
+    // Aravis silently opens a camera that another program controls.
     if (!arv_gv_device_is_controller(gige)) {
         device.reset();
         return KZ_CC_E_OPEN_REFUSED;
     }
-    // The packet size is the caller's to choose.
+    // The caller chooses the packet size.
     arv_gv_device_set_packet_size_adjustment(gige, ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER);
     return KZ_CC_OK;
 }

@@ -9,11 +9,11 @@
 
 namespace kz {
 
-// GigE Vision by broadcast on every network card, USB3 Vision where there is USB. Aravis opens with
-// control access whatever access mode is asked for.
+// GigE Vision by broadcast on every network card, USB3 Vision if the machine has USB. Aravis opens
+// with control access, whatever access mode is requested.
 class RealCameraSource final : public DeviceSource {
   public:
-    // Takes a second: so long does Aravis wait for answers.
+    // Takes a second, while Aravis waits for answers.
     Code Enumerate(std::uint32_t transportMask, std::vector<CameraDeviceInfo>& found) override;
     bool Knows(const CameraDeviceInfo& record) override;
     Code Open(const CameraDeviceInfo& record, std::uint32_t accessMode, DeviceSink sink,
@@ -26,9 +26,9 @@ class RealCameraSource final : public DeviceSource {
     Code OpenGigE(const CameraDeviceInfo& record, GObjectPtr<ArvDevice>& device);
     Code OpenUsb3(const CameraDeviceInfo& record, GObjectPtr<ArvDevice>& device);
 
-    // Aravis's device list is one for the process, and its texts live until the next look.
+    // Aravis has one device list per process, and its texts live until the next update.
     std::mutex m_mutex;
-    std::vector<CameraDeviceInfo> m_seen;  // guarded by m_mutex; by the last look
+    std::vector<CameraDeviceInfo> m_seen;  // guarded by m_mutex; from the last enumeration
 };
 
 }  // namespace kz

@@ -18,7 +18,7 @@ void GiveBack(Remains remains) noexcept {
     try {
         std::thread([taken = std::make_unique<Remains>(std::move(remains))] {}).detach();
     } catch (const std::exception&) {
-        // Released with what was to be the thread's.
+        // Releases what the thread would have released.
     }
 }
 

@@ -1,6 +1,5 @@
-// What is left of a camera that does not answer any more. Giving it back to Aravis takes seconds,
-// because Aravis says goodbye to the camera and waits for the answer; nobody who handles the loss
-// should have to wait for that.
+// What is left of a camera that no longer answers. Releasing it takes seconds, because Aravis signs
+// off at the camera and waits for the answer; the handling of a loss must not wait for that.
 #pragma once
 
 #include <thread>
@@ -15,15 +14,15 @@ struct Remains {
     Remains& operator=(Remains&&) = delete;
     ~Remains();
 
-    // Given back in this order: the watching thread uses the device, the stream belongs to it.
+    // Released in this order: the watching thread uses the device, the stream belongs to it.
     std::thread watch;
     GObjectPtr<ArvStream> stream;
     GObjectPtr<ArvDevice> device;
 };
 
-// Gives remains back on a thread of their own, because a camera that comes and goes leaves new ones
-// sooner than the old are gone. Nobody waits for it; the library is never unloaded under it. Where
-// no thread can be had it happens here.
+// Releases remains on a thread of their own, because a camera that comes and goes leaves new
+// remains before the old ones are released. The thread is never waited for; the library stays
+// loaded. If no thread can be started, releases them here.
 void GiveBack(Remains remains) noexcept;
 
 }  // namespace kz

@@ -7,7 +7,7 @@
 
 namespace kz {
 
-// Whether a thread can be started: looked at before Aravis is asked for something that needs one.
+// Whether a thread can be started: checked before calling Aravis for something that needs one.
 [[nodiscard]] inline bool ThreadCanBeStarted() noexcept {
     try {
         std::thread([] {}).join();

@@ -22,18 +22,18 @@
 namespace kz {
 namespace {
 
-// The kernel hands a part of the ring over 5 to 20 ms after its first packet: by then Aravis has
-// looked at what the ring took in before the filter stood.
+// The kernel delivers a block of the ring 5 to 20 ms after its first packet: by then Aravis has
+// seen what the ring received before the filter was set.
 constexpr std::chrono::milliseconds kRingDelay{25};
 constexpr std::chrono::milliseconds kLookEvery{5};
-// Each costs less than a tenth of a second. Beside a camera that never pauses about half of them
+// Each costs less than a tenth of a second. Next to a camera that never pauses about half of them
 // fail.
 constexpr int kPacketSocketAttempts = 8;
 
-// Of a plain socket: one frame that is being received and one that waits.
+// For a plain socket: one frame being received and one waiting.
 constexpr std::size_t kBufferedFrames = 2;
 
-// A right that a process has it keeps.
+// A process keeps this capability.
 bool MayUsePacketSocket() {
     static std::atomic<bool> may{false};
     static std::atomic<bool> told{false};
@@ -53,9 +53,9 @@ bool MayUsePacketSocket() {
     return may;
 }
 
-// Until its filter stands, the packet socket hears whatever reaches the machine. Aravis takes the
-// first packet for one of this camera: it would count from another one's number and throw this
-// one's frames away as late, up to a hundred.
+// Until its filter is set, the packet socket receives everything that reaches the machine. Aravis
+// takes the first packet for one of this camera: it would count from another camera's number and
+// drop up to a hundred of this camera's frames as late.
 bool HearsNobody(ArvStream* stream) {
     const auto end = std::chrono::steady_clock::now() + kRingDelay;
     bool silent = true;
@@ -73,8 +73,8 @@ GObjectPtr<ArvStream> Create(ArvGvDevice* device, ArvStreamCallback callback,
         arv_device_create_stream(ARV_DEVICE(device), callback, nullptr, error.Out()));
 }
 
-// The stream's UDP socket, which Aravis keeps to itself: the one of this process that is bound to
-// the stream's port and the device's network card. -1: none.
+// The stream's UDP socket, which Aravis does not expose: the socket of this process bound to the
+// stream's port and the device's network card. -1: none.
 int SocketOf(ArvGvStream* stream, ArvGvDevice* device) {
     GSocketAddress* const card = arv_gv_device_get_interface_address(device);
     sockaddr_in wanted{};
@@ -103,11 +103,12 @@ int SocketOf(ArvGvStream* stream, ArvGvDevice* device) {
     return -1;
 }
 
-// Makes room before the first packet: Aravis would do so when the first frame has begun, too late
-// for that frame, cut the room down for small frames and not notice when the system grants less.
+// Enlarges the socket buffer before the first packet: Aravis would do so once the first frame has
+// begun, too late for that frame, would shrink it for small frames and not notice when the system
+// grants less.
 void MakeRoom(ArvGvStream* stream, ArvGvDevice* device, std::size_t frameSize) {
     const int socket = SocketOf(stream, device);
-    int room = 0;  // twice what was asked for, as the kernel counts its own needs too
+    int room = 0;  // twice the request, as the kernel counts its own overhead too
     socklen_t size = sizeof room;
     if (::getsockopt(socket, SOL_SOCKET, SO_RCVBUF, &room, &size) != 0) {
         return;
@@ -118,7 +119,7 @@ void MakeRoom(ArvGvStream* stream, ArvGvDevice* device, std::size_t frameSize) {
     if (room / 2 >= wanted) {
         return;
     }
-    // The first is beyond the system's limit, for those who may.
+    // The first call exceeds the system's limit, if the process may.
     if (::setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &wanted, sizeof wanted) != 0) {
         (void)::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
     }

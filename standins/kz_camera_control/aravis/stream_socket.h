@@ -1,6 +1,6 @@
-// How a GigE Vision stream gets its packets. Aravis has two ways: a packet socket, whose ring of
-// 32 MB the kernel fills, and a plain UDP socket, which costs a multiple of the CPU time and loses
-// packets as soon as its buffer is full. Both have a flaw at the start that is mended here.
+// How a GigE Vision stream receives packets. Aravis has two ways: a packet socket, whose ring of 32
+// MB the kernel fills, and a plain UDP socket, which costs several times the CPU time and loses
+// packets as soon as its buffer is full. Both have a flaw at the start that is fixed here.
 #pragma once
 
 #include <cstddef>
@@ -9,9 +9,9 @@
 
 namespace kz {
 
-// Creates a stream that has heard no packet yet: on the packet socket where that can be had, else
-// on a plain one with room for frames of `frameSize` bytes. Why it is a plain one is logged, once a
-// process. Null: `error` tells why. The camera must not be sending. Takes a second at most.
+// Creates a stream that has received no packet yet: on the packet socket if possible, else on a
+// plain one with buffer space for frames of `frameSize` bytes, whose reason is logged once per
+// process. Null: `error` has the reason. The camera must not be sending. Takes at most a second.
 [[nodiscard]] GObjectPtr<ArvStream> CreateGigEStream(ArvGvDevice* device,
                                                      ArvStreamCallback callback,
                                                      std::size_t frameSize, GErrorHolder& error);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kFrameStart = "FrameStart";
 constexpr std::uint32_t kUserSetCount = 4;
-// A host that runs for weeks never reads it.
+// Bounded, because a host that runs for weeks never reads it.
 constexpr std::size_t kLongestJournal = 4U << 20;
 
 template <typename Answer>
@@ -66,7 +66,7 @@ Code SimulatedCamera::ReadFeature(Session session, std::string_view name, Body&&
     });
 }
 
-// The camera as its user has it: the session and the acquisition under way.
+// The camera as its user sees it: the session and the current acquisition.
 class SimulatedDevice final : public Device {
   public:
     SimulatedDevice(std::shared_ptr<SimulatedCamera> camera, SimulatedCamera::Session session)
@@ -258,7 +258,7 @@ void SimulatedCamera::Plug() {
     const std::lock_guard lock(m_mutex);
     if (!m_plugged) {
         m_plugged = true;
-        // Without power, everything that was not saved is forgotten.
+        // A power cycle loses everything that was not saved.
         m_features.LoadUserSet(m_userSets.at(kUserSetDefault));
     }
 }
@@ -378,7 +378,7 @@ Code SimulatedCamera::RunCommand(std::string_view name) {
         m_features.LoadUserSet(m_userSets.at(set));
         return KZ_CC_OK;
     }
-    // UserSetSave. The factory's set is not to be overwritten.
+    // UserSetSave. The factory's set must not be overwritten.
     if (set == kUserSetDefault) {
         return KZ_CC_E_NODE_ACCESS;
     }
@@ -425,7 +425,7 @@ Code SimulatedCamera::Start(Session session, std::shared_ptr<SimulatedStream>& s
         const std::lock_guard lock(self->m_mutex);
         self->m_statistics.lostFrames += count;
     };
-    // Made without the lock: rendering the pictures of a large camera takes its time.
+    // Created without the lock: rendering the pictures of a large camera is slow.
     stream = std::make_shared<SimulatedStream>(picture, pacing, std::move(outlet));
     return InSession(session, [&]() -> Code {
         m_stream = stream;

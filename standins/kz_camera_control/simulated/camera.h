@@ -1,5 +1,5 @@
-// A simulated camera: what stays while nobody has it open - features, saved user sets, faults,
-// journal - and its one user, when somebody has.
+// A simulated camera: what persists while it is closed - features, saved user sets, faults, journal
+// - and its one user while it is open.
 #pragma once
 
 #include <atomic>
@@ -18,8 +18,8 @@
 
 namespace kz {
 
-// Any thread may call. A user is known by a session number: loss of the camera ends the session, so
-// that whoever had it open is refused from then on, even when the camera is back.
+// Any thread may call. A session number identifies the user: loss of the camera ends the session,
+// so that its former user is refused from then on, even when the camera is back.
 class SimulatedCamera final : public CallInterceptor,
                               public std::enable_shared_from_this<SimulatedCamera> {
   public:
@@ -36,10 +36,10 @@ class SimulatedCamera final : public CallInterceptor,
     Code Open(std::uint32_t accessMode, DeviceSink sink, std::unique_ptr<Device>& device);
 
     [[nodiscard]] CameraState State() const;
-    // Whoever has it open.
+    // Also while another program has it open.
     Code Describe(const char* name, const FeatureVisitor& visit) const;
 
-    // For the test that holds the strings.
+    // For tests.
     [[nodiscard]] bool SetFaults(std::string_view text);
     void Unplug();
     void Plug();
@@ -73,7 +73,7 @@ class SimulatedCamera final : public CallInterceptor,
     template <typename Write, typename Value>
     Code WriteFeature(Session session, std::string_view name, Write&& write, const Value& value);
 
-    // What a device does, for the session it belongs to.
+    // The operations of a device, for its session.
     Code Check(Session session);
     Code Start(Session session, std::shared_ptr<SimulatedStream>& stream);
     void EndStream(const std::shared_ptr<SimulatedStream>& stream);
@@ -104,7 +104,7 @@ class SimulatedCamera final : public CallInterceptor,
     const FeatureTable m_factoryState;
     std::atomic<std::uint64_t> m_framesDelivered{0};
 
-    mutable std::mutex m_mutex;  // guards what follows; never held while a sink's frame runs
+    mutable std::mutex m_mutex;  // guards the members below; never held while a sink's frame runs
     FeatureTable m_features;
     std::map<std::uint32_t, FeatureTable> m_userSets;
     FaultSet m_faults;

@@ -15,11 +15,11 @@ namespace {
 
 constexpr std::uint32_t kFirstIp = 0x0A000002;     // 10.0.0.2, the next camera one higher
 constexpr std::uint32_t kDefaultNic = 0x0A000001;  // 10.0.0.1
-constexpr std::uint32_t kLargestSide = 65534;      // a frame tells of its size in 16 bits
+constexpr std::uint32_t kLargestSide = 65534;      // a frame reports its size in 16 bits
 constexpr std::uint32_t kSmallestWidth = 16;
 constexpr std::uint32_t kSmallestHeight = 2;
 
-// Splits at line ends and semicolons that stand outside double quotes; drops comments.
+// Splits at line ends and semicolons outside double quotes; drops comments.
 std::vector<std::string> SplitLines(std::string_view text) {
     std::vector<std::string> lines(1);
     bool quoted = false;
@@ -165,8 +165,8 @@ bool ParseKind(std::string_view word, CameraDescription& camera) {
     return true;
 }
 
-// The texts have to fit the device record of the kind, with their terminator, which only the serial
-// number of a GigE Vision camera can do without.
+// The texts must fit the device record of the kind, including their terminator, which only the
+// serial number of a GigE Vision camera can omit.
 bool FitsRecord(const CameraDescription& camera) {
     if (camera.kind != CameraKind::GigE) {
         constexpr std::size_t kText = sizeof(KZUsb3DeviceInfo::serialNumber);
@@ -179,7 +179,7 @@ bool FitsRecord(const CameraDescription& camera) {
            camera.name.size() < sizeof(KZGigEDeviceInfo::userDefinedName);
 }
 
-// Where it fails, `wrongWord` is the word at fault; empty where it takes them all.
+// On failure `wrongWord` is the word at fault; otherwise empty.
 bool ParseCamera(const std::vector<std::string>& fields, CameraDescription& camera,
                  std::string& wrongWord) {
     if (!ParseKind(fields.front(), camera)) {

@@ -1,4 +1,4 @@
-// The text that names the simulated cameras (its form stands in simulated_cameras.h).
+// The text that describes the simulated cameras (its form is documented in simulated_cameras.h).
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ enum class CameraKind { GigE, Usb3, GenTL };
 
 struct CameraDescription {
     CameraKind kind = CameraKind::GigE;
-    std::uint32_t transportType = 0;  // that its record tells; GenTL records tell none
+    std::uint32_t transportType = 0;  // as in its record; 0 for GenTL
     std::string serial;
     std::string model;
     std::string maker = "Simulated";
@@ -24,15 +24,15 @@ struct CameraDescription {
     std::uint32_t width = 640;
     std::uint32_t height = 480;
     std::uint32_t pixelFormat = pixel_format::kMono8;
-    float rate = 30.0F;  // frames a second
+    float rate = 30.0F;  // frames per second
     bool events = true;
     std::uint32_t interfaceNumber = 1;  // GenTL
 };
 
 struct ParsedDescription {
     std::vector<CameraDescription> cameras;
-    std::uint32_t wrongLine = 0;  // counted from 1; 0: all is well
-    std::string wrongWord;        // of that line; empty where none alone is wrong
+    std::uint32_t wrongLine = 0;  // counted from 1; 0: no error
+    std::string wrongWord;        // in that line; empty if no single word is wrong
 };
 
 // "a.b.c.d", packed as in the device records; false for any other text.

@@ -20,7 +20,7 @@ std::optional<std::uint32_t> ParseCode(std::string_view text) {
     return value;
 }
 
-// Faults that have a name of their own for "this function answers a code".
+// Faults with their own name for "this function returns a code".
 struct FunctionFault {
     std::string_view name;
     std::string_view function;

@@ -1,4 +1,5 @@
-// Faults that tests ask of a simulated camera (their text form stands in simulated_cameras.h).
+// Faults that tests request of a simulated camera (their text form is documented in
+// simulated_cameras.h).
 #pragma once
 
 #include <chrono>
@@ -20,11 +21,12 @@ class FaultSet {
     [[nodiscard]] static std::optional<FaultSet> Parse(std::string_view text);
 
     [[nodiscard]] std::chrono::milliseconds Delay(std::string_view function) const;
-    // What the function answers instead of doing its work; 0: it does it.
+    // The code that the function returns instead of doing its work; 0: it does its work.
     [[nodiscard]] Code Answer(std::string_view function) const;
 
     [[nodiscard]] bool Missing(std::string_view feature) const;
-    // What a write of the feature answers; counts down those that are out of range. 0: it is done.
+    // The code that a write of the feature returns; counts down those that are out of range. 0: the
+    // write is done.
     [[nodiscard]] Code AnswerWrite(std::string_view feature);
 
     [[nodiscard]] std::uint32_t Claimed(std::uint32_t length) const {

@@ -16,7 +16,7 @@ constexpr std::size_t kLongestText = 255;
 struct Row {
     std::string name;
     Feature feature;
-    std::string selector = {};  // the enumeration whose entries have a value of this each
+    std::string selector = {};  // the enumeration with one value of this per entry
 };
 
 EnumFeature PixelFormatFeature(std::uint32_t current) {
@@ -157,7 +157,7 @@ Code Write(Feature& feature, bool grabbing, Store&& store) {
     return store(*data) ? KZ_CC_OK : KZ_CC_E_NODE_RANGE;
 }
 
-// Fills the texts of a record from the value of a feature.
+// Fills the texts of a record from a feature's value.
 struct Describer {
     FeatureRecord& record;
 

@@ -53,27 +53,26 @@ struct Feature {
     [[nodiscard]] KZNodeType Type() const;
 };
 
-// Values only; what a write or a command brings about is the camera's affair. Not synchronised.
+// Values only; the camera implements the effects of writes and commands. Not synchronised.
 class FeatureTable {
   public:
-    // The state in which the camera leaves the factory.
+    // The factory state.
     explicit FeatureTable(const CameraDescription& camera);
 
-    // The feature of that name - for one that a selector multiplies, the selected one; null: none.
+    // The feature of that name - with a selector, the selected one; null: none.
     [[nodiscard]] const Feature* Find(std::string_view name) const;
     [[nodiscard]] Feature* Find(std::string_view name);
 
-    // For features known to be there and of that type.
+    // For features known to exist and to have that type.
     template <typename Kind>
     [[nodiscard]] const Kind& Get(std::string_view name) const {
         return std::get<Kind>(Find(name)->data);
     }
 
-    // Shows the features by name, of one that a selector multiplies the selected; or the one of
-    // that name.
+    // Shows the features by name - with a selector, the selected one - or only that of `name`.
     void Describe(const char* name, bool grabbing, const FeatureVisitor& visit) const;
 
-    // Takes over the values that belong to user sets.
+    // Copies the values that belong to user sets.
     void LoadUserSet(const FeatureTable& saved);
 
   private:

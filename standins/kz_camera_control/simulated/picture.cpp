@@ -26,7 +26,7 @@ constexpr std::uint8_t kDigitDots[10][kDigitHeight] = {
     {0x06, 0x08, 0x10, 0x1E, 0x11, 0x11, 0x0E}, {0x1F, 0x01, 0x02, 0x04, 0x08, 0x08, 0x08},
     {0x0E, 0x11, 0x11, 0x0E, 0x11, 0x11, 0x0E}, {0x0E, 0x11, 0x11, 0x0F, 0x01, 0x02, 0x0C},
 };
-// The box around the digits, in dots: one dot of rim on each side, one between digits.
+// The box around the digits, in dots: a margin of one dot on each side, one between digits.
 constexpr std::uint32_t kBoxWidth = kDigits * (kDigitWidth + 1) + 1;
 constexpr std::uint32_t kBoxHeight = kDigitHeight + 2;
 
@@ -40,7 +40,7 @@ void PutLittleEndian16(std::uint8_t* destination, std::uint32_t value) {
     destination[1] = static_cast<std::uint8_t>(value >> 8);
 }
 
-// The significant bits of a format whose pixels lie in two bytes; 8 for one byte.
+// The significant bits of a format with two bytes per pixel; 8 for one byte.
 std::uint32_t SignificantBits(std::uint32_t format) {
     switch (format) {
         case kMono10:
@@ -75,7 +75,7 @@ void PutSample(std::uint8_t*& destination, std::uint8_t value, std::uint32_t bit
 }
 
 // The channels (0 red, 1 green, 2 blue) of a Bayer mosaic's two-by-two tile, row by row; null for
-// formats that are none.
+// other formats.
 const std::array<std::uint8_t, 4>* BayerTile(std::uint32_t format) {
     static constexpr std::array<std::uint8_t, 4> kGR{1, 0, 2, 1};
     static constexpr std::array<std::uint8_t, 4> kRG{0, 1, 1, 2};
@@ -130,7 +130,7 @@ TestPicture::TestPicture(std::uint32_t width, std::uint32_t height, std::uint32_
       m_compress(IsCompressed(pixelType)),
       m_channels(IsMono(m_format) ? 1 : 3),
       m_digitSize(std::clamp<std::uint32_t>(width / (2 * kBoxWidth), 1, 8)),
-      // Even, so that the strip's packed pixels end at a byte.
+      // Even, so that the strip's packed pixels end at a byte boundary.
       m_stripRows(std::min(height, (kBoxHeight + 2) * m_digitSize / 2 * 2)) {
     std::vector<std::uint8_t> painted(static_cast<std::size_t>(width) * height * m_channels);
     const std::size_t stripSize = static_cast<std::size_t>(width) * m_stripRows * m_channels;

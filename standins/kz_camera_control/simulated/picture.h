@@ -11,11 +11,11 @@ namespace kz {
 // A diagonal grey ramp, or colour bars, that move from frame to frame, with the frame number in
 // digits near the upper left and, for programs, in the first four pixels (simulated_cameras.h).
 //
-// The pattern is rendered for a few phases ahead of the acquisition; a frame only gets the strip
-// with its number anew, so that large fast cameras cost little.
+// The pattern is rendered for a few phases before the acquisition; per frame only the strip with
+// the number is redrawn, so that large fast cameras cost little.
 class TestPicture {
   public:
-    // Width and height even, as the camera's features see to.
+    // Width and height are even, as the camera's features ensure.
     TestPicture(std::uint32_t width, std::uint32_t height, std::uint32_t pixelType);
 
     // The picture of one frame; valid until the next call. Empty when it cannot be compressed.
@@ -32,11 +32,11 @@ class TestPicture {
     std::uint32_t m_format;  // without the compressed bit
     bool m_compress;
     std::uint32_t m_channels;                           // of the painted picture: Mono8 or RGB8
-    std::uint32_t m_digitSize;                          // pixels a dot of a digit
+    std::uint32_t m_digitSize;                          // pixels per dot of a digit
     std::uint32_t m_stripRows;                          // rows from the top that hold the number
-    std::vector<std::vector<std::uint8_t>> m_pictures;  // one a phase, packed
-    std::vector<std::vector<std::uint8_t>> m_strips;    // one a phase, painted, without number
-    std::vector<std::uint8_t> m_strip;                  // the one being numbered
+    std::vector<std::vector<std::uint8_t>> m_pictures;  // one per phase, packed
+    std::vector<std::vector<std::uint8_t>> m_strips;    // one per phase, painted, without number
+    std::vector<std::uint8_t> m_strip;                  // the strip being numbered
     std::vector<std::uint8_t> m_compressed;
 };
 

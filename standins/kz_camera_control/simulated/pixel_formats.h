@@ -19,7 +19,7 @@ struct NamedPixelFormat {
 // "Mono8" or, for the compressed variant, "Mono8:compressed". 0: no such format.
 [[nodiscard]] std::uint32_t PixelFormatByName(std::string_view name);
 
-// What behind the name of a format stands for its compressed variant.
+// Appended to a format's name for its compressed variant.
 inline constexpr std::string_view kCompressedSuffix = ":compressed";
 
 [[nodiscard]] bool IsCompressed(std::uint32_t format);

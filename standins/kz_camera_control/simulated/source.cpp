@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint32_t kSubnetMask = 0xFFFFFF00;  // 255.255.255.0
 
-// `field` was zeroed and holds the text; the description saw to that.
+// `field` is zeroed and large enough for the text, as the description ensures.
 template <std::size_t Size>
 void Put(char (&field)[Size], std::string_view text) {
     text.copy(field, Size - 1);
@@ -32,7 +32,7 @@ CameraDeviceInfo RecordOf(const CameraDescription& description, const std::strin
         record.gige.netExportIp = description.nic;
         Put(record.gige.manufacturerName, description.maker);
         Put(record.gige.modelName, description.model);
-        // One of full length leaves no room for a terminator.
+        // A text of full length has no terminator.
         description.serial.copy(record.gige.serialNumber, sizeof record.gige.serialNumber);
         Put(record.gige.userDefinedName, userName);
     } else {

@@ -14,7 +14,7 @@ namespace kz {
 // Any thread may call.
 class SimulatedSource final : public DeviceSource {
   public:
-    // Replaces the cameras; those before are unplugged. 0, or the line that is wrong.
+    // Replaces the cameras; the previous ones are unplugged. 0, or the wrong line.
     std::uint32_t Configure(std::string_view description);
 
     Code Enumerate(std::uint32_t transportMask, std::vector<CameraDeviceInfo>& found) override;
@@ -28,7 +28,7 @@ class SimulatedSource final : public DeviceSource {
     Code EnumerateInterfaces(std::vector<GenTLInterfaceInfo>& found);
     Code EnumerateInterface(const GenTLInterfaceInfo& record, std::vector<GenTLDeviceInfo>& found);
 
-    // Null: no such camera. One that is unplugged is found too.
+    // Null: no such camera. Finds unplugged ones too.
     [[nodiscard]] std::shared_ptr<SimulatedCamera> Find(const CameraDeviceInfo& record) const;
     [[nodiscard]] std::shared_ptr<SimulatedCamera> Find(const GenTLDeviceInfo& record) const;
     [[nodiscard]] std::shared_ptr<SimulatedCamera> Find(std::string_view serial) const;
@@ -38,8 +38,8 @@ class SimulatedSource final : public DeviceSource {
     [[nodiscard]] FaultSet LibraryFaults() const;
 
   private:
-    // A camera as one path shows it: two descriptions with one serial number are one camera, seen
-    // through two network cards.
+    // A camera as seen through one path: two descriptions with one serial number are one camera,
+    // seen through two network cards.
     struct Appearance {
         CameraDescription description;
         std::shared_ptr<SimulatedCamera> camera;
@@ -48,7 +48,7 @@ class SimulatedSource final : public DeviceSource {
     template <typename Matches>
     [[nodiscard]] std::shared_ptr<SimulatedCamera> FindIf(Matches&& matches) const;
 
-    mutable std::mutex m_mutex;  // guards what follows; before the locks of the cameras
+    mutable std::mutex m_mutex;  // guards the members below; taken before the locks of the cameras
     std::vector<Appearance> m_appearances;
     FaultSet m_libraryFaults;
 };

@@ -105,7 +105,7 @@ void SimulatedStream::HandOver(std::unique_lock<std::mutex>& lock) {
     try {
         Send(number);
     } catch (const std::bad_alloc&) {
-        // As with a camera whose frame found no buffer.
+        // Like a real camera's frame that found no buffer.
         m_outlet.lost(1);
     }
     lock.lock();

@@ -1,4 +1,4 @@
-// One acquisition of a simulated camera: the thread that paces frames and hands them over.
+// One acquisition of a simulated camera: the thread that paces frames and delivers them.
 #pragma once
 
 #include <chrono>
@@ -14,9 +14,8 @@
 
 namespace kz {
 
-// Frame numbers start at 1 with each acquisition, like the block ids of a camera. A callback that
-// is late is caught up with from a few buffers; frames beyond those are lost, and their numbers
-// missing.
+// Frame numbers start at 1 with each acquisition, like the block ids of a camera. A few buffers
+// absorb a late callback; further frames are lost, and their numbers missing.
 class SimulatedStream {
   public:
     struct Picture {
@@ -26,14 +25,14 @@ class SimulatedStream {
     };
     struct Pacing {
         bool triggered;
-        float rate;  // frames a second, in free run
+        float rate;  // frames per second, in free run
         bool operator==(const Pacing&) const = default;
     };
-    // What becomes of frames; called on the stream's thread, without its lock.
+    // Receives the frames; called on the stream's thread, without its lock.
     struct Outlet {
-        // A frame of the camera's own; may change what `info` tells.
+        // A frame of the camera; may change `info`.
         std::function<void(const std::uint8_t* pixels, FrameOutInfo& info)> frame;
-        // A frame handed in by a test. True: a callback took it.
+        // A frame supplied by a test. True: a callback took it.
         std::function<bool(const std::uint8_t* pixels, const FrameOutInfo* info)> foreignFrame;
         std::function<void(std::uint32_t count)> lost;
     };
@@ -47,12 +46,12 @@ class SimulatedStream {
     // Frames for one trigger; without effect in free run.
     void Trigger(std::uint32_t frames);
 
-    // One frame as given. Waits until it has been handed over; false when it was not.
+    // One frame as given. Waits until it has been delivered; false when it was not.
     bool Deliver(const std::uint8_t* pixels, const FrameOutInfo* info);
 
-    // No frame starts after this; one in progress goes on.
+    // No frame starts after this; one in progress continues.
     void RequestStop();
-    // RequestStop, and waits for the frame in progress. Not from within the outlet.
+    // RequestStop, then waits for the frame in progress. Not from inside the outlet.
     void Stop();
 
   private:
@@ -74,9 +73,9 @@ class SimulatedStream {
 
     const Picture m_format;
     const Outlet m_outlet;
-    TestPicture m_picture;  // of the thread alone
+    TestPicture m_picture;  // used by the thread only
 
-    std::mutex m_mutex;  // guards what follows, up to the thread
+    std::mutex m_mutex;  // guards the members below, up to the thread
     std::condition_variable m_wake;
     std::condition_variable m_foreignDone;
     bool m_stopping = false;
@@ -84,7 +83,7 @@ class SimulatedStream {
     Clock::time_point m_nextFrame;
     std::uint32_t m_frameNumber = 0;
     std::uint32_t m_triggeredFrames = 0;
-    std::deque<ForeignFrame*> m_foreignFrames;  // they belong to the threads that wait for them
+    std::deque<ForeignFrame*> m_foreignFrames;  // owned by the threads that wait for them
 
     std::thread m_thread;
 };

@@ -1,5 +1,5 @@
-// Threads of the library run until the process ends, when cameras are left open, so it is never
-// unloaded from beneath them.
+// When cameras are left open, threads of the library run until the process ends, so it is never
+// unloaded.
 #include <windows.h>
 
 namespace kz {

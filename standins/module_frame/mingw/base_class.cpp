@@ -1,4 +1,4 @@
-// The two entries of the base class that MSVC's interface has and GCC does not make.
+// The two entries of the base class that MSVC's interface has and GCC does not generate.
 #include <new>
 
 #include "module/framework/module_frame.h"

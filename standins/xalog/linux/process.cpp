@@ -11,7 +11,7 @@ namespace {
 
 constinit ProcessHooks processHooks{};
 
-// Those that end a process by default and can be caught.
+// The signals that end a process by default and can be caught.
 constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT,   SIGILL,  SIGTRAP, SIGABRT, SIGBUS,
                                   SIGFPE,  SIGUSR1, SIGSEGV,   SIGUSR2, SIGPIPE, SIGALRM, SIGTERM,
                                   SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGSYS};
@@ -23,8 +23,8 @@ sigset_t SetOf(int number) {
     return set;
 }
 
-// The default disposition is in force again. With all signals blocked meanwhile, a closed pipe does
-// not end the process in the middle.
+// The default disposition is restored. All signals are blocked meanwhile, so that a closed pipe
+// does not end the process in the middle.
 extern "C" void OnEndingSignal(int number) {
     const int error = errno;
     processHooks.ending(false);

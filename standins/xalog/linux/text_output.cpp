@@ -20,8 +20,8 @@ int Descriptor(std::intptr_t handle) {
 }  // namespace
 
 std::optional<TextOutput> TextOutput::OpenFile(const char* path) {
-    // Opened for writing alone, a pipe would wait for its reader here, and end the process when the
-    // reader goes.
+    // Opened for writing only, a pipe would block here until it has a reader, and end the process
+    // when the reader closes it.
     struct stat status {};
     const bool isPipe = stat(path, &status) == 0 && S_ISFIFO(status.st_mode);
     const int access = isPipe ? O_RDWR : O_WRONLY;
@@ -47,8 +47,8 @@ std::size_t TextOutput::Write(std::string_view text,
                               std::chrono::milliseconds patience) const noexcept {
     const int file = Descriptor(m_handle);
     std::size_t written = 0;
-    // Standard error is shared with other processes and so stays blocking. A pipe that is ready
-    // takes PIPE_BUF bytes without a wait.
+    // Standard error is shared with other processes and so stays blocking. A ready pipe takes
+    // PIPE_BUF bytes without blocking.
     bool waitFirst = !m_owned;
     const std::size_t longestPiece = m_owned ? text.size() : PIPE_BUF;
     while (written < text.size()) {

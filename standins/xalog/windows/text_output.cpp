@@ -34,9 +34,9 @@ TextOutput::~TextOutput() {
     }
 }
 
-// Windows tells of no pipe whether it is read; only the writing thread waits for one.
+// Windows does not report whether a pipe is read; only the writing thread waits for one.
 std::size_t TextOutput::Write(std::string_view text, std::chrono::milliseconds) const noexcept {
-    // Asked for each time: a program may redirect it.
+    // Queried each time, because a program may redirect it.
     const HANDLE handle = m_owned ? Handle(m_handle) : GetStdHandle(STD_ERROR_HANDLE);
     std::size_t written = 0;
     while (written < text.size()) {
