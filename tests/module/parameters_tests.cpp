@@ -202,6 +202,10 @@ TEST(Parameters, KeepANumberWhenTheTextIsNone) {
             EXPECT_EQ(host.Get(key), std::string("7") + range) << key << " = " << wrong;
         }
     }
+    host.Set("LogLevel", "3");
+    host.Set("ReconnectTime", "a");
+    EXPECT_EQ(host.Messages("CCameraModule::SetParam").back(), "W Warning:[a] is not a number");
+    host.Set("LogLevel", "4");
 }
 
 TEST(Parameters, BoundTheSoftwareTriggersWait) {

@@ -122,6 +122,24 @@ TEST(Event, LetsEveryWaiterPass) {
     }
 }
 
+// A round tells nothing when its waiter was not asleep yet.
+TEST(Event, LetsItsWaitersGoEvenWhenItIsResetAtOnce) {
+    constexpr int kRounds = 20;
+    int released = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        Event event;
+        ASSERT_TRUE(event.Create());
+        auto waiter = std::async(std::launch::async, [&] { return event.WaitFor(kHang); });
+        std::this_thread::sleep_for(10ms);
+        event.Set();
+        event.Reset();
+        released += waiter.wait_for(200ms) == std::future_status::ready ? 1 : 0;
+        event.Set();
+        EXPECT_TRUE(waiter.get());
+    }
+    EXPECT_GT(released, kRounds / 4);
+}
+
 TEST(Event, LetsEveryWaiterGoWhenItCloses) {
     Event event;
     ASSERT_TRUE(event.Create());
