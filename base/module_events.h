@@ -11,7 +11,7 @@ struct ModuleEvents {
     platform::Event ImageArrivedEvent;   // a frame was queued, or grabbing restarted
     platform::Event ReconnectStopEvent;  // the reconnect thread's pause; set after an open
     platform::Event GrabStartedEvent;    // reset whenever grabbing is stopped on purpose
-    platform::Event WakeEvent;           // the workers' pause; never set
+    platform::Event WakeEvent;           // the workers' pause; set when the module ends
     platform::Event EventDeinit;         // set while no frame is in the module's hands
 
     [[nodiscard]] Status Create() {

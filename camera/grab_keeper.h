@@ -20,7 +20,7 @@ class GrabKeeper {
           m_reconnection(reconnection),
           m_notices(notices),
           m_events(events),
-          m_thGrabbing([this] { KeepGrabbing(); }) {}
+          m_thGrabbing([this] { KeepGrabbing(); }, &events.WakeEvent) {}
 
     [[nodiscard]] bool Start() { return m_thGrabbing.Start(); }
     void RequestStop() { m_thGrabbing.RequestStop(); }
