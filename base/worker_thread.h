@@ -45,6 +45,12 @@ class WorkerThread {
     [[nodiscard]] bool StopRequested() const { return m_stop.Get(); }
 
   private:
+    // What a stop found: whether the body ran or was about to, and its run.
+    struct Asked {
+        bool ran = false;
+        std::uint64_t run = 0;
+    };
+    [[nodiscard]] Asked Ask() EXCLUDES(m_lock);
     void Run() EXCLUDES(m_lock);
     // False: the thread must end.
     [[nodiscard]] bool WaitForStart() EXCLUDES(m_lock);

@@ -23,7 +23,6 @@ class GrabKeeper {
           m_thGrabbing([this] { KeepGrabbing(); }, &events.WakeEvent) {}
 
     [[nodiscard]] bool Start() { return m_thGrabbing.Start(); }
-    void RequestStop() { m_thGrabbing.RequestStop(); }
     // True when the thread ran.
     bool Stop() { return m_thGrabbing.Stop(); }
 

@@ -103,10 +103,11 @@ FrameStore::FrameUnderWay::~FrameUnderWay() {
     }
 }
 
+// Without the lock: no other thread adds frames, and a clear in between drops this one.
 bool FrameStore::FrameUnderWay::HasRoom(std::int32_t limit) {
-    const LockGuard hold(m_store.m_lock);
-    m_clears = m_store.m_clears;
-    return limit > 0 && m_store.m_imageQueue.Size() < static_cast<std::size_t>(limit);
+    m_clears = m_store.m_clears.load(std::memory_order_acquire);
+    return limit > 0 &&
+           m_store.m_waiting.load(std::memory_order_acquire) < static_cast<std::size_t>(limit);
 }
 
 std::optional<BufferNode> FrameStore::FrameUnderWay::TakeFreeNode(std::uint64_t size,

@@ -77,10 +77,11 @@ class FrameStore {
     mutable Lock m_lock{LockRank::ImageList, "image-list"};
     ImageQueue m_imageQueue GUARDED_BY(m_lock);
     NodePool m_nodes GUARDED_BY(m_lock);
-    std::uint64_t m_clears GUARDED_BY(m_lock) = 0;  // lets a frame under way detect a clear
     // Number of waiting frames and of free nodes, readable without the lock.
     std::atomic<std::size_t> m_waiting{0};
     std::atomic<std::size_t> m_free{0};
+    // Changed under the lock; tells a frame under way of a clear.
+    std::atomic<std::uint64_t> m_clears{0};
 };
 
 // One frame, from the check for a place to the queue. A node that was taken or made for it and not

@@ -147,7 +147,6 @@ Status CCameraModule::ApplyDefaultConfig() {
 std::uint32_t CCameraModule::DeInit() {
     static constexpr char kFunction[] = "CCameraModule::DeInit";
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "DeInit start");
-    m_grabKeeper.RequestStop();
     if (m_delivery.End()) {
         CAM_LOG(kLogInfo, ModuleId(), kFunction, "m_thImageProcessing joined");
     }
