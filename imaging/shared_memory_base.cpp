@@ -5,6 +5,7 @@
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "base/log.h"
 #include "base/text.h"
@@ -52,11 +53,11 @@ Status CModuleSharedMemoryBase::AllocateSharedMemory(std::uint32_t moduleId, std
         return kInvalid;
     }
     Regions& regions = m_registry[key];
-    RecordList taken = TakeRecord(regions, moduleId, key);
-    if (taken.empty()) {
+    Record taken = TakeRecord(regions, moduleId, key);
+    if (taken == nullptr) {
         return kNoRegion;
     }
-    SharedMemoryMappingInfo& record = *taken.front();
+    SharedMemoryMappingInfo& record = *taken;
     if (record.Room() < size && OpenForSize(moduleId, size, record) != kOk) {
         // On Windows a name is in use as long as the host has the old region open; another name
         // helps only then. A record that cannot be opened is dropped with `taken`.
@@ -68,34 +69,31 @@ Status CModuleSharedMemoryBase::AllocateSharedMemory(std::uint32_t moduleId, std
     reinterpret_cast<SharedRegionHeader*>(record.mapping.View())->dataSize = size;
     *outData = record.Data();
     *outName = record.name;
-    regions.records.splice(regions.records.end(), taken);
+    regions.records.push_back(std::move(taken));
     return kOk;
 } catch (...) {
     CAM_LOG(kLogError, static_cast<int>(moduleId), kAllocate, "catch exception");
     return kNoRegion;
 }
 
-// A list, so that the record moves without a new allocation.
-CModuleSharedMemoryBase::RecordList CModuleSharedMemoryBase::TakeRecord(Regions& regions,
-                                                                        std::uint32_t moduleId,
-                                                                        std::int32_t key) {
-    RecordList& records = regions.records;
+CModuleSharedMemoryBase::Record CModuleSharedMemoryBase::TakeRecord(Regions& regions,
+                                                                    std::uint32_t moduleId,
+                                                                    std::int32_t key) {
+    std::vector<Record>& records = regions.records;
     std::uint32_t globalNumber = 0;
     if (CQ_M_GetBufferNodeNum(&globalNumber) != kOk) {
         globalNumber = 0;
     }
     const auto limit = std::max(globalNumber, static_cast<std::uint32_t>(m_nodeNumber));
-    RecordList taken;
     const bool released = !records.empty() && records.front()->size == 0;
     if (released || records.size() >= limit) {
-        taken.splice(taken.begin(), records, records.begin());
-        return taken;
+        Record first = std::move(records.front());
+        records.erase(records.begin());
+        return first;
     }
-    taken.push_back(std::make_shared<SharedMemoryMappingInfo>());
-    if (!GiveNewName(regions, moduleId, key, *taken.front())) {
-        taken.clear();
-    }
-    return taken;
+    records.reserve(records.size() + 1);
+    auto made = std::make_unique<SharedMemoryMappingInfo>();
+    return GiveNewName(regions, moduleId, key, *made) ? std::move(made) : nullptr;
 }
 
 // The index in a name counts the names given, which is the number of regions while none was lost
@@ -207,7 +205,7 @@ Status CModuleSharedMemoryBase::ReleaseSharedMemory(std::uint32_t moduleId, cons
     if (found == m_registry.end() || found->second.records.empty()) {
         return kOk;
     }
-    RecordList& records = found->second.records;
+    std::vector<Record>& records = found->second.records;
     const auto hasName = [name](const auto& record) {
         return std::strcmp(record->name, name) == 0;
     };
@@ -217,7 +215,7 @@ Status CModuleSharedMemoryBase::ReleaseSharedMemory(std::uint32_t moduleId, cons
         hasName(*last) ? last : std::find_if(records.begin(), records.end(), hasName);
     if (record != records.end()) {
         static_cast<void>(CloseMapping(kNoModule, record->get()));
-        records.splice(records.begin(), records, record);
+        std::rotate(records.begin(), record, std::next(record));
     }
     return kOk;
 }

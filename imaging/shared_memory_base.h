@@ -3,10 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "module/framework/status_codes.h"
 #include "platform/shared_mapping.h"
@@ -82,16 +82,16 @@ class CModuleSharedMemoryBase {
     [[nodiscard]] bool IsOpenRegion(const std::uint8_t* data, const char* name) const;
 
   private:
-    using RecordList = std::list<std::shared_ptr<SharedMemoryMappingInfo>>;
+    using Record = std::unique_ptr<SharedMemoryMappingInfo>;
 
     // The regions of one key.
     struct Regions {
-        RecordList records;
+        std::vector<Record> records;
         std::uint32_t namesGiven = 0;
     };
 
-    // A list with the one record to hand out; empty when there is none.
-    [[nodiscard]] RecordList TakeRecord(Regions& regions, std::uint32_t moduleId, std::int32_t key);
+    // The record to hand out, for which the list keeps a place; null when there is none.
+    [[nodiscard]] Record TakeRecord(Regions& regions, std::uint32_t moduleId, std::int32_t key);
     // False when no name is left for the record.
     [[nodiscard]] bool GiveNewName(Regions& regions, std::uint32_t moduleId, std::int32_t key,
                                    SharedMemoryMappingInfo& record) const;
