@@ -193,8 +193,24 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
         MessagesOf(host.Log(cam::kLogInfo), "CCameraModule::DeInit"),
         ElementsAre("DeInit start", "CloseCurCamera finish", "StopLastReconnect finish",
                     "ClearImage finish", "CloseHandle finish", "delete m_pLoadParamRecord finish"));
-    host.Destroy();
     EXPECT_THAT(host.Reports(), IsEmpty());
+}
+
+TEST_F(Lifecycle, AModuleThatWasEndedCanBeginAgain) {
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.OpenForRequests("A");
+    ASSERT_EQ(host.Module()->DeInit(), cam::kOk);
+    ASSERT_EQ(host.Module()->Init(), cam::kOk);
+    host.onProcedure = [](std::int32_t, std::uint32_t) { return kModuleFrameRefused; };
+    host.OpenForRequests("A");
+    EXPECT_TRUE(host.TakeImage());
+    host.Set("TriggerProcessRunStatus", "True");
+    EXPECT_TRUE(host.WaitForLog("Image process thread enter."));
+    host.ClearReports();
+    KZSim_Unplug("A");
+    ASSERT_TRUE(host.WaitForReport({kReportCameraSource, "0"}));
+    KZSim_Plug("A");
+    EXPECT_TRUE(host.WaitForReport({kReportCameraSource, "1"}));
 }
 
 TEST_F(Lifecycle, NotifyEventAnswersAlikeAndOnlyRelationsChangeSomething) {

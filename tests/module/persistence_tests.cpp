@@ -167,6 +167,16 @@ TEST(Persistence, RestoresALoadedRecordWithItsRelationInPlace) {
                                                {"AddRelateProc", "77"}}));
 }
 
+TEST(Persistence, NamesTheRelationThatDoesNotFitAFullList) {
+    ModuleHost host;
+    Entries full(kFrameworkMaxEntries, {"CameraMold", "1"});
+    full.back() = {"AddRelateProc", "6"};
+    ASSERT_EQ(host.Module()->LoadModuleData(RecordOf(full).get()), cam::kOk);
+    host.Set("AddRelateProc", "7");
+    EXPECT_EQ(EntriesOf(*Save(host)), full);
+    EXPECT_EQ(host.LogCount("Relation 7 not saved, the list is full"), 1U);
+}
+
 TEST(Persistence, SavesNoCameraOfAProducerOrOfAnAddress) {
     ModuleHost host(std::string(kCamera) +
                     "; usb3 serial=U1 width=64 height=32; gentl serial=T1 width=64 height=32; gige "
@@ -419,12 +429,14 @@ TEST(Persistence, ReplaysTheGenTLSwitchWithoutClosingTheCamera) {
 }
 
 TEST(Persistence, GivesTheHostADeviceThatOutlivesTheNextSaveAndEnumeration) {
-    ModuleHost host(std::string(kCamera) + "; usb3 serial=U1");
+    ModuleHost host(std::string(kCamera) + "; gige serial=G2 width=64 height=32");
     host.Set("CameraName", "G1");
     const Record record = Save(host);
     ASSERT_EQ(record->binaryCount, 1);
-    host.Set("CameraName", "U1");
-    ASSERT_EQ(Save(host)->binaryCount, 1);
+    host.Set("CameraName", "G2");
+    const Record other = Save(host);
+    ASSERT_EQ(other->binaryCount, 1);
+    EXPECT_NE(other->binaries[0].data, record->binaries[0].data);
     KZSim_Configure("");
     host.Set("EnumCamera", "");
     CameraDeviceInfo device{};
