@@ -71,30 +71,23 @@ bool WorkerThread::WaitForStart() {
 }
 
 void WorkerThread::RequestStop() {
-    static_cast<void>(Ask());
-}
-
-WorkerThread::Asked WorkerThread::Ask() {
-    Asked asked;
-    {
-        const LockGuard hold(m_lock);
-        asked = {m_running || m_started, m_runs};
-        m_started = false;
-        m_stop.Set(true);
-    }
+    const LockGuard hold(m_lock);
+    m_started = false;
+    m_stop.Set(true);
     if (m_pause != nullptr) {
         m_pause->Set();
     }
-    return asked;
 }
 
 bool WorkerThread::Stop(const std::function<bool()>& goOn) {
-    const Asked asked = Ask();
     const LockGuard hold(m_lock);
+    const bool ran = m_running || m_started;
+    const std::uint64_t run = m_runs;
+    RequestStop();
     if (m_thread.get_id() == std::this_thread::get_id()) {
         return false;
     }
-    while (m_running && m_runs == asked.run) {
+    while (m_running && m_runs == run) {
         if (!goOn) {
             m_changed.wait(m_lock);
         } else if (!goOn()) {
@@ -103,7 +96,7 @@ bool WorkerThread::Stop(const std::function<bool()>& goOn) {
             m_changed.wait_for(m_lock, kStopLook);
         }
     }
-    return asked.ran;
+    return ran;
 }
 
 bool WorkerThread::End() {

@@ -29,7 +29,7 @@ class WorkerThread {
     [[nodiscard]] bool Start() EXCLUDES(m_lock);
 
     // Asks the body to end without waiting for it; the caller may hold any lock.
-    void RequestStop() EXCLUDES(m_lock);
+    void RequestStop();
 
     // Asks the body to end and waits until it has, for as long as `goOn` returns true. On the
     // thread itself it only sets the request. The caller holds no lock that the body takes. True
@@ -45,12 +45,6 @@ class WorkerThread {
     [[nodiscard]] bool StopRequested() const { return m_stop.Get(); }
 
   private:
-    // What a stop found: whether the body ran or was about to, and its run.
-    struct Asked {
-        bool ran = false;
-        std::uint64_t run = 0;
-    };
-    [[nodiscard]] Asked Ask() EXCLUDES(m_lock);
     void Run() EXCLUDES(m_lock);
     // False: the thread must end.
     [[nodiscard]] bool WaitForStart() EXCLUDES(m_lock);
