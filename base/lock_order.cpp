@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <map>
 #include <mutex>
 
 namespace cam::lock_order {
@@ -19,27 +18,12 @@ struct Held {
 };
 thread_local Held held;
 
-// Never destroyed: modules may end later than this library's objects.
-struct Domains {
-    std::mutex lock;
-    std::map<const void*, std::size_t, std::less<>> sizes;  // by start address
-};
-Domains& AllDomains() {
-    static Domains& domains = *new Domains;
-    return domains;
+// Made at its first use: nothing runs when the library is loaded.
+std::mutex& DomainsLock() {
+    static std::mutex lock;
+    return lock;
 }
-
-const void* DomainOf(const void* lock) {
-    Domains& domains = AllDomains();
-    const std::lock_guard hold(domains.lock);
-    auto after = domains.sizes.upper_bound(lock);
-    if (after == domains.sizes.begin()) {
-        return nullptr;
-    }
-    --after;
-    const auto* const end = static_cast<const char*>(after->first) + after->second;
-    return std::less<>{}(lock, static_cast<const void*>(end)) ? after->first : nullptr;
-}
+Domain* firstDomain = nullptr;  // under DomainsLock
 
 [[noreturn]] void Fail(const HeldLock& wanted, const char* what, const HeldLock& other) {
     std::fprintf(stderr, "lock order: waiting for \"%s\" %s \"%s\"\n", wanted.name, what,
@@ -48,6 +32,16 @@ const void* DomainOf(const void* lock) {
 }
 
 }  // namespace
+
+// The domain that the lock belongs to; null: none.
+const Domain* DomainOf(const void* lock) {
+    const std::lock_guard hold(DomainsLock());
+    const Domain* domain = firstDomain;
+    while (domain != nullptr && !domain->Holds(lock)) {
+        domain = domain->m_next;
+    }
+    return domain;
+}
 
 void CheckWait(const HeldLock& wanted) {
     for (std::size_t i = 0; i < held.count; ++i) {
@@ -82,20 +76,29 @@ void Pop(const void* lock) {
     }
 }
 
-Domain::Domain(const void* begin, std::size_t size) : m_begin(begin) {
+Domain::Domain(const void* begin, std::size_t size) : m_begin(begin), m_size(size) {
     if constexpr (kChecked) {
-        Domains& domains = AllDomains();
-        const std::lock_guard hold(domains.lock);
-        domains.sizes[begin] = size;
+        const std::lock_guard hold(DomainsLock());
+        m_next = firstDomain;
+        firstDomain = this;
     }
 }
 
 Domain::~Domain() {
     if constexpr (kChecked) {
-        Domains& domains = AllDomains();
-        const std::lock_guard hold(domains.lock);
-        domains.sizes.erase(m_begin);
+        const std::lock_guard hold(DomainsLock());
+        Domain** link = &firstDomain;
+        while (*link != this) {
+            link = &(*link)->m_next;
+        }
+        *link = m_next;
     }
+}
+
+bool Domain::Holds(const void* lock) const {
+    const auto* const begin = static_cast<const char*>(m_begin);
+    return !std::less<>{}(lock, m_begin) &&
+           std::less<>{}(lock, static_cast<const void*>(begin + m_size));
 }
 
 }  // namespace cam::lock_order

@@ -60,8 +60,15 @@ class Domain {
     Domain(const Domain&) = delete;
     Domain& operator=(const Domain&) = delete;
 
+    [[nodiscard]] bool Holds(const void* lock) const;
+
   private:
+    friend const Domain* DomainOf(const void* lock);
+
     const void* const m_begin;
+    const std::size_t m_size;
+    // Linked without allocation, so that the list needs no destructor.
+    Domain* m_next = nullptr;
 };
 
 }  // namespace lock_order

@@ -62,7 +62,7 @@ class CCameraModule final : public UserModule<CCameraModule> {
 
     // In order of construction; a piece knows only those above it, and is given a function where it
     // has to reach one below.
-    const lock_order::Domain m_locks{this, sizeof *this};
+    lock_order::Domain m_locks{this, sizeof *this};
 
     // What every piece uses
     Notices m_notices;

@@ -40,6 +40,10 @@ void operator delete(void* block) noexcept {
 void operator delete(void* block, std::size_t) noexcept {
     std::free(block);
 }
+// Of an object whose constructor threw.
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+    std::free(block);
+}
 
 namespace platform::test {
 
