@@ -80,6 +80,7 @@ ExitCode RunFeatures(const Options& options) {
     std::vector<ValueInfo> features = inspector.Features(ChosenCamera(inspector, options));
     if (!options.arguments.empty()) {
         std::vector<std::string> names;
+        names.reserve(features.size());
         for (const ValueInfo& feature : features) {
             names.push_back(feature.name);
         }
@@ -128,6 +129,7 @@ ExitCode RunDescribe(const Options& options) {
     const std::optional<ValueInfo> feature = inspector.Feature(camera, name);
     if (!feature) {
         std::vector<std::string> names;
+        names.reserve(features.size());
         for (const ValueInfo& each : inspector.Features(camera)) {
             names.push_back(each.name);
         }

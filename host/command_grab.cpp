@@ -84,9 +84,8 @@ class Grab {
         m_deadline = m_start + Timeout();
         while (GoesOn()) {
             FollowConnection();
-            if (!m_observer.Connection().Online()) {
-                std::this_thread::sleep_for(kLookInterval);
-            } else if (m_prepare && !PrepareAgain()) {
+            const bool online = m_observer.Connection().Online();
+            if (!online || (m_prepare && !PrepareAgain())) {
                 std::this_thread::sleep_for(kLookInterval);
             } else if (m_options.runByCamera) {
                 TakeOffered();

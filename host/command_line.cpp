@@ -53,14 +53,14 @@ class Description {
     using Store = std::function<void(const std::string& value)>;
 
     static void Value(CLI::App& app, const std::string& name, const std::string& values,
-                      const std::string& help, Store store) {
-        app.add_option_function<std::string>(name, std::move(store), help)
+                      const std::string& help, const Store& store) {
+        app.add_option_function<std::string>(name, store, help)
             ->type_name(values)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     }
     static void Count(CLI::App& app, const std::string& name, const std::string& help,
                       std::uint64_t minimum, std::uint64_t maximum,
-                      std::function<void(std::uint64_t)> store) {
+                      const std::function<void(std::uint64_t)>& store) {
         Value(app, name, "N", help,
               [=](const std::string& text) { store(Number(name, text, minimum, maximum)); });
     }

@@ -161,7 +161,8 @@ class Watch {
         }
     }
 
-    void Show(std::chrono::system_clock::time_point time, const std::string& text, Json json) {
+    void Show(std::chrono::system_clock::time_point time, const std::string& text,
+              const Json& json) {
         if (m_options.json) {
             Json line;
             line["time"] = TimestampText(time);

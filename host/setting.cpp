@@ -130,7 +130,7 @@ std::string WritePlainFeature(ModuleSession& session, const std::string& key,
                       " does not read back: the camera has no such feature, or it is a command, "
                       "which cannot be told with this camera SDK");
     }
-    const std::string read = FirstField(text);
+    std::string read = FirstField(text);
     const auto number = ParseFloat(value);
     const auto back = ParseFloat(read);
     const bool same =
