@@ -129,7 +129,6 @@ ExitCode RunDescribe(const Options& options) {
     const std::optional<ValueInfo> feature = inspector.Feature(camera, name);
     if (!feature) {
         std::vector<std::string> names;
-        names.reserve(features.size());
         for (const ValueInfo& each : inspector.Features(camera)) {
             names.push_back(each.name);
         }

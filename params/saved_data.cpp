@@ -47,6 +47,10 @@ void RemoveNames(ModuleParamList& params) {
     }
 }
 
+std::string_view BytesOf(const CameraDeviceInfo& device) {
+    return {reinterpret_cast<const char*>(&device), sizeof device};
+}
+
 }  // namespace
 
 SavedData::SavedData(const CMyCamera& camera, CameraConnection& connection,
@@ -156,7 +160,7 @@ void SavedData::RestoreRelations(ModuleParamList& params) const {
 const CameraDeviceInfo* SavedData::HandOut(const CameraDeviceInfo& device) {
     const LockGuard hold(m_lock);
     for (const CameraDeviceInfo& known : m_handedOut) {
-        if (std::memcmp(&known, &device, sizeof device) == 0) {
+        if (BytesOf(known) == BytesOf(device)) {
             return &known;
         }
     }
