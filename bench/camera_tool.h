@@ -18,6 +18,9 @@
 
 namespace bench {
 
+// A level of the log above every line's.
+inline constexpr int kLogOff = 100;
+
 // The camera is open and one procedure is registered; frames are taken on request until
 // "TriggerProcessRunStatus" is set.
 class CameraTool {

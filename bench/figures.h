@@ -13,6 +13,9 @@ using Clock = std::chrono::steady_clock;
 // so that the machine's moods hit both.
 inline constexpr int kBlocks = 15;
 
+// The fraction that a tail is stated at.
+inline constexpr double kTail = 0.99;
+
 // Of any order; not empty.
 [[nodiscard]] double Quantile(std::vector<double> samples, double fraction);
 [[nodiscard]] inline double Median(std::vector<double> samples) {

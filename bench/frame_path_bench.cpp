@@ -43,14 +43,13 @@ namespace {
 using bench::CameraTool;
 using bench::Clock;
 using bench::kBlocks;
+using bench::kLogOff;
+using bench::kTail;
 using bench::Median;
 using bench::Quantile;
 using bench::Time;
 using Nanoseconds = std::chrono::duration<double, std::nano>;
 using namespace std::chrono_literals;
-
-constexpr int kLogOff = 100;
-constexpr double kTail = 0.99;
 
 void MeasureIntake(CameraTool& tool) {
     struct Size {

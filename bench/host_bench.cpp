@@ -27,14 +27,13 @@ namespace {
 using bench::CameraTool;
 using bench::Clock;
 using bench::kBlocks;
+using bench::kLogOff;
+using bench::kTail;
 using bench::Median;
 using bench::Quantile;
 using bench::Time;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 using namespace std::chrono_literals;
-
-constexpr int kLogOff = 100;
-constexpr double kTail = 0.99;
 
 // A host whose procedure takes each frame at once and notes how long after its delivery it was
 // asked.

@@ -7,6 +7,7 @@
 
 #include "host/commands.h"
 #include "host/console.h"
+#include "host/frame_observer.h"
 #include "host/grab_run.h"
 #include "host/interrupt.h"
 #include "host/print.h"
@@ -315,11 +316,7 @@ class Grab {
 ExitCode RunGrab(const Options& options) {
     FrameObserver observer(options.procedures);
     ModuleSession session(options, observer);
-    session.OpenCamera(options, true);
-    observer.Connection().Opened(options.address.has_value());
-    if (options.address) {
-        session.Command("AutoConnect", "True");
-    }
+    OpenFollowed(session, observer, options);
     session.RelateProcedures(options.runByCamera ? options.procedures : 1);
     Grab grab(options, session, observer);
     grab.Run();

@@ -5,6 +5,7 @@
 
 #include "host/commands.h"
 #include "host/console.h"
+#include "host/frame_observer.h"
 #include "host/grab_run.h"
 #include "host/interrupt.h"
 #include "host/print.h"
@@ -191,11 +192,7 @@ class Watch {
 ExitCode RunWatch(const Options& options) {
     FrameObserver observer(options.procedures);
     ModuleSession session(options, observer);
-    session.OpenCamera(options, true);
-    observer.Connection().Opened(options.address.has_value());
-    if (options.address) {
-        session.Command("AutoConnect", "True");
-    }
+    OpenFollowed(session, observer, options);
     session.RelateProcedures(options.procedures);
     Watch(session, observer, options).Run();
     return Interrupted() ? ExitCode::Interrupted : ExitCode::Ok;

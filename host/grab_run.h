@@ -8,39 +8,11 @@
 #include <vector>
 
 #include "host/connection_log.h"
-#include "host/module_session.h"
-#include "host/procedures.h"
 #include "host/recorder.h"
 #include "host/statistics.h"
 #include "host/value_info.h"
 
 namespace host {
-
-// Keeps the journal of frames and of the connection, and runs the host's procedures.
-class FrameObserver : public ModuleObserver {
-  public:
-    explicit FrameObserver(std::uint64_t procedureCount) : m_procedures(procedureCount) {}
-
-    void OnFrameArrived(std::uint32_t frameNumber) override {
-        m_journal.Arrived(frameNumber, Clock::now());
-    }
-    void OnNotice(std::uint32_t code, std::string_view text) override {
-        m_connection.OnNotice(code, text);
-    }
-    void OnPublished(std::string_view key) override { m_connection.OnPublished(key); }
-    bool OnTryRunProcedure(std::int32_t procedure, std::uint32_t frameNumber) override {
-        return m_procedures.TryRun(procedure, frameNumber);
-    }
-
-    [[nodiscard]] FrameJournal& Journal() { return m_journal; }
-    [[nodiscard]] ConnectionLog& Connection() { return m_connection; }
-    [[nodiscard]] Procedures& HostProcedures() { return m_procedures; }
-
-  private:
-    FrameJournal m_journal;
-    ConnectionLog m_connection;
-    Procedures m_procedures;
-};
 
 // The camera's and the transport's own counters, as the key "CameraErrorInfo" answers them.
 struct TransportErrors {
