@@ -42,6 +42,11 @@ std::string LifeSignOf(const std::string& pid) {
     return "shared_memory_owner." + pid;
 }
 
+// Of this process alone: others run beside it.
+std::string OwnLifeSign() {
+    return LifeSignOf(std::to_string(CurrentProcessId()) + "{");
+}
+
 // Something under an object's name, gone at the end.
 class Planted {
   public:
@@ -106,7 +111,7 @@ TEST(SharedMappingOnLinux, ReplacesWhatWasLeftBehind) {
 }
 
 TEST(SharedMappingOnLinux, TakesOneDescriptorAndOneLifeSignForAllObjects) {
-    const std::string sign = LifeSignOf(std::to_string(CurrentProcessId()));
+    const std::string sign = OwnLifeSign();
     const std::ptrdiff_t before = EntriesOf(kDescriptors);
     const std::string word = "Test_" + test::UniqueWord();
     std::deque<SharedMapping> mappings;
@@ -225,7 +230,7 @@ TEST(NamesOnLinux, AreNeverUsedWhereTheyAreNotAFileOfOnesOwn) {
     }
     EXPECT_EQ(test::ReadFile(target), "target");
     EXPECT_EQ(EntriesOf(kDescriptors), descriptors);
-    EXPECT_EQ(EntriesOf(kObjects, LifeSignOf("")), 0) << "held without an object";
+    EXPECT_EQ(EntriesOf(kObjects, OwnLifeSign()), 0) << "held without an object";
 }
 
 TEST(FileSystemOnLinux, TakesNamesInTheCodePage) {
