@@ -19,7 +19,8 @@ class SetUpGate {
     SetUpGate(const SetUpGate&) = delete;
     SetUpGate& operator=(const SetUpGate&) = delete;
 
-    // One set-up, from before the open to the end of the replay; may nest on one thread. Waits for
+    // One set-up, from before the open to the end of the replay; may nest on one thread. The caller
+    // holds the connection lock, so no other thread sets up at the same time. Waits for
     // feature calls in progress, which are SDK calls. False: nothing may be set up, because this is
     // a thread of the SDK, and one of those calls stops the camera, which may wait for this thread.
     class SetUp {
