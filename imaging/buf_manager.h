@@ -13,6 +13,8 @@ namespace cam {
 // were in flight at once. Not synchronised, like the regions. Never throws.
 class CBufManager : public CModuleSharedMemoryBase {
   public:
+    using CModuleSharedMemoryBase::CModuleSharedMemoryBase;
+
     // Gives `node` a region of exactly `size` bytes. kInvalid: size 0, the node is unchanged;
     // kNoBufferNode: no region available, the node has no memory.
     [[nodiscard]] Status AddOneNode(std::uint32_t moduleId, std::uint32_t size, BufferNode& node);

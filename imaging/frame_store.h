@@ -13,6 +13,7 @@
 #include "imaging/buffer_node.h"
 #include "imaging/image_queue.h"
 #include "imaging/node_pool.h"
+#include "imaging/spare_memory.h"
 #include "module/framework/status_codes.h"
 #include "platform/event.h"
 
@@ -39,6 +40,9 @@ class FrameStore {
     // Drops the queued frames, and the one under way when it is published. Logs their number in one
     // line.
     void Clear() EXCLUDES(m_lock);
+
+    // Ends the preparing of memory, until a frame needs a new region again.
+    void StopPreparing() { m_spare.Stop(); }
 
     // Takes a node back; always 0. The record may come from the host: unless memory and frame match
     // an issued node it is logged and ignored, so that no frame is ever written into foreign
@@ -72,7 +76,8 @@ class FrameStore {
     platform::Event m_queued;
 
     IntakeRole m_intake;
-    CBufManager m_bufManager GUARDED_BY(m_intake);
+    SpareMemory m_spare;
+    CBufManager m_bufManager GUARDED_BY(m_intake){m_spare};
 
     mutable Lock m_lock{LockRank::ImageList, "image-list"};
     ImageQueue m_imageQueue GUARDED_BY(m_lock);

@@ -36,7 +36,8 @@ void WriteHeader(const SharedMemoryMappingInfo& record) {
 
 }  // namespace
 
-CModuleSharedMemoryBase::CModuleSharedMemoryBase() : m_guid(platform::NewGuidText()) {}
+CModuleSharedMemoryBase::CModuleSharedMemoryBase(SpareMemory& spare)
+    : m_spare(spare), m_guid(platform::NewGuidText()) {}
 
 CModuleSharedMemoryBase::~CModuleSharedMemoryBase() {
     for (auto& [key, regions] : m_registry) {
@@ -117,7 +118,7 @@ bool CModuleSharedMemoryBase::GiveNewName(Regions& regions, std::uint32_t module
 }
 
 Status CModuleSharedMemoryBase::OpenForSize(std::uint32_t moduleId, std::uint32_t size,
-                                            SharedMemoryMappingInfo& record) {
+                                            SharedMemoryMappingInfo& record) const {
     if (record.size != 0) {
         static_cast<void>(CloseMapping(moduleId, &record));
     }
@@ -131,7 +132,7 @@ Status CModuleSharedMemoryBase::OpenForSize(std::uint32_t moduleId, std::uint32_
 }
 
 Status CModuleSharedMemoryBase::CreateOpenMapping(std::uint32_t moduleId,
-                                                  SharedMemoryMappingInfo* record) {
+                                                  SharedMemoryMappingInfo* record) const {
     constexpr char kFunction[] = "CModuleSharedMemoryBase::CreateOpenMapping";
     if (record == nullptr) {
         return kInvalid;
@@ -146,7 +147,7 @@ Status CModuleSharedMemoryBase::CreateOpenMapping(std::uint32_t moduleId,
     constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max();
     const std::uint64_t mappedSize = MappedSize(record->size);
     const bool fits = mappedSize <= kLargest;
-    const int createError = fits ? record->mapping.Create(record->name, mappedSize) : 0;
+    const int createError = fits ? CreateMapping(*record, mappedSize) : 0;
     record->nameInUse = createError == platform::SharedMapping::kNameInUse;
     if (!fits || createError != 0) {
         // The system's error number is not part of this line; its place is always 0.
@@ -163,7 +164,16 @@ Status CModuleSharedMemoryBase::CreateOpenMapping(std::uint32_t moduleId,
         static_cast<void>(CloseMapping(moduleId, record));
         return kNoRegion;
     }
+    m_spare.Prepare(mappedSize);
     return kOk;
+}
+
+int CModuleSharedMemoryBase::CreateMapping(SharedMemoryMappingInfo& record,
+                                           std::uint64_t size) const {
+    if (m_spare.Take(size, record.mapping) && record.mapping.GiveName(record.name) == 0) {
+        return 0;
+    }
+    return record.mapping.Create(record.name, size);
 }
 
 Status CModuleSharedMemoryBase::CloseMapping(std::uint32_t moduleId,

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "imaging/spare_memory.h"
 #include "module/framework/status_codes.h"
 #include "platform/shared_mapping.h"
 
@@ -52,7 +53,8 @@ struct SharedMemoryMappingInfo {
 // Not synchronised: the owner serialises the calls. Never throws.
 class CModuleSharedMemoryBase {
   public:
-    CModuleSharedMemoryBase();
+    // A new region takes prepared memory from `spare`, which outlives this object.
+    explicit CModuleSharedMemoryBase(SpareMemory& spare);
     // Closes every region.
     virtual ~CModuleSharedMemoryBase();
     CModuleSharedMemoryBase(const CModuleSharedMemoryBase&) = delete;
@@ -95,13 +97,15 @@ class CModuleSharedMemoryBase {
     // False when no name is left for the record.
     [[nodiscard]] bool GiveNewName(Regions& regions, std::uint32_t moduleId, std::int32_t key,
                                    SharedMemoryMappingInfo& record) const;
-    [[nodiscard]] static Status OpenForSize(std::uint32_t moduleId, std::uint32_t size,
-                                            SharedMemoryMappingInfo& record);
-    [[nodiscard]] static Status CreateOpenMapping(std::uint32_t moduleId,
-                                                  SharedMemoryMappingInfo* record);
+    [[nodiscard]] Status OpenForSize(std::uint32_t moduleId, std::uint32_t size,
+                                     SharedMemoryMappingInfo& record) const;
+    [[nodiscard]] Status CreateOpenMapping(std::uint32_t moduleId,
+                                           SharedMemoryMappingInfo* record) const;
+    [[nodiscard]] int CreateMapping(SharedMemoryMappingInfo& record, std::uint64_t size) const;
     [[nodiscard]] static Status CloseMapping(std::uint32_t moduleId,
                                              SharedMemoryMappingInfo* record);
 
+    SpareMemory& m_spare;
     std::int32_t m_nodeNumber = 1;
     std::string m_guid;
     std::string m_nodeNumberText;

@@ -168,6 +168,7 @@ std::uint32_t CCameraModule::DeInit() {
         m_connection.CloseCurCamera();
     }
     m_localImages.Clear();
+    m_frames.StopPreparing();
     m_frames.Clear();
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "ClearImage finish");
     m_events.Close();

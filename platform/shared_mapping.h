@@ -18,10 +18,13 @@ class SharedMapping {
     // Create's result when only the name is unavailable; another name may work.
     static const int kNameInUse;
 
+    // Whether the system can name memory that exists already. Without it CreateUnnamed fails.
+    static const bool kCanNameLater;
+
     SharedMapping() = default;
     ~SharedMapping();
-    SharedMapping(const SharedMapping&) = delete;
-    SharedMapping& operator=(const SharedMapping&) = delete;
+    SharedMapping(SharedMapping&& other) noexcept;
+    SharedMapping& operator=(SharedMapping&& other) noexcept;
 
     // Creates the named object with `size` bytes, all zero and backed by memory from the start, so
     // that lack of memory is an error here and not a fault at the first write. Readable by this
@@ -29,6 +32,14 @@ class SharedMapping {
     // there, and on Windows an object that anybody still holds open, is kNameInUse. Closes an open
     // mapping first.
     [[nodiscard]] int Create(const char* name, std::uint64_t size);
+
+    // As Create, but the object has no name, so that no other process sees it. Refused unless as
+    // much memory again stays free.
+    [[nodiscard]] int CreateUnnamed(std::uint64_t size);
+
+    // Names a mapped object that has no name, as Create would have named it. If this fails, the
+    // object stays unnamed.
+    [[nodiscard]] int GiveName(const char* name);
 
     // Opens an object that another owner created, for reading; does not unlink it. Closes an open
     // mapping first. On Linux opens only objects of this user.
@@ -54,8 +65,9 @@ class SharedMapping {
 
     [[nodiscard]] bool StoreName(const char* name) noexcept;
     void UnmapAndClose() noexcept;
+    int CloseDescriptor() noexcept;  // Linux
 
-    long long m_handle = kNoHandle;  // a file descriptor, until it is mapped, or a HANDLE
+    long long m_handle = kNoHandle;  // a file descriptor, until mapped and named, or a HANDLE
     std::byte* m_view = nullptr;
     std::uint64_t m_size = 0;
     bool m_open = false;

@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 
 namespace platform {
 namespace {
@@ -35,6 +37,24 @@ int OpenOwnObject(const char* path) noexcept {
 
 int CreateOwnObject(const char* path) noexcept {
     return shm_open(path, O_RDWR | O_CREAT | O_EXCL, kThisUserOnly);
+}
+
+int CreateUnnamedObject() noexcept {
+    return open(kObjectFolder, O_TMPFILE | O_RDWR | O_CLOEXEC, kThisUserOnly);
+}
+
+bool NameObject(int object, const char* path) noexcept {
+    // An unnamed file is linked through its descriptor's path; by the descriptor alone it takes a
+    // privilege.
+    std::array<char, 64> descriptor{};
+    std::snprintf(descriptor.data(), descriptor.size(), "/proc/self/fd/%d", object);
+    std::array<char, 256> target{};
+    const int length = std::snprintf(target.data(), target.size(), "%s%s", kObjectFolder, path);
+    if (length < 0 || static_cast<std::size_t>(length) >= target.size()) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    return linkat(AT_FDCWD, descriptor.data(), AT_FDCWD, target.data(), AT_SYMLINK_FOLLOW) == 0;
 }
 
 bool RemoveOwnObject(const char* path) noexcept {

@@ -6,6 +6,8 @@ namespace platform {
 
 inline constexpr int kNoObject = -1;
 
+inline constexpr char kObjectFolder[] = "/dev/shm";
+
 // A path is "/" and the object's name.
 
 // Opens the object at `path` for reading; kNoObject with errno set on failure, EPERM for anything
@@ -15,6 +17,13 @@ inline constexpr int kNoObject = -1;
 // Creates the object at `path` for reading and writing by this user; kNoObject with errno set on
 // failure, EEXIST if anything has the name.
 [[nodiscard]] int CreateOwnObject(const char* path) noexcept;
+
+// Creates an object without a name; kNoObject with errno set on failure.
+[[nodiscard]] int CreateUnnamedObject() noexcept;
+
+// Gives an unnamed object its name; false with errno set on failure, EEXIST if anything has the
+// name.
+[[nodiscard]] bool NameObject(int object, const char* path) noexcept;
 
 // Removes the name of an object of this user; false, with nothing removed, for anything else.
 bool RemoveOwnObject(const char* path) noexcept;

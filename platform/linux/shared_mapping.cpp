@@ -6,6 +6,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <array>
@@ -29,6 +30,7 @@ namespace platform {
 namespace {
 
 constexpr std::size_t kPathRoom = SharedMapping::kMaxName + 1;
+constexpr std::uint64_t kLargestObject = std::numeric_limits<off_t>::max();
 
 // Allocates nothing, because closing must not fail when memory is short.
 std::array<char, kPathRoom> PathOf(const char (&name)[SharedMapping::kMaxName]) {
@@ -44,6 +46,13 @@ int Allocate(int object, off_t size) {
         result = posix_fallocate(object, 0, size);
     } while (result == EINTR);
     return result;
+}
+
+// Whether memory for two objects of that size is free. A folder without a limit reports no blocks.
+bool HasRoomForTwo(int object, std::uint64_t size) {
+    struct statvfs folder {};
+    return fstatvfs(object, &folder) == 0 &&
+           (folder.f_blocks == 0 || folder.f_bavail * folder.f_frsize / 2 >= size);
 }
 
 // Process ids mean nothing to the processes of another container, so a process that owns objects
@@ -84,28 +93,39 @@ class LifeSign {
 
 LifeSign g_lifeSign;
 
-}  // namespace
-
-const int SharedMapping::kNameInUse = EEXIST;
-
-int SharedMapping::Create(const char* name, std::uint64_t size) {
-    UnmapAndClose();
-    constexpr std::uint64_t kLargest = std::numeric_limits<off_t>::max();
-    if (size == 0 || size > kLargest || !StoreName(name)) {
-        return EINVAL;
-    }
+// Has an object take a name with `take`, once more after removing what this user left under it;
+// this process then shows its life sign. 0 or the error number.
+template <typename Take>
+int TakeName(const char* path, Take&& take) {
     if (const int error = g_lifeSign.Share(); error != 0) {
         return error;
     }
-    const auto path = PathOf(m_name);
-    int object = CreateOwnObject(path.data());
-    if (object == kNoObject && errno == EEXIST) {
-        RemoveOwnObject(path.data());
-        object = CreateOwnObject(path.data());
+    if (take() || (errno == EEXIST && (RemoveOwnObject(path), take()))) {
+        return 0;
     }
-    if (object == kNoObject) {
-        const int error = errno;
-        g_lifeSign.Drop();
+    const int error = errno;
+    g_lifeSign.Drop();
+    return error;
+}
+
+}  // namespace
+
+const int SharedMapping::kNameInUse = EEXIST;
+const bool SharedMapping::kCanNameLater = true;
+
+int SharedMapping::Create(const char* name, std::uint64_t size) {
+    UnmapAndClose();
+    if (size == 0 || size > kLargestObject || !StoreName(name)) {
+        return EINVAL;
+    }
+    const auto path = PathOf(m_name);
+    int object = kNoObject;
+    if (const int error = TakeName(path.data(),
+                                   [&] {
+                                       object = CreateOwnObject(path.data());
+                                       return object != kNoObject;
+                                   });
+        error != 0) {
         return error;
     }
     m_handle = object;
@@ -116,6 +136,44 @@ int SharedMapping::Create(const char* name, std::uint64_t size) {
         return error;
     }
     m_size = size;
+    return 0;
+}
+
+int SharedMapping::CreateUnnamed(std::uint64_t size) {
+    UnmapAndClose();
+    m_name[0] = '\0';
+    if (size == 0 || size > kLargestObject) {
+        return EINVAL;
+    }
+    const int object = CreateUnnamedObject();
+    if (object == kNoObject) {
+        return errno;
+    }
+    m_handle = object;
+    m_open = true;
+    const int error =
+        HasRoomForTwo(object, size) ? Allocate(object, static_cast<off_t>(size)) : ENOSPC;
+    if (error != 0) {
+        UnmapAndClose();
+        return error;
+    }
+    m_size = size;
+    return 0;
+}
+
+int SharedMapping::GiveName(const char* name) {
+    if (!m_open || m_name[0] != '\0' || m_view == nullptr || !StoreName(name)) {
+        return EINVAL;
+    }
+    const auto path = PathOf(m_name);
+    if (const int error = TakeName(
+            path.data(), [&] { return NameObject(static_cast<int>(m_handle), path.data()); });
+        error != 0) {
+        m_name[0] = '\0';
+        return error;
+    }
+    m_owner = true;
+    CloseDescriptor();
     return 0;
 }
 
@@ -144,17 +202,24 @@ int SharedMapping::Map() {
     if (m_view != nullptr) {
         return 0;
     }
-    const int access = m_owner ? PROT_READ | PROT_WRITE : PROT_READ;
+    const bool unnamed = m_name[0] == '\0';
+    const int access = m_owner || unnamed ? PROT_READ | PROT_WRITE : PROT_READ;
     void* const view =
         mmap(nullptr, m_size, access, MAP_SHARED | MAP_POPULATE, static_cast<int>(m_handle), 0);
     if (view == MAP_FAILED) {
         return errno;
     }
     m_view = static_cast<std::byte*>(view);
-    // From here on only the view and the name are needed. Regions live long, and a host may have
-    // few descriptors.
-    close(static_cast<int>(std::exchange(m_handle, kNoHandle)));
+    if (!unnamed) {
+        CloseDescriptor();
+    }
     return 0;
+}
+
+// Once mapped and named, an object needs no descriptor. Regions live long, and a host may have few.
+int SharedMapping::CloseDescriptor() noexcept {
+    const int handle = static_cast<int>(std::exchange(m_handle, kNoHandle));
+    return handle == kNoObject || close(handle) == 0 ? 0 : errno;
 }
 
 int SharedMapping::Unmap() {
@@ -170,11 +235,9 @@ int SharedMapping::Close() {
         }
         g_lifeSign.Drop();
     }
-    if (m_handle != kNoHandle && close(static_cast<int>(std::exchange(m_handle, kNoHandle))) != 0) {
-        error = errno;
-    }
+    const int closeError = CloseDescriptor();
     m_open = false;
-    return error;
+    return closeError != 0 ? closeError : error;
 }
 
 namespace {
@@ -188,7 +251,7 @@ std::vector<std::string> ObjectNames() {
         void operator()(DIR* folder) const { closedir(folder); }
     };
     std::vector<std::string> names;
-    const std::unique_ptr<DIR, FolderCloser> folder(opendir("/dev/shm"));
+    const std::unique_ptr<DIR, FolderCloser> folder(opendir(kObjectFolder));
     while (const dirent* const entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
         names.emplace_back(entry->d_name);
     }

@@ -34,6 +34,7 @@ std::uint64_t ViewSize(const void* view) {
 }  // namespace
 
 const int SharedMapping::kNameInUse = ERROR_ALREADY_EXISTS;
+const bool SharedMapping::kCanNameLater = false;
 
 int SharedMapping::Create(const char* name, std::uint64_t size) {
     UnmapAndClose();
@@ -57,6 +58,15 @@ int SharedMapping::Create(const char* name, std::uint64_t size) {
     m_open = true;
     m_owner = true;
     return 0;
+}
+
+int SharedMapping::CreateUnnamed(std::uint64_t) {
+    UnmapAndClose();
+    return ERROR_NOT_SUPPORTED;
+}
+
+int SharedMapping::GiveName(const char*) {
+    return ERROR_NOT_SUPPORTED;
 }
 
 int SharedMapping::Open(const char* name) {

@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "imaging/region_name.h"
@@ -63,7 +65,8 @@ class SharedMemory : public testing::Test {
     ~SharedMemory() override { ModuleFrame_SetBufferNodeNum(0); }
 
     tests::LogCapture m_log;
-    CModuleSharedMemoryBase m_regions;
+    SpareMemory m_spare;
+    CModuleSharedMemoryBase m_regions{m_spare};
 };
 
 TEST(RegionNames, CarryTheirFieldsAndAreCutAtSixtyTwoCharacters) {
@@ -340,7 +343,7 @@ TEST_F(SharedMemory, AFailedCloseIsLoggedAndTheRegionGoesOn) {
 TEST_F(SharedMemory, NothingIsLeftBehindAndInstancesNeverMeet) {
     std::vector<std::string> names;
     {
-        CModuleSharedMemoryBase other;
+        CModuleSharedMemoryBase other(m_spare);
         ASSERT_EQ(other.SetNodeNum("2", 2), kOk);
         for (const std::int32_t key : {0, 0, 5}) {
             names.emplace_back(Allocate(other, 10, key).name);
@@ -351,6 +354,54 @@ TEST_F(SharedMemory, NothingIsLeftBehindAndInstancesNeverMeet) {
     for (const std::string& name : names) {
         EXPECT_FALSE(Exists(name)) << name;
     }
+}
+
+void WaitUntilReady(const SpareMemory& spare, std::uint64_t size) {
+    for (int look = 0; look < 10'000 && !spare.Ready(size); ++look) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    ASSERT_TRUE(spare.Ready(size));
+}
+
+TEST_F(SharedMemory, SpareMemoryIsOfTheSizeLastAskedForAndIsHandedOverOnce) {
+    platform::SharedMapping taken;
+    EXPECT_FALSE(m_spare.Take(5000, taken));
+    m_spare.Prepare(5000);
+    if (!platform::SharedMapping::kCanNameLater) {
+        EXPECT_FALSE(m_spare.Ready(5000));
+        return;
+    }
+    WaitUntilReady(m_spare, 5000);
+    m_spare.Prepare(9000);
+    WaitUntilReady(m_spare, 9000);
+    EXPECT_FALSE(m_spare.Take(5000, taken));
+    ASSERT_TRUE(m_spare.Take(9000, taken));
+    EXPECT_EQ(taken.View()[8999], std::byte{0});
+    EXPECT_FALSE(m_spare.Ready(9000));
+
+    m_spare.Prepare(9000);
+    WaitUntilReady(m_spare, 9000);
+    m_spare.Stop();
+    EXPECT_FALSE(m_spare.Ready(9000)) << "nothing is kept by a module that has ended";
+    m_spare.Prepare(100);
+    WaitUntilReady(m_spare, 100);
+}
+
+TEST_F(SharedMemory, ARegionOfPreparedMemoryIsLikeAnyOther) {
+    ASSERT_EQ(m_regions.SetNodeNum("3", 1), kOk);
+    const Region first = Allocate(m_regions, 1000);
+    if (platform::SharedMapping::kCanNameLater) {
+        WaitUntilReady(m_spare, 128 + 1100);
+    }
+    const Region second = Allocate(m_regions, 1000);
+    ASSERT_EQ(second.status, kOk);
+    EXPECT_THAT(std::string(second.name), EndsWith("}-1}"));
+    second.data[999] = 0x5A;
+    EXPECT_EQ(HostView(second.name, 128 + 1000)[14], 128);
+    EXPECT_EQ(HostView(second.name, 128 + 1000).back(), 0x5A);
+    EXPECT_EQ(HostView(first.name, 128 + 1000).back(), 0);
+    EXPECT_EQ(m_regions.ReleaseSharedMemory(kModule, second.name), kOk);
+    EXPECT_FALSE(Exists(second.name));
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <deque>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/file_system.h"
@@ -97,6 +98,38 @@ TEST(SharedMappingOnLinux, IsPrivateToItsUserAndLeavesNothingBehind) {
         EXPECT_GE(status.st_blocks * 512, 5000) << "the memory is not taken yet";
     }
     EXPECT_FALSE(ObjectExists(name));
+}
+
+TEST(SharedMappingOnLinux, CanBeFilledBeforeItHasAName) {
+    const std::string name = "Test_" + test::UniqueWord();
+    const Planted folder(name + "_taken");
+    fs::create_directory(folder.Path());
+    const std::ptrdiff_t descriptors = EntriesOf(kDescriptors);
+    {
+        SharedMapping mapping;
+        ASSERT_EQ(mapping.CreateUnnamed(5000), 0);
+        EXPECT_EQ(mapping.GiveName(name.c_str()), EINVAL) << "it is not mapped yet";
+        ASSERT_EQ(mapping.Map(), 0);
+        mapping.View()[4999] = std::byte('x');
+        EXPECT_EQ(mapping.GiveName((name + "_taken").c_str()), SharedMapping::kNameInUse);
+        EXPECT_EQ(EntriesOf(kObjects, OwnLifeSign()), 0);
+
+        const LeftOverObject old(name);
+        ASSERT_EQ(mapping.GiveName(name.c_str()), 0);
+        EXPECT_EQ(mapping.GiveName(name.c_str()), EINVAL) << "it has a name already";
+        EXPECT_EQ(EntriesOf(kObjects, OwnLifeSign()), 1);
+        const SharedMapping moved(std::move(mapping));
+        struct stat status {};
+        ASSERT_EQ(stat((kObjects / name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, 0600U);
+        SharedMapping reader;
+        ASSERT_EQ(reader.Open(name.c_str()), 0);
+        ASSERT_EQ(reader.Map(), 0);
+        EXPECT_EQ(reader.View()[4999], std::byte('x'));
+        EXPECT_EQ(EntriesOf(kDescriptors), descriptors + 1) << "only that of the life sign";
+    }
+    EXPECT_FALSE(ObjectExists(name));
+    EXPECT_EQ(EntriesOf(kObjects, OwnLifeSign()), 0);
 }
 
 TEST(SharedMappingOnLinux, ReplacesWhatWasLeftBehind) {
