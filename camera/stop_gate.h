@@ -42,7 +42,7 @@ class StopGate {
     class Callback {
       public:
         Callback(StopGate& gate, Source source);
-        ~Callback() { m_place->thread.store({}); }
+        ~Callback() { m_place->thread.store({}, std::memory_order_release); }
         Callback(const Callback&) = delete;
         Callback& operator=(const Callback&) = delete;
 

@@ -63,8 +63,8 @@ class FrameStore {
     // Held by the one frame being taken in; guards the regions.
     class CAPABILITY("role") IntakeRole {
       public:
-        [[nodiscard]] bool TryEnter() { return !m_taken.exchange(true); }
-        void Leave() { m_taken.store(false); }
+        [[nodiscard]] bool TryEnter() { return !m_taken.exchange(true, std::memory_order_acquire); }
+        void Leave() { m_taken.store(false, std::memory_order_release); }
         void Assert() const ASSERT_CAPABILITY(this) {}
 
       private:
