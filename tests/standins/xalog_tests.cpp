@@ -1,35 +1,17 @@
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <mutex>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "module/log/xalog.h"
-#include "standins/xalog/xalog_host.h"
-
-#ifndef _WIN32
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
+#include "tests/standins/xalog_test.h"
 
 namespace {
 
+using namespace tests;
 using testing::ElementsAre;
 
 constexpr auto kHang = std::chrono::seconds(30);
@@ -38,91 +20,6 @@ constexpr auto kHang = std::chrono::seconds(30);
 struct LogsWhenTheProgramEnds {
     ~LogsWhenTheProgramEnds() { Xalog_LogPrint(4, "%s", "the end"); }
 } g_logsWhenTheProgramEnds;
-
-// What a sink got; whole once the log is flushed or the sink taken off.
-class Collected {
-  public:
-    Collected() { XalogHost_SetSink(&Collected::Sink, this); }
-    ~Collected() { XalogHost_SetSink(nullptr, nullptr); }
-    Collected(const Collected&) = delete;
-    Collected& operator=(const Collected&) = delete;
-
-    [[nodiscard]] const std::vector<std::string>& Lines() const {
-        XalogHost_Flush();
-        return m_lines;
-    }
-
-  private:
-    static void Sink(std::int32_t level, const char* line, void* user) {
-        static_cast<Collected*>(user)->m_lines.emplace_back(std::to_string(level) + " " + line);
-    }
-
-    std::vector<std::string> m_lines;
-};
-
-// Holds the log's own thread up from the first line that it gets, until it is opened.
-class Gate {
-  public:
-    static void Sink(std::int32_t, const char*, void* user) {
-        auto& gate = *static_cast<Gate*>(user);
-        std::unique_lock lock(gate.m_mutex);
-        gate.m_reached = true;
-        gate.m_changed.notify_all();
-        gate.m_changed.wait(lock, [&] { return gate.m_open; });
-    }
-    // Logs a line and returns when the log's thread is held up behind it.
-    void Close() {
-        XalogHost_SetSink(&Gate::Sink, this);
-        Xalog_LogPrint(4, "gate");
-        std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [&] { return m_reached; });
-    }
-    void Open() {
-        const std::lock_guard lock(m_mutex);
-        m_open = true;
-        m_changed.notify_all();
-    }
-
-  private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    bool m_reached = false;
-    bool m_open = false;
-};
-
-std::vector<std::string> LinesOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-constexpr std::size_t kStampSize = sizeof("2026-11-21 08:15:02.123 [E] ") - 1;
-
-// Without their stamps, waiting for what is queued.
-std::vector<std::string> MessagesOf(const std::filesystem::path& path) {
-    XalogHost_Flush();
-    std::vector<std::string> lines = LinesOf(path);
-    for (std::string& line : lines) {
-        line = line.substr(std::min(kStampSize, line.size()));
-    }
-    return lines;
-}
-
-// Lines that stand there or are said to be lost or repeated.
-std::size_t Accounted(const std::vector<std::string>& messages) {
-    std::size_t count = 0;
-    for (const std::string& message : messages) {
-        unsigned number = 0;
-        const bool lost = message.find(" lines lost: the log could not keep up") != message.npos &&
-                          std::sscanf(message.c_str(), "%u", &number) == 1;
-        const bool repeated = std::sscanf(message.c_str(), "(the line above %u more", &number) == 1;
-        count += lost || repeated ? number : 1;
-    }
-    return count;
-}
 
 std::string FormOf(std::string line) {
     std::replace_if(
@@ -136,29 +33,6 @@ std::string UniversalSecond() {
     std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", std::gmtime(&now));
     return text;
 }
-
-class XalogTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        XalogHost_SetStandardError(false);
-        Xalog_ResetLevel(1);
-        std::filesystem::remove(m_path);
-    }
-    void TearDown() override {
-        XalogHost_SetSink(nullptr, nullptr);
-        XalogHost_SetFile(nullptr);
-        std::filesystem::remove(m_path);
-    }
-    [[nodiscard]] std::string PathText() const {
-        const std::u8string text = m_path.u8string();
-        return {text.begin(), text.end()};
-    }
-
-    const std::filesystem::path m_path =
-        std::filesystem::temp_directory_path() / u8"xalog_tests_\u00e4\u6587.log";
-};
-
-}  // namespace
 
 // Stands first: the level must come from the environment before anybody has set it.
 TEST(XalogEnvironmentTest, LevelIsTakenAtLoading) {
@@ -385,37 +259,6 @@ TEST_F(XalogTest, ProbesThatReplaceThemselvesAtTheSameTimeDoNotBlockEachOther) {
     ASSERT_EQ(other.wait_for(kHang), std::future_status::ready);
 }
 
-// A process that ends in good order or by what it could have caught; its lines wait in the queue
-// then.
-class XalogAtTheEnd : public XalogTest {
-  protected:
-    void SetUp() override {
-        GTEST_FLAG_SET(death_test_style, "threadsafe");
-        XalogTest::SetUp();
-    }
-    void LogAndEnd(void (*end)()) {
-        static auto* const gate = new Gate;  // outlives the thread that waits at it
-        static_cast<void>(XalogHost_SetFile(PathText().c_str()));
-        gate->Close();
-        for (int line = 0; line < 500; ++line) {
-            Xalog_LogPrint(4, "line %d", line);
-        }
-        Xalog_LogPrint(4, "line 499");
-        end();
-    }
-    void ExpectAllLinesAnd(const std::vector<std::string>& later) {
-        const std::vector<std::string> messages = MessagesOf(m_path);
-        ASSERT_EQ(messages.size(), 502U + later.size());
-        EXPECT_EQ(messages[0], "gate");
-        for (std::size_t line = 0; line < 500; ++line) {
-            EXPECT_EQ(messages[1 + line], "line " + std::to_string(line));
-        }
-        EXPECT_EQ(messages[501], "(the line above 1 more times)");
-        EXPECT_THAT(later, testing::ElementsAreArray(messages.begin() + 502, messages.end()));
-        std::filesystem::remove(m_path);
-    }
-};
-
 TEST_F(XalogAtTheEnd, LinesReachTheFileOfAProcessThatExits) {
     EXPECT_EXIT(LogAndEnd([] { std::exit(3); }), testing::ExitedWithCode(3), "");
     ExpectAllLinesAnd({"the end"});
@@ -426,112 +269,4 @@ TEST_F(XalogAtTheEnd, LinesReachTheFileOfAProcessThatAborts) {
     ExpectAllLinesAnd({});
 }
 
-#ifdef _WIN32
-
-TEST_F(XalogAtTheEnd, LinesReachTheFileOfAProcessWithAFault) {
-    EXPECT_DEATH(LogAndEnd([] {
-                     volatile int* volatile nowhere = nullptr;
-                     *nowhere = 1;
-                 }),
-                 "");
-    ExpectAllLinesAnd({});
-}
-
-#else
-
-TEST_F(XalogAtTheEnd, LinesReachTheFileOfAProcessThatASignalEnds) {
-    EXPECT_EXIT(LogAndEnd([] { std::raise(SIGTERM); }), testing::KilledBySignal(SIGTERM), "");
-    ExpectAllLinesAnd({});
-    EXPECT_EXIT(LogAndEnd([] { std::raise(SIGUSR1); }), testing::KilledBySignal(SIGUSR1), "");
-    ExpectAllLinesAnd({});
-}
-
-// Through a name of the file system that nobody reads, and later somebody does.
-class XalogPipe : public XalogAtTheEnd {
-  protected:
-    void SetUp() override {
-        XalogAtTheEnd::SetUp();
-        ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
-    }
-    static void Log(unsigned lines) {
-        for (unsigned line = 0; line < lines; ++line) {
-            Xalog_LogPrint(4, "line %u", line);
-        }
-    }
-};
-
-TEST_F(XalogPipe, UnreadItStopsNothingAndTellsItsReaderWhatWasLost) {
-    constexpr unsigned kLines = 5'000;
-    const Collected collected;
-    ASSERT_TRUE(XalogHost_SetFile(PathText().c_str()));
-    Log(kLines);
-    EXPECT_EQ(collected.Lines().size(), kLines) << "the pipe holds the sink up";
-
-    const int reader = open(m_path.c_str(), O_RDONLY | O_NONBLOCK);
-    ASSERT_GE(reader, 0);
-    std::string text;
-    const auto readAll = [&] {
-        std::array<char, 4096> piece{};
-        for (ssize_t size = 0; (size = read(reader, piece.data(), piece.size())) > 0;) {
-            text.append(piece.data(), static_cast<std::size_t>(size));
-        }
-    };
-    readAll();
-    Xalog_LogPrint(4, "%s", "now it is read");
-    XalogHost_Flush();
-    readAll();
-    close(reader);
-
-    std::vector<std::string> messages;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        messages.push_back(line.substr(std::min(kStampSize, line.size())));
-    }
-    EXPECT_EQ(messages.back(), "now it is read");
-    EXPECT_EQ(Accounted(messages), kLines + 1);
-}
-
-TEST_F(XalogPipe, UnreadItDoesNotKeepAProcessFromEnding) {
-    const auto fill = [this] {
-        static_cast<void>(XalogHost_SetFile(PathText().c_str()));
-        Log(5'000);
-    };
-    EXPECT_EXIT(
-        {
-            fill();
-            std::raise(SIGTERM);
-        },
-        testing::KilledBySignal(SIGTERM), "");
-    std::filesystem::remove(m_path);
-    ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
-    EXPECT_EXIT(
-        {
-            fill();
-            std::exit(0);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-// What is queued is the parent's; what the child logs is written though the log's thread is missing
-// there.
-TEST_F(XalogTest, AForkedChildLogsItsOwnLines) {
-    ASSERT_TRUE(XalogHost_SetFile(PathText().c_str()));
-    Gate gate;
-    gate.Close();
-    Xalog_LogPrint(4, "parent's");
-    const pid_t child = fork();
-    if (child == 0) {
-        XalogHost_SetSink(nullptr, nullptr);
-        Xalog_LogPrint(4, "child's");
-        XalogHost_Flush();
-        _exit(0);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    gate.Open();
-    EXPECT_THAT(MessagesOf(m_path), ElementsAre("gate", "child's", "parent's"));
-    XalogHost_SetSink(nullptr, nullptr);
-}
-
-#endif
+}  // namespace
