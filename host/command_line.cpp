@@ -17,17 +17,18 @@ namespace {
 constexpr std::uint64_t kMany = 1'000'000'000;
 
 constexpr char kSimulationHelp[] =
-    "Simulated cameras are described by a line each, or separated by ';': a kind (gige, usb3 or "
-    "gentl) and what differs from the usual as name=value, for example\n"
+    "Simulated cameras are described one per line, or separated by ';': a kind (gige, usb3 or "
+    "gentl), then name=value for each setting that differs from the default. Example:\n"
     "\n"
     "  --simulate 'gige serial=A1 rate=60; usb3 format=RGB8 width=1280'\n"
     "\n"
     "Names: serial, name, model, maker, width, height, format, rate, ip, nic, events, interface, "
-    "transport. 'default' is one of each kind; those of GenTL show with --gentl and any folder.\n";
+    "transport. 'default' is one of each kind. GenTL cameras are listed only with --gentl; any "
+    "folder will do.\n";
 
 constexpr char kExitCodes[] =
-    "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 no such camera, or it does not come back, 4 "
-    "no frame came, 130 interrupted.\n";
+    "Exit codes: 0 success, 1 failure, 2 usage error, 3 camera not found, or lost for good, 4 no "
+    "frame received, 130 interrupted.\n";
 
 [[nodiscard]] std::uint64_t Number(const std::string& option, const std::string& text,
                                    std::uint64_t minimum, std::uint64_t maximum) {
@@ -94,7 +95,7 @@ CLI::App& Description::Add(Command command, const char* name, const char* argume
 }
 
 void Description::AddCamera(CLI::App& app, bool opens) {
-    Value(app, "--camera", "SERIAL", "the camera of this serial number",
+    Value(app, "--camera", "SERIAL", "the camera with this serial number",
           [this](const std::string& serial) {
               // An empty one would stand for the first camera, and 0 closes instead of opening.
               if (serial.empty() || serial == "0") {
@@ -103,8 +104,8 @@ void Description::AddCamera(CLI::App& app, bool opens) {
               m_options.camera = serial;
           });
     Value(app, "--ip", "CAMERA [LOCAL]",
-          std::string("the GigE camera at this address, reached through the network card of the "
-                      "second one (found where it is left out)") +
+          std::string("the GigE camera at this address; LOCAL is the address of the network card "
+                      "to use (default: found automatically)") +
               (opens ? "; sets it to Mono8" : ""),
           [this](const std::string& addresses) {
               const auto fields = SplitFields(addresses, ',');
@@ -142,22 +143,21 @@ void Description::AddRecording(CLI::App& app) {
     RecordingOptions& recording = m_options.recording;
     Value(app, "--out", "DIR", "save pictures in this folder",
           [&](const std::string& folder) { recording.folder = folder; });
-    Value(
-        app, "--format", "png|tiff|raw",
-        "form of the pictures: compressed (png), or as fast as the disk (tiff, or raw with a text "
-        "file beside it)",
-        [&](const std::string& text) {
-            const auto format = ParsePictureFormat(text);
-            if (!format) {
-                throw UsageError("--format takes png, tiff or raw, not '" + text + "'");
-            }
-            recording.format = *format;
-        });
-    Count(app, "--save-every", "save every Nth frame only (1)", 1, kMany,
+    Value(app, "--format", "png|tiff|raw",
+          "file format: compressed (png), or as fast as the disk (tiff, or raw with a text file "
+          "beside it)",
+          [&](const std::string& text) {
+              const auto format = ParsePictureFormat(text);
+              if (!format) {
+                  throw UsageError("--format takes png, tiff or raw, not '" + text + "'");
+              }
+              recording.format = *format;
+          });
+    Count(app, "--save-every", "save only every Nth frame (1)", 1, kMany,
           [&](std::uint64_t every) { recording.every = every; });
-    Count(app, "--writers", "threads that write pictures (as many as the machine has cores)", 1, 64,
+    Count(app, "--writers", "threads that write pictures (one per core)", 1, 64,
           [&](std::uint64_t writers) { recording.writers = writers; });
-    Count(app, "--queue", "frames that may wait to be written (those of 512 MiB, at most 64)", 1,
+    Count(app, "--queue", "frames that may wait to be written (512 MiB of them, at most 64)", 1,
           100'000, [&](std::uint64_t queue) { recording.queue = queue; });
 }
 
@@ -170,10 +170,9 @@ Description::Description(Options& options) : m_options(options) {
     Value(m_program, "--simulate", "CAMERAS",
           "use simulated cameras: a description, @FILE with one, or 'default'",
           [this](const std::string& text) { m_options.simulate = text; });
-    Value(m_program, "--gentl", "DIR",
-          "look for cameras through the GenTL producers in this folder",
+    Value(m_program, "--gentl", "DIR", "find cameras through the GenTL producers in this folder",
           [this](const std::string& path) { m_options.genTLPath = path; });
-    Value(m_program, "--module", "FILE", "load this module, not the one beside the program",
+    Value(m_program, "--module", "FILE", "load this module instead of the one beside the program",
           [this](const std::string& file) { m_options.module = file; });
     Count(m_program, "--log-level",
           "show the module's log: 1 debug, 2 information, 3 warning, 4 error", 1, 4,
@@ -185,8 +184,8 @@ Description::Description(Options& options) : m_options(options) {
     m_program.set_help_flag("-h,--help", "show this help");
 
     CLI::App& list = Add(
-        Command::List, "list", "", 0, "show the cameras that are found",
-        R"(Shows each camera's serial number, name, model, maker, address, network card, transport, and whether it can be opened. Where the output is no terminal, each camera is a line and a tab stands between two fields.
+        Command::List, "list", "", 0, "list the cameras",
+        R"(Shows each camera's serial number, name, model, maker, address, network card, transport, and whether it can be opened. If the output is not a terminal, prints one line per camera with tabs between the fields.
 
   camera_host list
   camera_host list --simulate default
@@ -194,8 +193,8 @@ Description::Description(Options& options) : m_options(options) {
     AddJson(list, "print a JSON array");
 
     CLI::App& features = Add(
-        Command::Features, "features", "[PATTERN]", 1, "show the features that a camera has",
-        R"(Shows name, value, unit, range or entries, and access of the camera's features, read without taking control: another program may have the camera. PATTERN is a part of the name, in any case of letters, or a name with * and ?. Without --camera or --ip the first camera is read.
+        Command::Features, "features", "[PATTERN]", 1, "list the features of a camera",
+        R"(Shows name, value, unit, range or entries, and access of the camera's features. They are read without taking control, so another program may control the camera. PATTERN is part of a name, ignoring case, or a pattern with * and ?. Without --camera or --ip the first camera is used.
 
   camera_host features --camera SIM0001
   camera_host features trigger --camera SIM0001
@@ -205,7 +204,7 @@ Description::Description(Options& options) : m_options(options) {
 
     CLI::App& describe =
         Add(Command::Describe, "describe", "NAME", 1, "explain one feature or key",
-            R"(Shows all that is known of a feature of the camera, or of a key of the module.
+            R"(Shows everything known about a feature of the camera or a key of the module.
 
   camera_host describe PixelFormat --camera SIM0001
   camera_host describe ImageCacheNum
@@ -215,7 +214,7 @@ Description::Description(Options& options) : m_options(options) {
 
     CLI::App& get = Add(
         Command::Get, "get", "KEY", 1, "read a value of the module or the camera",
-        R"(Prints the value text of a key, or of a camera's feature by its GenICam name. A value with a range is followed by its bounds: value$minimum$maximum$increment$. Camera features and what the module knows of a camera need --camera or --ip. A feature of a camera that another program controls is read beside it.
+        R"(Prints the value text of a key, or of a camera's feature by its GenICam name. A value with a range is followed by its bounds: value$minimum$maximum$increment$. Camera features, and keys about a camera, need --camera or --ip. Features of a camera that another program controls are read without taking control.
 
   camera_host get ImageCacheNum
   camera_host get ExposureTime --camera SIM0001
@@ -226,26 +225,26 @@ Description::Description(Options& options) : m_options(options) {
     CLI::App& set = Add(
         Command::Set, "set", "KEY VALUE [KEY VALUE ...]", kAnyNumber,
         "write values of the module or the camera",
-        R"(Writes each value, in order, and prints what then reads back. A value that does not take effect is reported, and the exit code is 1. Entries of an enumeration go by name or number. A module's own settings last as long as the program runs; a camera keeps features until --camera opens it again, which loads its user set 1, so write SaveParams last to keep them. --ip loads none, and SaveParams then goes to the set that the camera has selected.
+        R"(Writes each value, in order, and prints what reads back afterwards. A value that does not take effect is reported, and the exit code is 1. Enumeration entries are given by name or number. A module's own settings last as long as the program runs; a camera keeps features until --camera opens it again, which loads its user set 1, so write SaveParams last to keep them. --ip loads no user set, and SaveParams then saves to the one that the camera has selected.
 
   camera_host set --camera SIM0001 ExposureTime 5000 SaveParams 1
 )");
     AddCamera(set, true);
 
     CLI::App& params = Add(
-        Command::Params, "params", "", 0, "show the keys with value, range and meaning",
-        R"(Shows the keys of the module that have an effect and the common camera features: value, range, meaning. Without --camera or --ip the features of a camera are left out. On a terminal, long ranges are cut off.
+        Command::Params, "params", "", 0, "list the keys with value, range and meaning",
+        R"(Shows the keys of the module that have an effect and the common camera features: value, range, meaning. Camera features are listed only with --camera or --ip. On a terminal, long ranges are truncated.
 
   camera_host params --camera SIM0001
 )");
     AddCamera(params, true);
     AddJson(params, "print a JSON array");
     params.add_flag("--markdown", m_options.markdown,
-                    "print the page about the module's keys instead");
+                    "print the documentation of the module's keys instead");
 
     CLI::App& grab = Add(
         Command::Grab, "grab", "", 0, "grab frames and print a summary",
-        R"(Opens the camera and takes frames from it: on request, one software trigger per frame, or, with --run-by-camera, as the free-running camera sends them. Ends with a summary: frame rates, frames lost and why, and the time from a frame's arrival to the host. A camera that is lost is waited for as long as the module looks for it (ReconnectTime); then the run goes on. With --out pictures are recorded; frames that the disk does not keep up with are dropped and counted, except on request, where the next frame waits. Without --camera or --ip the first camera is taken.
+        R"(Opens the camera and takes frames from it: on request, one software trigger per frame, or, with --run-by-camera, as the free-running camera sends them. Ends with a summary: frame rates, frames lost and why, and the time from a frame's arrival to the host. If the camera is lost, grabbing continues as soon as the module has found it again, within ReconnectTime. --out records the frames; those that the disk cannot keep up with are dropped and counted, except on request, where the next trigger waits. Without --camera or --ip the first camera is used.
 
   camera_host grab --frames 100 --out pictures --save-every 10
   camera_host grab --camera SIM0001 --run-by-camera --seconds 60
@@ -257,11 +256,12 @@ Description::Description(Options& options) : m_options(options) {
     Count(grab, "--seconds", "end after this time", 1, kMany,
           [this](std::uint64_t seconds) { m_options.seconds = seconds; });
     grab.add_flag("--run-by-camera", m_options.runByCamera, "take frames as the camera sends them");
-    Count(grab, "--procedures", "procedures that frames are offered to with --run-by-camera (4)", 1,
-          64, [this](std::uint64_t procedures) { m_options.procedures = procedures; });
+    Count(grab, "--procedures",
+          "number of procedures that frames are offered to with --run-by-camera (4)", 1, 64,
+          [this](std::uint64_t procedures) { m_options.procedures = procedures; });
     Count(grab, "--trigger-source",
-          "the camera's number for its software trigger (found by its name, else 7 if listed, else "
-          "the highest listed)",
+          "the camera's number for its software trigger (found by name, else 7 if listed, else the "
+          "highest listed)",
           0, kMany, [this](std::uint64_t source) { m_options.triggerSource = source; });
     Count(grab, "--timeout", "seconds to wait for a frame (2)", 1, 1000,
           [this](std::uint64_t seconds) { m_options.timeoutSeconds = seconds; });
@@ -270,7 +270,7 @@ Description::Description(Options& options) : m_options(options) {
 
     CLI::App& watch = Add(
         Command::Watch, "watch", "", 0, "show the live state of a camera",
-        R"(Opens the camera, lets it run freely, takes its frames, and shows once a second: connection, frame rate, frames waiting, frames lost. The loss and the return of the camera are shown with their time. Without --camera or --ip the first camera is taken. Ends with Ctrl-C or after --seconds.
+        R"(Opens the camera, lets it run freely, takes its frames, and shows once a second: connection, frame rate, frames waiting, frames lost. Reports when the camera is lost and when it returns. Without --camera or --ip the first camera is used. Ends with Ctrl-C or after --seconds.
 
   camera_host watch --camera SIM0001 --seconds 10
 )");
@@ -280,8 +280,8 @@ Description::Description(Options& options) : m_options(options) {
     AddJson(watch, "print a JSON object per line");
 
     CLI::App& doctor = Add(
-        Command::Doctor, "doctor", "", 0, "look for what keeps a camera from working well",
-        R"(Checks network card and subnet, packet size, receive buffers, rights, room in shared memory and who has the camera, and says what to do about each finding. Changes nothing. Without --camera or --ip every camera is checked. The exit code is 1 when something keeps a camera from working.
+        Command::Doctor, "doctor", "", 0, "diagnose what keeps a camera from working well",
+        R"(Checks network card and subnet, packet size, receive buffers, permissions, free shared memory and who controls the camera, and suggests a remedy for each finding. Changes nothing. Without --camera or --ip every camera is checked. The exit code is 1 if something keeps a camera from working.
 
   camera_host doctor --camera SIM0001
 )");
@@ -290,25 +290,25 @@ Description::Description(Options& options) : m_options(options) {
 
     CLI::App& save = Add(
         Command::Save, "save", "FILE", 1, "save the settings as a solution",
-        R"(Opens the camera if one is named, applies the values of --set, and saves all as a host saves its solution.
+        R"(Opens the camera, if one is given, applies the values of --set, and saves the settings as a host saves its solution.
 
   camera_host save line1.solution --camera SIM0001 --set ImageCacheNum=10
 )");
     AddCamera(save, true);
 
     Add(Command::Load, "load", "FILE", 1, "load a saved solution and show the result",
-        R"(Loads what 'camera_host save' saved, waits for the saved camera as long as the solution says, and shows the settings. The exit code is 3 when that camera did not come.
+        R"(Loads a solution that 'camera_host save' saved, waits for its camera as long as the solution says, and shows the settings. The exit code is 3 if the camera did not come on-line.
 
   camera_host load line1.solution
 )");
 
     CLI::App& folder = Add(
-        Command::Folder, "folder", "DIR", 1, "take the pictures of a folder instead of a camera's",
-        R"(Reads the BMP, JPEG, PNG and TIFF files of a folder through the module and shows each picture once, by name; files that cannot be read are named. The folder's path may hold no blank.
+        Command::Folder, "folder", "DIR", 1, "read pictures from a folder instead of a camera",
+        R"(Reads the BMP, JPEG, PNG and TIFF files of a folder through the module and lists each picture once, by name, and the files that cannot be read. The folder's path must not contain blanks.
 
   camera_host folder pictures --out copies
 )");
-    Count(folder, "--frames", "pictures to take, in rotation (each once)", 1, kMany,
+    Count(folder, "--frames", "pictures to read, in rotation (each once)", 1, kMany,
           [this](std::uint64_t frames) { m_options.frames = frames; });
     AddRecording(folder);
 
@@ -346,7 +346,7 @@ std::string UnexpectedText(const Description& description, CLI::App& program) {
         }
         const std::string name = word.substr(0, word.find('='));
         if (chosen == nullptr) {
-            return "there is no option '" + name + "' ahead of a command" + Suggestion(name, known);
+            return "there is no option '" + name + "' before a command" + Suggestion(name, known);
         }
         return "'" + chosen->get_name() + "' has no option " + name + Suggestion(name, known);
     }

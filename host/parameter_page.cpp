@@ -10,16 +10,16 @@ namespace {
 
 constexpr std::string_view kHead = R"(# Keys of the module
 
-What the host reads with `GetParam` and writes with `SetParam`. This page is printed by
-`camera_host params --markdown`; change what the module tells of its keys, not this page.
+The keys that a host reads with `GetParam` and writes with `SetParam`. `camera_host params --markdown`
+prints this page; to change it, change the table of keys in `params/keys.cpp`.
 
-A value is text. Where a value comes with its range, the fields are separated by `$`; writers use
-what stands before the first one, so that an answer may be written back as it is. A boolean is False
-exactly when it begins with `False`. A number that cannot be read leaves the setting as it was. Keys
-marked * stand for every key that contains them; all others match as a whole.
+Values are text. If a value is followed by its range, the fields are separated by `$`; a write uses the
+part before the first one, so an answer can be written back unchanged. A boolean is False exactly when it
+begins with `False`. A number that does not parse leaves the setting unchanged. A key marked * matches
+every key that contains it; all others match as a whole.
 
-Status codes: 0 for success, 0xE0000001 for a missing key, value, buffer or length; others stand at
-their keys.
+Status codes: 0 for success, 0xE0000001 for a missing key, value, buffer or length; the others are listed
+with their keys.
 
 | Key | Access | Value | Initially | Meaning |
 |---|---|---|---|---|
