@@ -9,7 +9,7 @@ demo=(g++ cmake ninja-build pkg-config libaravis-dev libusb-1.0-0-dev libxml2-de
     aravis-tools libstb-dev libtiff-dev libjpeg-dev libcli11-dev nlohmann-json3-dev)
 test=("${demo[@]}" binutils googletest g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64
     clang clang-format clang-tidy lld llvm libclang-rt-14-dev ccache)
-bench=("${demo[@]}" googletest libbenchmark-dev libopencv-imgproc-dev libopencv-core-dev libyuv-dev
+bench=("${test[@]}" libbenchmark-dev libopencv-imgproc-dev libopencv-core-dev libyuv-dev
     bsdextrautils)
 
 case "${1:-test}" in
