@@ -27,10 +27,10 @@ split_symbols() {
     done < <(find "$name/module" "$name/standins" -type f ! -name '*.xml')
 }
 
-# pack PRESET SYSTEM TOOL_PREFIX ENDING TAR_OPTIONS...
+# pack PRESET SYSTEM TOOL_PREFIX ENDING TAR_FLAGS [TAR_OPTION...]
 pack() {
-    local preset=$1 name=camera-module-$version-$2 prefix=$3 ending=$4 package
-    shift 4
+    local preset=$1 name=camera-module-$version-$2 prefix=$3 ending=$4 flags=$5 package
+    shift 5
     echo "Packing $name ..."
     run_quietly cmake --preset "$preset" -B "build/package-$preset" -DBUILD_TESTING=OFF \
         -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF
@@ -40,7 +40,7 @@ pack() {
     split_symbols "$prefix" "$name"
     for package in "$name" "$name-symbols"; do
         rm -f "$dist/$package.$ending"
-        cmake -E tar "$@" "$dist/$package.$ending" "$package"
+        cmake -E tar "$flags" "$dist/$package.$ending" "$@" "$package"
     done
     cd - >/dev/null
 }
