@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks beyond the tests: format, memory and thread errors, locks that are not held, and the
-# linter.
+# Checks beyond the tests: format, memory and thread errors, locks that are not held, the linter,
+# and whether the packages can be made.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -41,12 +41,18 @@ check_lint() {
             --warnings-as-errors='*' 2> >(grep -v 'warnings generated\.$' >&2)
 }
 
+check_packages() {
+    echo "== packages"
+    run_quietly scripts/package.sh
+}
+
 check format check_format
 check rooms check_rooms
 check linux-asan build_and_test linux-asan
 check linux-tsan build_and_test linux-tsan
 check linux-analysis check_locks
 check clang-tidy check_lint
+check packages check_packages
 
 if ((${#failed[@]})); then
     echo "check.sh: FAILED: ${failed[*]}"
