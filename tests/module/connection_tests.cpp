@@ -401,6 +401,25 @@ TEST_F(Connection, GenTLInterfaceThatFailsEndsTheWalkAndKeepsWhatWasFound) {
     EXPECT_EQ(host.LogCount("UnloadGenTLLibrary " + path), 1U);
 }
 
+// 300 claimed where 256 have room, the first of them null.
+TEST_F(Connection, DeviceListsAreReadNoFurtherThanTheyReach) {
+    ModuleHost host("gige serial=A\ngentl serial=T1");
+    KZSim_SetFaults("", "list=300");
+    host.ClearLog();
+    EXPECT_EQ(host.Set("EnumCamera", "True"), cam::kOk);
+    EXPECT_EQ(host.Get("CameraName"), "0$0$$$$Close\rSimulated KZ-SIM-G (A)");
+    host.Set("UseGenTL", "True");
+    EXPECT_EQ(host.Set("EnumCamera", "True"), cam::kOk);
+    EXPECT_THAT(
+        host.Messages(kEnumerate),
+        ElementsAre("E Enum return 256 devices", "E EnumInterfaces begin, GenTLPath=",
+                    "E EnumInterfaces finish, ret=0x0", "E EnumDevices for interface[1] begin",
+                    "E EnumDevices for interface[1] finish, ret=0x0",
+                    "E Interface[1, Simulated interface 1] GenTL device[1]: SIM-T1",
+                    "E Interface[1, Simulated interface 1] has 1 GenTL devices",
+                    "E Enum return 1 GenTL devices"));
+}
+
 TEST_F(Connection, EnumerationAskedForInsideAnEnumerationIsPassedOver) {
     ModuleHost host("gige serial=A");
     struct Nested {
