@@ -2,13 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
 #include <set>
 #include <thread>
 #include <vector>
 
 #include "base/worker_thread.h"
 #include "camera/callback_gate.h"
+#include "camera/my_camera.h"
+#include "camera/set_up_gate.h"
+#include "camera/stop_gate.h"
 #include "imaging/image_queue.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
 
 namespace {
 
@@ -213,6 +218,55 @@ TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
     callback.join();
     closer.join();
     gate.CloseAndWait();
+}
+
+TEST(SetUpGate, WaitsForTheFeatureCallsInProgressUnlessItMustGiveWay) {
+    StopGate stopGate;
+    SetUpGate gate(stopGate);
+    std::optional<SetUpGate::FeatureCall> call(gate);
+    std::atomic<bool> begun{false};
+    std::atomic<bool> callEnds{false};
+    std::thread setUp([&] {
+        {
+            const StopGate::Callback callback(stopGate, StopGate::Source::Exception);
+            const StopGate::Stop stop(stopGate);
+            EXPECT_FALSE(static_cast<bool>(SetUpGate::SetUp(gate)));
+        }
+        const SetUpGate::SetUp waits(gate);
+        EXPECT_TRUE(static_cast<bool>(waits));
+        EXPECT_TRUE(callEnds);
+        while (!begun) {
+            std::this_thread::yield();
+        }
+    });
+    // A thread of the SDK is refused once a set-up has begun.
+    while (!begun) {
+        const StopGate::Callback callback(stopGate, StopGate::Source::Frame);
+        begun = !SetUpGate::FeatureCall(gate);
+    }
+    callEnds = true;
+    call.reset();
+    setUp.join();
+    EXPECT_TRUE(static_cast<bool>(SetUpGate::FeatureCall(gate)));
+}
+
+TEST(MyCamera, DropsOnlyTheOpeningThatWasLostAndForgetsItsKeyWhenClosed) {
+    ASSERT_EQ(KZSim_Configure("usb3 serial=A"), 0U);
+    CameraDeviceInfo record{};
+    record.transportType = KZ_TRANSPORT_USB3;
+    record.usb3.serialNumber[0] = 'A';
+    StopGate stopGate;
+    CMyCamera camera(stopGate);
+    ASSERT_EQ(camera.Open(&record), kOk);
+    camera.SetKey("A");
+    const std::uint32_t first = camera.OpenId();
+    ASSERT_EQ(camera.Open(&record), kOk);
+    EXPECT_EQ(camera.Key().view(), "");
+    ASSERT_EQ(camera.StartGrabbing(), kOk);
+    EXPECT_TRUE(camera.DropLost(first));
+    EXPECT_TRUE(camera.IsOpen() && camera.IsGrabbing());
+    EXPECT_TRUE(camera.DropLost(camera.OpenId()));
+    EXPECT_FALSE(camera.IsOpen() || camera.IsGrabbing());
 }
 
 TEST(CallbackGate, DoesNotWaitForTheCallbackThatCloses) {
