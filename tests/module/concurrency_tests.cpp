@@ -21,6 +21,7 @@ namespace {
 
 using ::testing::AnyOf;
 using ::testing::Contains;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
@@ -553,6 +554,7 @@ class NoticeInHands : public ::testing::Test {
         KZSim_ClearJournal("A");
         if (what == Of::Loss) {
             KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);
+            KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);  // the same loss once more
         } else {
             KZSim_RaiseEvent("A", "FrameStart");
         }
@@ -569,6 +571,8 @@ TEST_F(NoticeInHands, GivesWayToAFeatureAndGoesOnWithTheLossBehindIt) {
             EXPECT_EQ(host.Set("Width", "32"), cam::kOk);
             if (what == Of::Loss) {
                 EXPECT_TRUE(host.WaitForReport({kReportCameraSource, "1"}));
+                EXPECT_THAT(host.Published(),
+                            ElementsAre("CameraOnline=1", "CameraOffline=1", "CameraOnline=1"));
             }
             const auto image = host.Image();
             EXPECT_TRUE(image && image->width == (what == Of::Loss ? 64U : 32U));

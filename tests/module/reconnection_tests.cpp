@@ -231,8 +231,10 @@ TEST(PendingSelection, IsForgottenWhenTheHostChoosesAnother) {
     KZSim_SetFaults("U1", "slow=KZ_CC_OpenDevice:200");
     std::thread choice([&] { EXPECT_EQ(host.Set("CameraName", "U1"), cam::kOk); });
     ASSERT_TRUE(Eventually([] { return Opens("U1") > 0; }));
+    std::thread check([&] { EXPECT_EQ(host.Set("CheckCameraOpened", ""), cam::kOk); });
     EXPECT_TRUE(host.Image());
     choice.join();
+    check.join();
     EXPECT_EQ(host.Get("SerialNumber"), "U1");
     EXPECT_EQ(Opens("G1"), 0U);
 }
@@ -368,6 +370,25 @@ TEST_F(Reconnection, FindsAnOrphanThroughTheCameraList) {
     KZSim_Plug("G1");
     ASSERT_TRUE(host.WaitForReport(kBack));
     EXPECT_TRUE(ImageComes(host));
+}
+
+// The start of the open is refused, and the next one: the SDK may still be about to report the
+// loss.
+TEST_F(Reconnection, FindsALossAtTheSecondStartThatIsRefusedBehindTheOpen) {
+    std::atomic<std::size_t> starts{0};
+    host.onLog = [&](const std::string& line) {
+        if (line.find("(G1)Camera lost, found when grabbing was to start") != line.npos) {
+            starts = Journal("G1", "KZ_CC_StartGrabbing").size();
+            KZSim_SetFaults("G1", "");
+        }
+    };
+    KZSim_ClearJournal("G1");
+    KZSim_SetFaults("G1", "start=0x80000206");
+    EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+    ASSERT_TRUE(host.WaitForReport(kBack));
+    EXPECT_GE(starts, 3U);  // a round that begins before the open does not count
+    EXPECT_TRUE(ImageComes(host));
+    host.Destroy();  // ahead of what its log line uses
 }
 
 TEST_F(Reconnection, LetsARequestGoThatWaitsForAnImage) {
