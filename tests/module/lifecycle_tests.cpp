@@ -185,6 +185,7 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
                     "CloseHandle finish", "delete m_pLoadParamRecord finish"));
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
     EXPECT_THAT(host.StateReports(), ElementsAre(Report{kReportCameraState, "1-0-A"}));
+    EXPECT_EQ(host.LogCount("waiting images dropped"), 1U);
 
     host.ClearLog();
     host.ClearReports();
@@ -199,8 +200,12 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
 TEST_F(Lifecycle, AModuleThatWasEndedCanBeginAgain) {
     ModuleHost host("gige serial=A width=64 height=48");
     host.OpenForRequests("A");
+    ASSERT_EQ(host.Module()->LoadModuleData(RecordOf({{"ImageCacheNum", "9"}}).get()), cam::kOk);
     ASSERT_EQ(host.Module()->DeInit(), cam::kOk);
     ASSERT_EQ(host.Module()->Init(), cam::kOk);
+    const Record saved = RecordOf({});
+    EXPECT_EQ(host.Module()->SaveModuleData(saved.get()), cam::kOk);
+    EXPECT_STREQ(saved->params.entries[0].name, "AddRelateProc") << "nothing is left of the load";
     host.onProcedure = [](std::int32_t, std::uint32_t) { return kModuleFrameRefused; };
     host.OpenForRequests("A");
     EXPECT_TRUE(host.TakeImage());
@@ -259,6 +264,24 @@ TEST_F(Lifecycle, DeInitWaitsForTheLossInProgressAndSeeksNothingBehindIt) {
     EXPECT_FALSE(Eventually([&] { return host.LogCount("Try connect") > 0; },
                             std::chrono::milliseconds(100)));
     host.Destroy();  // ahead of what its notices use
+}
+
+TEST_F(Lifecycle, DeInitClosesWhatTheSearchOpensBehindItsClose) {
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.Set("CameraName", "A");
+    KZSim_Unplug("A");
+    ASSERT_TRUE(host.WaitForLog("Try connect to camera(A)..."));
+    host.ClearReports();
+    host.onLog = [&](const std::string& line) {
+        if (MessageOf(line) == "CloseCurCamera finish") {
+            KZSim_Plug("A");
+            EXPECT_TRUE(host.WaitForReport({kReportCameraState, "1-1-A"}));
+        }
+    };
+    EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    EXPECT_EQ(host.StateReports().back(), (Report{kReportCameraState, "1-0-A"}));
+    host.onLog = nullptr;
 }
 
 TEST_F(Lifecycle, TwoModulesOfOneProcessHaveACameraEach) {
