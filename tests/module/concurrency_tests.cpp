@@ -392,6 +392,7 @@ TEST(SetUp, HoldsOffWhatOtherThreadsReadAndWriteUntilItIsOver) {
     EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
     other.join();
     EXPECT_NE(read.substr(0, 5), "5555.") << "from before the user set";
+    EXPECT_NE(read.substr(0, 5), "NULL$") << "given up, although the set-up has ended";
     EXPECT_EQ(host.Get("ExposureTime").substr(0, 5), "1234.");
     EXPECT_EQ(host.Get("TriggerMode").substr(0, 2), "0$");
 }
@@ -539,6 +540,8 @@ class NoticeInHands : public ::testing::Test {
                 AskForAll(host);
                 EXPECT_EQ(host.Set("CameraName", "0"), cam::kInvalid);
                 EXPECT_EQ(host.Set("CameraName", "B"), cam::kInvalid);
+                EXPECT_EQ(host.Set("UseGenTL", "True"), cam::kInvalid);
+                EXPECT_EQ(host.Get("UseGenTL"), "False$$$$$");
             }
         };
         host.onPublished = [&](const std::string& text) {
