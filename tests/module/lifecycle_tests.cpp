@@ -175,6 +175,7 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
     host.Set("TriggerProcessRunStatus", "True");
     host.Set("TriggerOff", "True");
     ASSERT_TRUE(Eventually([] { return KZSim_FramesDelivered("A") > 3; }));
+    KZSim_ClearJournal("A");
     host.ClearLog();
     host.ClearReports();
     EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
@@ -186,6 +187,9 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
     EXPECT_THAT(host.StateReports(), ElementsAre(Report{kReportCameraState, "1-0-A"}));
     EXPECT_EQ(host.LogCount("waiting images dropped"), 1U);
+    EXPECT_THAT(Journal("A"),
+                ElementsAre("KZ_CC_RegisterImageCallBackEx null", "KZ_CC_StopGrabbing",
+                            "KZ_CC_StopGrabbing", "KZ_CC_CloseDevice", "KZ_CC_DestroyHandle"));
 
     host.ClearLog();
     host.ClearReports();
@@ -199,6 +203,11 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
 
 TEST_F(Lifecycle, AModuleThatWasEndedCanBeginAgain) {
     ModuleHost host("gige serial=A width=64 height=48");
+    std::atomic<bool> offered{false};
+    const auto answers = host.onProcedure.Attach([&](std::int32_t, std::uint32_t) {
+        offered = true;
+        return kModuleFrameRefused;
+    });
     host.OpenForRequests("A");
     ASSERT_EQ(host.Module()->LoadModuleData(RecordOf({{"ImageCacheNum", "9"}}).get()), cam::kOk);
     ASSERT_EQ(host.Module()->DeInit(), cam::kOk);
@@ -206,11 +215,11 @@ TEST_F(Lifecycle, AModuleThatWasEndedCanBeginAgain) {
     const Record saved = RecordOf({});
     EXPECT_EQ(host.Module()->SaveModuleData(saved.get()), cam::kOk);
     EXPECT_STREQ(saved->params.entries[0].name, "AddRelateProc") << "nothing is left of the load";
-    host.onProcedure = [](std::int32_t, std::uint32_t) { return kModuleFrameRefused; };
     host.OpenForRequests("A");
     EXPECT_TRUE(host.TakeImage());
     host.Set("TriggerProcessRunStatus", "True");
-    EXPECT_TRUE(host.WaitForLog("Image process thread enter."));
+    host.Set("TriggerSoftware", "");
+    EXPECT_TRUE(Eventually([&] { return offered.load(); }));
     host.ClearReports();
     KZSim_Unplug("A");
     ASSERT_TRUE(host.WaitForReport({kReportCameraSource, "0"}));

@@ -249,6 +249,8 @@ TEST(Parameters, TakeOnlyGenTLPathsThatExist) {
     }
     host.Set("GenTLPath", detour);
     EXPECT_EQ(host.Get("GenTLPath").size(), std::filesystem::exists(detour) ? 259U : here.size());
+    host.Destroy();
+    EXPECT_EQ(host.LogCount("UnloadGenTLLibrary"), 0U) << "they were not used";
 }
 
 TEST(Parameters, KeepAGenTLPathInUtf8WhateverItCameIn) {
@@ -618,6 +620,12 @@ TEST_F(ParametersOfACamera, ApplyTheLineLevelAtOnce) {
     KZSim_SetFaults("G1", "refuse=LineMode:0x80000103");
     EXPECT_EQ(host.Set("IOEnableElectricalLevel", "0"), cam::kOk);
     EXPECT_EQ(host.LogCount("Set LineMode failed, nRet 0x80000103."), 1U);
+    EXPECT_EQ(Journal("G1", "LineInverter").size(), 3U) << "those of before";
+    host.Set("LogLevel", "2");
+    host.Set("IOEnableElectricalLevel", "0");
+    EXPECT_EQ(host.Messages("CCameraModule::SetParam").back(),
+              "I IOEnableElectricalLevel 80000103");
+    host.Set("LogLevel", "4");
 }
 
 TEST_F(ParametersOfACamera, TakeBackOnlyWholeRecords) {
@@ -646,13 +654,21 @@ TEST(Parameters, CountWhatGotLostAndSizeThePreview) {
     EXPECT_EQ(host.Get("CameraErrorInfo"), "0$0$0");
     KZSim_SetFaults("U", "fail=KZ_CC_GetAllMatchInfo:0x80000103 fail=KZ_CC_GetWidth:0x80000103");
     EXPECT_EQ(host.Get("CameraPreviewInfo"), "0$0$0$0$600$450$U");
+    KZSim_SetFaults("U", "fail=KZ_CC_GetHeight:0x80000103");
+    EXPECT_EQ(host.Get("CameraPreviewInfo"), "0$0$0$0$600$450$U");
     KZSim_SetFaults("U", "");
     host.Set("CameraName", "0");
     EXPECT_EQ(host.Get("CameraPreviewInfo"), "0$0$0$0$600$450$U");
 }
 
 TEST(Parameters, PutEachTransportsStatisticsInItsPlace) {
-    for (const auto& [kind, expected] : {std::pair{"gige", "0$N$0"}, std::pair{"usb3", "N$0$0"}}) {
+    struct Case {
+        const char* kind;
+        const char* expected;
+        const char* type;  // 1: opened by address
+    };
+    for (const auto& [kind, expected, type] :
+         {Case{"gige", "0$N$0", "0"}, Case{"usb3", "N$0$0", "0"}, Case{"gige", "0$N$0", "1"}}) {
         ModuleHost host(std::string(kind) + " serial=L width=64 height=32 rate=500");
         // A host that is slow to take notice of a frame loses the next ones.
         host.onReport = [](const Report& report) {
@@ -661,6 +677,12 @@ TEST(Parameters, PutEachTransportsStatisticsInItsPlace) {
             }
         };
         host.OpenForRequests("L");
+        if (*type == '1') {
+            host.Set("Type", type);
+            host.Set("CameraIP", "10.0.0.2");
+            host.Set("LocalIP", "10.0.0.1");
+            ASSERT_EQ(host.Set("ConnectIP", "True"), cam::kOk);
+        }
         host.Set("TriggerOff", "");
         ASSERT_TRUE(Eventually([&] { return host.Get("CameraErrorInfo") != "0$0$0"; }));
         host.Set("TriggerOn", "");
