@@ -566,10 +566,22 @@ TEST_F(Reconnection, GoesOnWhenTheFrameworkRefusesItsNotices) {
     EXPECT_TRUE(host.WaitForReport(kBack));
 }
 
+// The camera starts only when the notice returns.
+TEST_F(Reconnection, LetsALoadInsideTheOnlineNoticeNotWaitForTheCamera) {
+    const Record record = RecordOf({{"WaitForConnectingTime", "600000"}});
+    host.onReport = [&](const Report& report) {
+        if (report == kOn) {
+            EXPECT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
+        }
+    };
+    EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+    EXPECT_EQ(host.LogCount("connecting finished, grabing=false"), 1U);
+    host.onReport = nullptr;
+}
+
 // The host calls back in from inside every report, on whatever thread it comes.
 TEST_F(Reconnection, LetsTheHostCallBackInFromItsReports) {
     const auto record = SavedCamera(host);
-    host.Set("WaitForConnectingTime", "600000");  // inside a notice a load does not wait for it
     std::atomic<int> depth{0};
     host.onReport = [&](const Report& report) {
         if (depth++ == 0) {
