@@ -94,11 +94,15 @@ Code Discovery::Run(const char* function, bool hooked, std::vector<Record>& reco
     }
     records = std::move(found);
     count = 0;
+    if (faults.ListClaim()) {
+        listed[count++] = nullptr;
+    }
     for (Record& record : records) {
         if (count < KZ_MAX_DEVICES) {
             listed[count++] = &record;
         }
     }
+    count = faults.ListClaim().value_or(count);
     return KZ_CC_OK;
 }
 

@@ -71,6 +71,7 @@ void KZSim_UseRealCameras(bool use);
 //   stopswait=1     stopping, closing and destroying wait for the exception or event callback in
 //                   progress, too, except on its own thread
 //   interface=N:CODE  ("") GenTL interface N cannot list its devices
+//   list=N          ("") each list starts with a null record and claims N records
 // For the library itself, slow and fail apply to the enumerating functions.
 // Several are separated by blanks. CODEs are hexadecimal with 0x or decimal. False: not understood.
 bool KZSim_SetFaults(const char* serial, const char* faults);

@@ -56,6 +56,7 @@ TEST_F(LockOrder, ForgetsWhatWasReleased) {
     module.first.lock();
     module.second.lock();
     module.first.unlock();  // not the one that was taken last
+    EXPECT_DEATH(module.first.lock(), "\"first lock\" while holding \"second lock\"");
     module.second.unlock();
     const LockGuard earlier(module.first);
 }

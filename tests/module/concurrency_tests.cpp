@@ -21,6 +21,7 @@ namespace {
 
 using ::testing::AnyOf;
 using ::testing::Contains;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
@@ -391,6 +392,7 @@ TEST(SetUp, HoldsOffWhatOtherThreadsReadAndWriteUntilItIsOver) {
     EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
     other.join();
     EXPECT_NE(read.substr(0, 5), "5555.") << "from before the user set";
+    EXPECT_NE(read.substr(0, 5), "NULL$") << "given up, although the set-up has ended";
     EXPECT_EQ(host.Get("ExposureTime").substr(0, 5), "1234.");
     EXPECT_EQ(host.Get("TriggerMode").substr(0, 2), "0$");
 }
@@ -538,6 +540,8 @@ class NoticeInHands : public ::testing::Test {
                 AskForAll(host);
                 EXPECT_EQ(host.Set("CameraName", "0"), cam::kInvalid);
                 EXPECT_EQ(host.Set("CameraName", "B"), cam::kInvalid);
+                EXPECT_EQ(host.Set("UseGenTL", "True"), cam::kInvalid);
+                EXPECT_EQ(host.Get("UseGenTL"), "False$$$$$");
             }
         };
         host.onPublished = [&](const std::string& text) {
@@ -553,6 +557,7 @@ class NoticeInHands : public ::testing::Test {
         KZSim_ClearJournal("A");
         if (what == Of::Loss) {
             KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);
+            KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);  // the same loss once more
         } else {
             KZSim_RaiseEvent("A", "FrameStart");
         }
@@ -569,6 +574,8 @@ TEST_F(NoticeInHands, GivesWayToAFeatureAndGoesOnWithTheLossBehindIt) {
             EXPECT_EQ(host.Set("Width", "32"), cam::kOk);
             if (what == Of::Loss) {
                 EXPECT_TRUE(host.WaitForReport({kReportCameraSource, "1"}));
+                EXPECT_THAT(host.Published(),
+                            ElementsAre("CameraOnline=1", "CameraOffline=1", "CameraOnline=1"));
             }
             const auto image = host.Image();
             EXPECT_TRUE(image && image->width == (what == Of::Loss ? 64U : 32U));

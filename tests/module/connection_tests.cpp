@@ -224,6 +224,7 @@ TEST_F(Connection, FailedOpenAnswersTheSdksCodeAndLeavesNothingOpen) {
         EXPECT_THAT(MessagesOf(host.Log(), kOpen), ElementsAre(each.line));
         EXPECT_THAT(MessagesOf(host.Log(), kSelect),
                     Contains("(A)Open failed, error code:80000106"));
+        EXPECT_EQ(host.LogCount("[ModuId:1] [CMyCamera::Open@"), 1U);
     }
 }
 
@@ -235,6 +236,8 @@ TEST_F(Connection, CameraOfAnUnknownTransportIsRefusedAndLeftOpen) {
                 ElementsAre("Open failed, camera protocol type not support"));
     EXPECT_EQ(KZSim_OpenHandles(), 1U);
     EXPECT_THAT(host.Reports(), IsEmpty());
+    host.Set("SerialNumber", "someone else");  // closes it
+    EXPECT_EQ(host.Set("CheckCameraOpened", ""), cam::kOpenFailed) << "it is not tried again";
 }
 
 TEST_F(Connection, CameraThatCouldNotBeOpenedIsOpenedWhenItsImageIsWanted) {
@@ -313,6 +316,7 @@ TEST_F(Connection, ChoiceListNamesEachCameraOnceAndTheOneThatIsOpen) {
     EXPECT_EQ(host.Set("CameraName", "U"), cam::kOpenFailed) << "only the whole number counts";
     ASSERT_EQ(host.Set("CameraName", "U1"), cam::kOk);
     EXPECT_EQ(host.Get("CameraName"), "2$U1$$$$" + entries);
+    EXPECT_EQ(host.LogCount("Enum return"), 1U) << "a list that is not empty is read as it is";
 
     // The length tells the whole text with its terminator, however little the host has room for.
     char few[5] = {'-', '-', '-', '-', '-'};
@@ -385,6 +389,9 @@ TEST_F(Connection, GenTLInterfaceThatFailsEndsTheWalkAndKeepsWhatWasFound) {
     EXPECT_EQ(journal[0], "KZ_CC_CreateHandleByGenTL");
     EXPECT_EQ(journal[1], "KZ_CC_OpenDevice 1");
     EXPECT_EQ(journal[2], "KZ_CC_SetEnumValue LineSelector 1");
+    host.Relate(1);
+    host.Set("TriggerSoftware", "");
+    EXPECT_TRUE(host.WaitForReport({kReportFrameArrived, "1-1-1-T1"}));
 
     KZSim_SetFaults("", "fail=KZ_CC_EnumInterfacesByGenTL:0x80000106");
     host.ClearLog();
@@ -399,6 +406,27 @@ TEST_F(Connection, GenTLInterfaceThatFailsEndsTheWalkAndKeepsWhatWasFound) {
     host.ClearLog();
     host.Destroy();
     EXPECT_EQ(host.LogCount("UnloadGenTLLibrary " + path), 1U);
+}
+
+// 300 claimed where 256 have room, the first of them null.
+TEST_F(Connection, DeviceListsAreReadNoFurtherThanTheyReach) {
+    ModuleHost host("gige serial=A\ngentl serial=T1");
+    KZSim_SetFaults("", "list=300");
+    host.ClearLog();
+    EXPECT_EQ(host.Set("EnumCamera", "True"), cam::kOk);
+    EXPECT_EQ(host.Get("CameraName"), "0$0$$$$Close\rSimulated KZ-SIM-G (A)");
+    host.Set("UseGenTL", "True");
+    EXPECT_EQ(host.Set("EnumCamera", "True"), cam::kOk);
+    EXPECT_THAT(
+        host.Messages(kEnumerate),
+        ElementsAre("E Enum return 256 devices", "E EnumInterfaces begin, GenTLPath=",
+                    "E EnumInterfaces finish, ret=0x0", "E EnumDevices for interface[1] begin",
+                    "E EnumDevices for interface[1] finish, ret=0x0",
+                    "E Interface[1, Simulated interface 1] GenTL device[1]: SIM-T1",
+                    "E Interface[1, Simulated interface 1] has 1 GenTL devices",
+                    "E Enum return 1 GenTL devices"));
+    host.Destroy();
+    EXPECT_EQ(host.LogCount("UnloadGenTLLibrary"), 0U) << "no path, no producers";
 }
 
 TEST_F(Connection, EnumerationAskedForInsideAnEnumerationIsPassedOver) {

@@ -500,6 +500,7 @@ TEST_F(Delivery, RequestUnderTheConnectionWaitsForNoOther) {
         other = std::thread([&module = asked] { EXPECT_TRUE(module.TakeImage().has_value()); });
         asked.WaitForLog("GetImage Start");
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        asked.Get("CameraName");  // holds and releases the connection once more
         status = asked.GetStatus("CameraImage");
     };
     KZSim_SetEnumerationHook(ask, &requests);

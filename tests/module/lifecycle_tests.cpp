@@ -175,6 +175,7 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
     host.Set("TriggerProcessRunStatus", "True");
     host.Set("TriggerOff", "True");
     ASSERT_TRUE(Eventually([] { return KZSim_FramesDelivered("A") > 3; }));
+    KZSim_ClearJournal("A");
     host.ClearLog();
     host.ClearReports();
     EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
@@ -185,6 +186,10 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
                     "CloseHandle finish", "delete m_pLoadParamRecord finish"));
     EXPECT_EQ(KZSim_OpenHandles(), 0U);
     EXPECT_THAT(host.StateReports(), ElementsAre(Report{kReportCameraState, "1-0-A"}));
+    EXPECT_EQ(host.LogCount("waiting images dropped"), 1U);
+    EXPECT_THAT(Journal("A"),
+                ElementsAre("KZ_CC_RegisterImageCallBackEx null", "KZ_CC_StopGrabbing",
+                            "KZ_CC_StopGrabbing", "KZ_CC_CloseDevice", "KZ_CC_DestroyHandle"));
 
     host.ClearLog();
     host.ClearReports();
@@ -198,14 +203,23 @@ TEST_F(Lifecycle, DeInitEndsTheModuleInOrderAndTwiceIsHarmless) {
 
 TEST_F(Lifecycle, AModuleThatWasEndedCanBeginAgain) {
     ModuleHost host("gige serial=A width=64 height=48");
+    std::atomic<bool> offered{false};
+    const auto answers = host.onProcedure.Attach([&](std::int32_t, std::uint32_t) {
+        offered = true;
+        return kModuleFrameRefused;
+    });
     host.OpenForRequests("A");
+    ASSERT_EQ(host.Module()->LoadModuleData(RecordOf({{"ImageCacheNum", "9"}}).get()), cam::kOk);
     ASSERT_EQ(host.Module()->DeInit(), cam::kOk);
     ASSERT_EQ(host.Module()->Init(), cam::kOk);
-    host.onProcedure = [](std::int32_t, std::uint32_t) { return kModuleFrameRefused; };
+    const Record saved = RecordOf({});
+    EXPECT_EQ(host.Module()->SaveModuleData(saved.get()), cam::kOk);
+    EXPECT_STREQ(saved->params.entries[0].name, "AddRelateProc") << "nothing is left of the load";
     host.OpenForRequests("A");
     EXPECT_TRUE(host.TakeImage());
     host.Set("TriggerProcessRunStatus", "True");
-    EXPECT_TRUE(host.WaitForLog("Image process thread enter."));
+    host.Set("TriggerSoftware", "");
+    EXPECT_TRUE(Eventually([&] { return offered.load(); }));
     host.ClearReports();
     KZSim_Unplug("A");
     ASSERT_TRUE(host.WaitForReport({kReportCameraSource, "0"}));
@@ -259,6 +273,24 @@ TEST_F(Lifecycle, DeInitWaitsForTheLossInProgressAndSeeksNothingBehindIt) {
     EXPECT_FALSE(Eventually([&] { return host.LogCount("Try connect") > 0; },
                             std::chrono::milliseconds(100)));
     host.Destroy();  // ahead of what its notices use
+}
+
+TEST_F(Lifecycle, DeInitClosesWhatTheSearchOpensBehindItsClose) {
+    ModuleHost host("gige serial=A width=64 height=48");
+    host.Set("CameraName", "A");
+    KZSim_Unplug("A");
+    ASSERT_TRUE(host.WaitForLog("Try connect to camera(A)..."));
+    host.ClearReports();
+    host.onLog = [&](const std::string& line) {
+        if (MessageOf(line) == "CloseCurCamera finish") {
+            KZSim_Plug("A");
+            EXPECT_TRUE(host.WaitForReport({kReportCameraState, "1-1-A"}));
+        }
+    };
+    EXPECT_EQ(host.Module()->DeInit(), cam::kOk);
+    EXPECT_EQ(KZSim_OpenHandles(), 0U);
+    EXPECT_EQ(host.StateReports().back(), (Report{kReportCameraState, "1-0-A"}));
+    host.onLog = nullptr;
 }
 
 TEST_F(Lifecycle, TwoModulesOfOneProcessHaveACameraEach) {

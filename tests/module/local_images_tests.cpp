@@ -115,6 +115,7 @@ TEST_F(LocalImages, DecodeEveryKindOfFileAndPassOverTheRest) {
     for (const char* name : {"broken.bmp", "empty.jpg", "cut.png", "folder.png", "claims.bmp"}) {
         EXPECT_GE(host.LogCount(std::string(name) + "] passed over"), 1U) << name;
     }
+    EXPECT_GE(host.LogCount("[ModuId:1] [LocalImages::Decode@"), 5U);
 }
 
 TEST_F(LocalImages, RotateFromTheSecondPictureOn) {
@@ -326,6 +327,8 @@ TEST_F(LocalImages, EndWhilePicturesAreDecoded) {
     }
     ASSERT_EQ(Scan(folder), cam::kOk);
     EXPECT_EQ(Next(), 'p');
+    host.Module()->DeInit();
+    EXPECT_EQ(Next(), -1) << "they are gone with it";
     host.Destroy();
 }
 

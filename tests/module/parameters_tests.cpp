@@ -249,6 +249,10 @@ TEST(Parameters, TakeOnlyGenTLPathsThatExist) {
     }
     host.Set("GenTLPath", detour);
     EXPECT_EQ(host.Get("GenTLPath").size(), std::filesystem::exists(detour) ? 259U : here.size());
+    host.Set("LogLevel", "2");
+    host.Destroy();
+    Xalog_ResetLevel(4);
+    EXPECT_EQ(host.LogCount("UnloadGenTLLibrary"), 0U) << "they were not used";
 }
 
 TEST(Parameters, KeepAGenTLPathInUtf8WhateverItCameIn) {
@@ -618,6 +622,12 @@ TEST_F(ParametersOfACamera, ApplyTheLineLevelAtOnce) {
     KZSim_SetFaults("G1", "refuse=LineMode:0x80000103");
     EXPECT_EQ(host.Set("IOEnableElectricalLevel", "0"), cam::kOk);
     EXPECT_EQ(host.LogCount("Set LineMode failed, nRet 0x80000103."), 1U);
+    EXPECT_EQ(Journal("G1", "LineInverter").size(), 3U) << "those of before";
+    host.Set("LogLevel", "2");
+    host.Set("IOEnableElectricalLevel", "0");
+    EXPECT_EQ(host.Messages("CCameraModule::SetParam").back(),
+              "I IOEnableElectricalLevel 80000103");
+    host.Set("LogLevel", "4");
 }
 
 TEST_F(ParametersOfACamera, TakeBackOnlyWholeRecords) {
@@ -652,7 +662,13 @@ TEST(Parameters, CountWhatGotLostAndSizeThePreview) {
 }
 
 TEST(Parameters, PutEachTransportsStatisticsInItsPlace) {
-    for (const auto& [kind, expected] : {std::pair{"gige", "0$N$0"}, std::pair{"usb3", "N$0$0"}}) {
+    struct Case {
+        const char* kind;
+        const char* expected;
+        const char* type;  // 1: opened by address
+    };
+    for (const auto& [kind, expected, type] :
+         {Case{"gige", "0$N$0", "0"}, Case{"usb3", "N$0$0", "0"}, Case{"gige", "0$N$0", "1"}}) {
         ModuleHost host(std::string(kind) + " serial=L width=64 height=32 rate=500");
         // A host that is slow to take notice of a frame loses the next ones.
         host.onReport = [](const Report& report) {
@@ -660,7 +676,15 @@ TEST(Parameters, PutEachTransportsStatisticsInItsPlace) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(30));
             }
         };
-        host.OpenForRequests("L");
+        if (*type == '0') {
+            host.OpenForRequests("L");
+        } else {
+            host.Relate(1);
+            host.Set("Type", type);
+            host.Set("CameraIP", "10.0.0.2");
+            host.Set("LocalIP", "10.0.0.1");
+            ASSERT_EQ(host.Set("ConnectIP", "True"), cam::kOk);
+        }
         host.Set("TriggerOff", "");
         ASSERT_TRUE(Eventually([&] { return host.Get("CameraErrorInfo") != "0$0$0"; }));
         host.Set("TriggerOn", "");

@@ -124,6 +124,13 @@ TEST(Persistence, SavesTheSameTwiceWhenTheCameraGoesMeanwhile) {
         host.Set("CameraName", "0");
         const Record fourth = Save(host);
         EXPECT_NE(EntriesOf(*fourth), EntriesOf(*first)) << loaded;
+        // One that could not be opened since is away again.
+        SetRemembered(host, "ReconnectTime", "90");
+        host.Set("Type", "1");
+        host.Set("CameraIP", "10.9.9.9");
+        host.Set("LocalIP", "10.9.9.1");
+        EXPECT_EQ(host.Set("ConnectIP", "True"), KZ_CC_E_DEVICE_LOST);
+        EXPECT_EQ(EntriesOf(*Save(host)), EntriesOf(*fourth)) << loaded;
     }
 }
 
@@ -214,6 +221,9 @@ TEST(Persistence, DoesNotWaitForACameraThatWasNotSaved) {
     ASSERT_EQ(host.Module()->LoadModuleData(RecordOf({{"Type", "2"}}).get()), cam::kOk);
     EXPECT_EQ(host.LogCount("connecting finished"), 0U);
     EXPECT_EQ(host.LogCount("[CCameraModule::LoadModuleData@"), 6U);
+    // Nor is it searched for.
+    host.Set("Type", "0");
+    EXPECT_FALSE(host.WaitForLog("Try connect to camera", 100ms));
 }
 
 // Leaving a live view that was never entered stops nothing, so no start follows.
@@ -255,6 +265,20 @@ TEST(Persistence, WaitsForACameraThatIsPluggedInMeanwhile) {
     EXPECT_EQ(host.LogCount("Wait for camera[G1] connecting finished, grabing=true"), 1U);
     EXPECT_EQ(host.LogCount("Enum return 0 devices"), 1U);
     host.Destroy();  // ahead of what its log line uses
+}
+
+TEST(Persistence, ForgetsTheChoiceThatFailedWhenTheSavedCameraComesBack) {
+    ModuleHost host(std::string(kCamera) + "; gige serial=G2 width=64 height=32");
+    KZSim_SetFaults("G2", "open=0x80000201");
+    EXPECT_EQ(host.Set("CameraName", "G2"), KZ_CC_E_OPEN_REFUSED);
+    KZSim_SetFaults("G2", "");
+    const CameraDeviceInfo device = DeviceOf("G1");
+    const Record record = RecordOf({{"WaitForConnectingTime", "600000"}, {"SerialNumber", "G1"}});
+    PutDevice(*record, 0, "ConnectDeviceInfo", &device, sizeof device);
+    ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
+    EXPECT_EQ(host.Get("SmartCameraType"), "1");
+    host.Set("SerialNumber", "someone else");  // closes it
+    EXPECT_EQ(host.Set("CheckCameraOpened", ""), cam::kOpenFailed);
 }
 
 TEST(Persistence, LooksForTheLoadedCameraInPlaceOfTheLostOne) {
@@ -419,7 +443,7 @@ TEST(Persistence, ReplaysNothingInsideAReplay) {
 
 TEST(Persistence, ReplaysTheGenTLSwitchWithoutClosingTheCamera) {
     ModuleHost host(kCamera);
-    const Record record = RecordOf({{"SerialNumber", "G1"}, {"UseGenTL", "True$$$$$"}});
+    const Record record = RecordOf({{"SERIALNUMBER", "G1"}, {"UseGenTL", "True$$$$$"}});
     ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
     host.Set("UseGenTL", "False");
     host.ClearReports();

@@ -2,13 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
 #include <set>
 #include <thread>
 #include <vector>
 
 #include "base/worker_thread.h"
 #include "camera/callback_gate.h"
+#include "camera/my_camera.h"
+#include "camera/set_up_gate.h"
+#include "camera/stop_gate.h"
 #include "imaging/image_queue.h"
+#include "standins/kz_camera_control/simulated_cameras.h"
 
 namespace {
 
@@ -120,8 +125,46 @@ TEST(WorkerThread, SurvivesStartsAndStopsFromManyThreads) {
         std::this_thread::yield();
     }
     worker.Stop();
+    for (int round = 0; round < 100; ++round) {  // whether or not the thread is awake by then
+        EXPECT_TRUE(worker.Start());
+        EXPECT_TRUE(worker.Stop());
+    }
     EXPECT_EQ(inside, 0);
     EXPECT_EQ(most, 1);
+}
+
+TEST(WorkerThread, IsStoppedWhenTheRunThatWasAskedHasEnded) {
+    WorkerThread* self = nullptr;
+    std::atomic<bool> asked{false};
+    std::atomic<bool> started{false};
+    std::atomic<int> runs{0};
+    WorkerThread worker([&] {
+        ++runs;
+        while (!self->StopRequested()) {
+            std::this_thread::yield();
+        }
+        asked = true;
+        while (!started) {
+            std::this_thread::yield();
+        }
+    });
+    self = &worker;
+    ASSERT_TRUE(worker.Start());
+    while (runs == 0) {
+        std::this_thread::yield();
+    }
+    std::thread stop([&] { EXPECT_TRUE(worker.Stop()); });
+    while (!asked) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(worker.Start());  // goes on when the first run has ended
+    started = true;
+    stop.join();
+    EXPECT_TRUE(worker.Running());
+    while (runs < 2) {
+        std::this_thread::yield();
+    }
+    worker.Stop();
 }
 
 TEST(WorkerThread, EndsItsPauseToStop) {
@@ -165,6 +208,9 @@ TEST(WorkerThread, GoesOnWhenStartedAfterItAskedItselfToStop) {
             EXPECT_FALSE(self->Running());
             EXPECT_TRUE(self->Start());
             EXPECT_TRUE(self->Running());
+            self->RequestStop();
+            EXPECT_FALSE(self->Running());
+            EXPECT_TRUE(self->Start());
         }
         while (!self->StopRequested()) {
             std::this_thread::yield();
@@ -215,10 +261,123 @@ TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
     gate.CloseAndWait();
 }
 
+TEST(SetUpGate, WaitsForTheFeatureCallsInProgressUnlessItMustGiveWay) {
+    StopGate stopGate;
+    SetUpGate gate(stopGate);
+    std::optional<SetUpGate::FeatureCall> call(gate);
+    std::atomic<bool> begun{false};
+    std::atomic<bool> callEnds{false};
+    std::atomic<bool> inside{false};
+    std::atomic<bool> refused{false};
+    std::thread setUp([&] {
+        {
+            const StopGate::Callback callback(stopGate, StopGate::Source::Exception);
+            const StopGate::Stop stop(stopGate);
+            EXPECT_FALSE(static_cast<bool>(SetUpGate::SetUp(gate)));
+        }
+        const SetUpGate::SetUp waits(gate);
+        EXPECT_TRUE(static_cast<bool>(waits));
+        EXPECT_TRUE(callEnds);
+        inside = true;
+        for (int i = 0; i < 1000 && !refused; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_TRUE(refused);
+    });
+    // A thread of the SDK is refused once a set-up has begun.
+    while (!begun) {
+        const StopGate::Callback callback(stopGate, StopGate::Source::Frame);
+        begun = !SetUpGate::FeatureCall(gate);
+    }
+    callEnds = true;
+    call.reset();
+    while (!inside) {
+        std::this_thread::yield();
+    }
+    {
+        const StopGate::Callback callback(stopGate, StopGate::Source::Frame);
+        refused = !SetUpGate::FeatureCall(gate);
+    }
+    setUp.join();
+    EXPECT_TRUE(static_cast<bool>(SetUpGate::FeatureCall(gate)));
+}
+
+CameraDeviceInfo CameraA() {
+    CameraDeviceInfo record{};
+    record.transportType = KZ_TRANSPORT_USB3;
+    record.usb3.serialNumber[0] = 'A';
+    return record;
+}
+
+TEST(MyCamera, DropsOnlyTheOpeningThatWasLostAndForgetsItsKeyWhenClosed) {
+    ASSERT_EQ(KZSim_Configure("usb3 serial=A"), 0U);
+    const CameraDeviceInfo record = CameraA();
+    StopGate stopGate;
+    CMyCamera camera(stopGate);
+    ASSERT_EQ(camera.Open(&record), kOk);
+    camera.SetKey("A");
+    const std::uint32_t first = camera.OpenId();
+    ASSERT_EQ(camera.Open(&record), kOk);
+    EXPECT_EQ(camera.Key().view(), "");
+    ASSERT_EQ(camera.StartGrabbing(), kOk);
+    EXPECT_TRUE(camera.DropLost(first));
+    EXPECT_TRUE(camera.IsOpen() && camera.IsGrabbing());
+    EXPECT_TRUE(camera.DropLost(camera.OpenId()));
+    EXPECT_FALSE(camera.IsOpen() || camera.IsGrabbing());
+    ASSERT_EQ(camera.Open(&record), kOk);
+    EXPECT_NE(camera.OpenId(), 0U);
+    ASSERT_EQ(camera.Close(), kOk);
+    EXPECT_EQ(camera.OpenId(), 0U);
+}
+
+TEST(MyCamera, ResumesOnlyWhatStandsStillAndReleasesWhoWaitsForIt) {
+    ASSERT_EQ(KZSim_Configure("usb3 serial=A"), 0U);
+    const CameraDeviceInfo record = CameraA();
+    StopGate stopGate;
+    CMyCamera camera(stopGate);
+    ASSERT_EQ(camera.Open(&record), kOk);
+    platform::Event arrived;
+    platform::Event started;
+    ASSERT_TRUE(arrived.Create() && started.Create());
+    const auto isSet = [](platform::Event& event) {
+        return event.WaitFor(std::chrono::milliseconds(0));
+    };
+    {
+        const CMyCamera::Configuration configuration(camera);
+        EXPECT_EQ(camera.ResumeGrabbing(arrived, started), kOk);
+        EXPECT_FALSE(camera.IsGrabbing() || isSet(arrived) || isSet(started));
+    }
+    EXPECT_EQ(camera.ResumeGrabbing(arrived, started), kOk);
+    EXPECT_TRUE(camera.IsGrabbing() && isSet(arrived) && isSet(started));
+    arrived.Reset();
+    started.Reset();
+    EXPECT_EQ(camera.ResumeGrabbing(arrived, started), kOk);
+    EXPECT_TRUE(isSet(started));
+    EXPECT_FALSE(isSet(arrived)) << "the camera streams: this would be some frame's";
+    KZSim_SetFaults("A", "stop=0x80000004");
+    EXPECT_EQ(camera.StopGrabbing(), 0x80000004);
+    EXPECT_TRUE(camera.IsGrabbing());
+
+    // A configuration begins after a restart in progress, never inside it.
+    KZSim_SetFaults("A", "slow=KZ_CC_StartGrabbing:100");
+    ASSERT_EQ(camera.StopGrabbing(), kOk);
+    KZSim_ClearJournal("A");
+    std::thread restart([&] { EXPECT_EQ(camera.ResumeGrabbing(arrived, started), kOk); });
+    while (KZSim_Journal("A", nullptr, 0) == 0) {
+        std::this_thread::yield();
+    }
+    {
+        const CMyCamera::Configuration configuration(camera);
+        EXPECT_TRUE(camera.IsGrabbing());
+    }
+    restart.join();
+}
+
 TEST(CallbackGate, DoesNotWaitForTheCallbackThatCloses) {
     const int module = 0;
     CallbackGate gate;
     gate.Open(&module);
+    gate.Open(&module);  // counts once
     const CallbackGate::Entry entry(&module);
     gate.CloseAndWait();
     EXPECT_FALSE(static_cast<bool>(CallbackGate::Entry(&module)));

@@ -84,7 +84,7 @@ TEST_F(Reconnection, TellsOfTheLossInOrderAndBringsTheFramesBack) {
     KZSim_Plug("G1");
     ASSERT_TRUE(host.WaitForReport(kBack));
     EXPECT_EQ(StateReports(host), (Reports{kOff, kLost, kOn, kBack}));
-    EXPECT_EQ(host.LogCount("(G1)Camera reconnect success"), 1U);
+    EXPECT_EQ(host.Messages("ReConnectDevice").back(), "E (G1)Camera reconnect success");
     EXPECT_TRUE(ImageComes(host));
     EXPECT_EQ(host.Published().back(), "CameraOnline=1");
     host.Destroy();  // ahead of what its reports use
@@ -133,6 +133,7 @@ struct InsideNotice {
         };
         host.onPublished = look;
         host.onReport = [look](const Report& report) { look(report.text); };
+        host.onLog = [look](const std::string& line) { look(MessageOf(line)); };
     }
 
     std::atomic<bool> begun{false};
@@ -142,24 +143,33 @@ struct InsideNotice {
 TEST(OvertakenLoss, TellsNothingMoreAndLeavesTheNewCameraAlone) {
     const Report on{kReportCameraState, "1-1-U1"};
     const Report off{kReportCameraState, "1-0-U1"};
-    for (std::size_t notice = 0; notice < std::size(kLossNotices); ++notice) {
-        for (const auto& [choice, sameThread] : {std::pair("U1", true), std::pair("U1", false),
-                                                 std::pair("0", true), std::pair("0", false)}) {
-            SCOPED_TRACE(std::string(kLossNotices[notice]) + ' ' + choice);
+    // The moments are the log line ahead of the notices, and the notices.
+    std::vector<const char*> moments{"(G1)Camera callback exception:(8001)"};
+    moments.insert(moments.end(), std::begin(kLossNotices), std::end(kLossNotices));
+    struct Choice {
+        const char* key;
+        const char* value;
+    };
+    for (std::size_t moment = 0; moment < 2 * moments.size(); ++moment) {
+        const std::size_t notice = moment / 2;
+        const bool sameThread = moment % 2 == 0;
+        for (const auto& [key, choice] :
+             {Choice{"CameraName", "U1"}, Choice{"CameraName", "0"}, Choice{"SerialNumber", "X"}}) {
+            SCOPED_TRACE(std::string(moments[notice]) + ' ' + choice);
             ModuleHost host(kTwoCameras);
             host.OpenForRequests("G1");
             host.ClearReports();
             KZSim_ClearJournal("G1");
-            const InsideNotice inside(host, kLossNotices[notice], sameThread,
-                                      [&] { EXPECT_EQ(host.Set("CameraName", choice), cam::kOk); });
+            const InsideNotice inside(host, moments[notice], sameThread,
+                                      [&] { EXPECT_EQ(host.Set(key, choice), cam::kOk); });
             KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
             ASSERT_TRUE(Eventually([&] { return inside.done.load(); }));
             host.Module()->DeInit();  // waits for the SDK's thread to leave
             Reports told;
-            if (notice > 0) {
+            if (notice > 1) {
                 told.push_back(kOff);  // of the loss
             }
-            told.push_back(notice < 2 ? kOff : kLost);  // closed by the choice, or lost before it
+            told.push_back(notice < 3 ? kOff : kLost);  // closed by the choice, or lost before it
             if (*choice == 'U') {
                 told.insert(told.end(), {on, off});
             }
@@ -167,6 +177,33 @@ TEST(OvertakenLoss, TellsNothingMoreAndLeavesTheNewCameraAlone) {
             EXPECT_EQ(Opens("G1"), 0U);
         }
     }
+}
+
+// The host closes the camera on another thread while it hears of the loss.
+TEST(OvertakenLoss, IsOverBeforeTheHostHearsThatTheCameraIsClosed) {
+    ModuleHost host(kCamera);
+    host.OpenForRequests("G1");
+    host.ClearReports();
+    std::thread choice;
+    std::atomic<bool> closing{false};
+    std::atomic<bool> goesOn{false};
+    host.onPublished = [&](const std::string& text) {
+        if (text == "CameraOffline=1") {
+            choice = std::thread([&] { EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk); });
+            EXPECT_TRUE(Eventually([&] { return closing.load(); }));
+        }
+    };
+    host.onReport = [&](const Report& report) {
+        if (report == kOff && !closing.exchange(true)) {
+            goesOn = host.WaitForReport(kLost, 100ms);
+        }
+    };
+    KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
+    ASSERT_TRUE(Eventually([&] { return closing.load(); }));
+    choice.join();
+    host.Module()->DeInit();  // waits for the SDK's thread to leave
+    EXPECT_FALSE(goesOn);
+    EXPECT_EQ(StateReports(host), (Reports{kOff}));
 }
 
 // Behind the last notice, during the first pause of the search.
@@ -231,8 +268,10 @@ TEST(PendingSelection, IsForgottenWhenTheHostChoosesAnother) {
     KZSim_SetFaults("U1", "slow=KZ_CC_OpenDevice:200");
     std::thread choice([&] { EXPECT_EQ(host.Set("CameraName", "U1"), cam::kOk); });
     ASSERT_TRUE(Eventually([] { return Opens("U1") > 0; }));
+    std::thread check([&] { EXPECT_EQ(host.Set("CheckCameraOpened", ""), cam::kOk); });
     EXPECT_TRUE(host.Image());
     choice.join();
+    check.join();
     EXPECT_EQ(host.Get("SerialNumber"), "U1");
     EXPECT_EQ(Opens("G1"), 0U);
 }
@@ -368,6 +407,25 @@ TEST_F(Reconnection, FindsAnOrphanThroughTheCameraList) {
     KZSim_Plug("G1");
     ASSERT_TRUE(host.WaitForReport(kBack));
     EXPECT_TRUE(ImageComes(host));
+}
+
+// The start of the open is refused, and the next one: the SDK may still be about to report the
+// loss.
+TEST_F(Reconnection, FindsALossAtTheSecondStartThatIsRefusedBehindTheOpen) {
+    std::atomic<std::size_t> starts{0};
+    host.onLog = [&](const std::string& line) {
+        if (line.find("(G1)Camera lost, found when grabbing was to start") != line.npos) {
+            starts = Journal("G1", "KZ_CC_StartGrabbing").size();
+            KZSim_SetFaults("G1", "");
+        }
+    };
+    KZSim_ClearJournal("G1");
+    KZSim_SetFaults("G1", "start=0x80000206");
+    EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+    ASSERT_TRUE(host.WaitForReport(kBack));
+    EXPECT_GE(starts, 3U);  // a round that begins before the open does not count
+    EXPECT_TRUE(ImageComes(host));
+    host.Destroy();  // ahead of what its log line uses
 }
 
 TEST_F(Reconnection, LetsARequestGoThatWaitsForAnImage) {
@@ -506,6 +564,19 @@ TEST_F(Reconnection, GoesOnWhenTheFrameworkRefusesItsNotices) {
     EXPECT_EQ(host.LogCount("CQ_M_ReportData return [e1000002]"), 1U);
     KZSim_Plug("G1");
     EXPECT_TRUE(host.WaitForReport(kBack));
+}
+
+// The camera starts only when the notice returns.
+TEST_F(Reconnection, LetsALoadInsideTheOnlineNoticeNotWaitForTheCamera) {
+    const Record record = RecordOf({{"WaitForConnectingTime", "600000"}});
+    host.onReport = [&](const Report& report) {
+        if (report == kOn) {
+            EXPECT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
+        }
+    };
+    EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
+    EXPECT_EQ(host.LogCount("connecting finished, grabing=false"), 1U);
+    host.onReport = nullptr;
 }
 
 // The host calls back in from inside every report, on whatever thread it comes.

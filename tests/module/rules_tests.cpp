@@ -114,7 +114,7 @@ TEST(CameraListText, HoldsAsManyCamerasAsTheTable) {
 
 TEST(ValueText, ReadsNumbersAsFarAsTheyGo) {
     EXPECT_EQ(ParseInt("  42$0$100$1$"), 42);
-    EXPECT_EQ(ParseInt("+7"), 7);
+    EXPECT_EQ(ParseInt("\t\r\n\v\f+7"), 7);
     EXPECT_EQ(ParseInt("-7x"), -7);
     EXPECT_EQ(ParseInt("99999999999"), 2147483647);
     EXPECT_EQ(ParseInt("-99999999999"), -2147483647 - 1);

@@ -53,6 +53,8 @@ TEST_F(ImageDecoderOnLinux, ReadsTiffInPrintColours) {
     TiffPicture inks{2, 1, 8, 4, 5};
     inks.blocks = {"\0\0\0\0\xFF\0\0\0"s};
     Expect(Tiff(inks), 2, 1, 3, {255, 255, 255, 0, 255, 255});
+    inks.orientation = 3;  // upside down: delivered as stored all the same
+    Expect(Tiff(inks), 2, 1, 3, {255, 255, 255, 0, 255, 255});
 }
 
 TEST_F(ImageDecoderOnLinux, RefusesTiffThatLies) {
@@ -101,6 +103,10 @@ TEST_F(ImageDecoderOnLinux, RefusesJpegCutShort) {
     const std::string whole = test::Jpeg({200});
     ExpectRefusal(whole.substr(0, whole.size() - 4));  // two bytes of pixels, two that end the file
     ExpectRefusal(whole.substr(0, whole.size() / 2));
+    std::string stray = whole;
+    const std::size_t firstSegment = static_cast<unsigned char>(whole[5]) + 4U;
+    stray.insert(firstSegment, "ab");  // between two markers, where it is skipped
+    Expect(stray, 8, 8, 1, test::Pixels(64, 200));
 }
 
 TEST_F(ImageDecoderOnLinux, SurvivesDamagedTiff) {

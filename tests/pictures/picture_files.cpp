@@ -171,6 +171,9 @@ std::string Tiff(const TiffPicture& picture) {
     if (!tiled) {
         add(273, kLong, offsets);
     }
+    if (picture.orientation != 0) {
+        add(274, kShort, {picture.orientation});
+    }
     add(277, kShort, {picture.samples});
     if (!tiled) {
         add(278, kLong, {picture.rowsPerStrip != 0 ? picture.rowsPerStrip : picture.height});

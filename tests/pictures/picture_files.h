@@ -50,6 +50,7 @@ struct TiffPicture {
     std::vector<Colour> palette{};
     std::vector<std::string> blocks{};
     bool bigEndian = false;
+    std::uint16_t orientation = 0;  // 0: no tag
 };
 [[nodiscard]] std::string Tiff(const TiffPicture& picture);
 

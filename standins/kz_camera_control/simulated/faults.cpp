@@ -83,6 +83,9 @@ bool FaultSet::Add(std::string_view name, std::string_view value) {
         if (name == "claimed") {
             m_claimed = *number;
             known = true;
+        } else if (name == "list") {
+            m_listClaim = *number;
+            known = true;
         } else if (name == "packet") {
             m_packetSize = static_cast<std::int32_t>(*number);
             known = true;

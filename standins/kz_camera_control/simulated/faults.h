@@ -36,6 +36,8 @@ class FaultSet {
     [[nodiscard]] std::uint32_t ShortBy() const { return m_shortBy; }
     [[nodiscard]] bool StopsWaitForNotices() const { return m_stopsWait; }
     [[nodiscard]] Code InterfaceAnswer(std::uint32_t number) const;
+    // What a list claims to hold; nothing: what it holds.
+    [[nodiscard]] std::optional<std::uint32_t> ListClaim() const { return m_listClaim; }
 
   private:
     [[nodiscard]] bool Add(std::string_view name, std::string_view value);
@@ -47,6 +49,7 @@ class FaultSet {
     std::map<std::string, std::uint32_t, std::less<>> m_writesOutOfRange;
     std::map<std::uint32_t, Code> m_interfaceAnswers;
     std::optional<std::uint32_t> m_claimed;
+    std::optional<std::uint32_t> m_listClaim;
     std::optional<std::int32_t> m_packetSize;
     std::uint32_t m_shortBy = 0;
     bool m_stopsWait = false;
