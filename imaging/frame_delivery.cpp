@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/log.h"
+#include "base/on_exit.h"
 #include "module/framework/module_frame.h"
 
 namespace cam {
@@ -36,7 +37,9 @@ FrameDelivery::FrameDelivery(CMyCamera& camera, CameraConnection& connection,
       m_notices(notices),
       m_settings(settings),
       m_events(events),
-      m_thImageProcessing([this] { StartImageProcessingThread(); }, &store.Queued()) {}
+      m_thImageProcessing([this] { StartImageProcessingThread(); }, &store.Queued()) {
+    static_cast<void>(m_requestDone.Create());
+}
 
 Status FrameDelivery::SoftTrigger() {
     const Status status = m_camera.SetCommandValue("TriggerSoftware");
@@ -46,21 +49,24 @@ Status FrameDelivery::SoftTrigger() {
 }
 
 BufferNode FrameDelivery::GetImage() {
-    if (m_stopGate.HoldsConnection()) {
-        // Called from inside a notice about the camera: another GetImage may be waiting for the
-        // connection, so this one does not wait for it.
-        if (!m_getImageLock.try_lock()) {
-            return {};
-        }
-    } else if (!m_stopGate.Acquire(m_getImageLock)) {
+    ++m_requests;
+    const OnExit done([this] {
+        --m_requests;
+        m_requestDone.Set();
+    });
+    if (!AcquireForRequest()) {
         return {};
     }
     const BufferNode node = GetImageLocked();
     m_getImageLock.unlock();
-    if (m_passWaits.Get()) {
-        m_store.Queued().Set();
-    }
     return node;
+}
+
+bool FrameDelivery::AcquireForRequest() {
+    // Inside a notice about the camera another GetImage may be waiting for the connection, so this
+    // one does not wait for it.
+    return m_stopGate.HoldsConnection() ? m_getImageLock.try_lock()
+                                        : m_stopGate.Acquire(m_getImageLock);
 }
 
 BufferNode FrameDelivery::GetImageLocked() try {
@@ -144,6 +150,7 @@ void FrameDelivery::StartImageProcessingThread() {
             case Pass::Done:
                 m_store.Queued().WaitFor(kIdleLook);
                 if (m_receivers.AnyProcedure()) {
+                    LetRequestGo();
                     break;
                 }
                 [[fallthrough]];
@@ -151,21 +158,27 @@ void FrameDelivery::StartImageProcessingThread() {
                 m_events.WakeEvent.WaitFor(kProcessingPause);
                 break;
             case Pass::Busy:
-                m_store.Queued().WaitFor(kProcessingPause);
-                break;
             case Pass::More:
+                LetRequestGo();
                 break;
         }
     }
 }
 
+// The lock is not fair: without this the next pass would take it again before a request that waits
+// for it wakes up.
+void FrameDelivery::LetRequestGo() {
+    m_requestDone.Reset();
+    while (m_requests.load() > 0 && !m_thImageProcessing.StopRequested() &&
+           !m_requestDone.WaitFor(kProcessingPause)) {
+    }
+}
+
 FrameDelivery::Pass FrameDelivery::TryDispatch() {
     // Only tried: the holder of the lock may be waiting for this thread to end.
-    m_passWaits.Set(true);
     if (!m_getImageLock.try_lock()) {
         return Pass::Busy;
     }
-    m_passWaits.Set(false);
     const Pass pass = DispatchFrames();
     m_getImageLock.unlock();
     return pass;

@@ -1,13 +1,13 @@
 // From the store to the host: on request, or offered to its procedures.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
 #include "base/lock.h"
 #include "base/module_events.h"
 #include "base/notices.h"
-#include "base/relaxed.h"
 #include "base/settings.h"
 #include "base/worker_thread.h"
 #include "camera/camera_connection.h"
@@ -17,6 +17,7 @@
 #include "imaging/frame_store.h"
 #include "imaging/local_images.h"
 #include "imaging/receiver_registry.h"
+#include "platform/event.h"
 
 namespace cam {
 
@@ -47,17 +48,20 @@ class FrameDelivery {
     // How a pass over the waiting frames ended.
     enum class Pass : std::uint8_t {
         Done,     // nothing is left to offer
-        More,     // frames are left
+        More,     // frames are left; requests get their turn first
         Refused,  // no procedure took the frame, or none is related
         Busy,     // a request is in progress
     };
 
+    [[nodiscard]] bool AcquireForRequest() TRY_ACQUIRE(true, m_getImageLock);
     [[nodiscard]] BufferNode GetImageLocked() REQUIRES(m_getImageLock);
     [[nodiscard]] Status ConnectPending();
     [[nodiscard]] Status WaitForTriggeredImage();
     [[nodiscard]] Status SoftTrigger();
 
     void StartImageProcessingThread();
+    // Returns when one request in progress is done, if there is any, or the thread must end.
+    void LetRequestGo();
     [[nodiscard]] Pass TryDispatch();
     [[nodiscard]] Pass DispatchFrames() REQUIRES(m_getImageLock);
     // The procedure that took the frame; null: none did.
@@ -77,7 +81,8 @@ class FrameDelivery {
     Lock m_getImageLock{LockRank::GetImage, "GetImage"};
     // The procedures that the current frame is offered to; kept to reuse its memory.
     std::vector<std::int32_t> m_offeredTo GUARDED_BY(m_getImageLock);
-    Relaxed<bool> m_passWaits{false};  // for the request in progress
+    std::atomic<int> m_requests{0};  // waiting for the lock or holding it
+    platform::Event m_requestDone;
 
     WorkerThread m_thImageProcessing;
 };

@@ -704,6 +704,29 @@ TEST_F(RunByCamera, SwitchedTwiceItRunsOnceAndOffItOffersNothing) {
     EXPECT_TRUE(Eventually([&] { return offers > whenOff; }));
 }
 
+// The next pass begins at once, and the lock is whoever's comes first.
+TEST_F(RunByCamera, RequestThatWaitsGetsItsTurnBeforeTheNextOffer) {
+    std::thread request;
+    std::atomic<int> offers{0};
+    std::atomic<bool> answered{false};
+    const auto answers = host.onProcedure.Attach([&](std::int32_t, std::uint32_t) {
+        if (++offers == 1) {
+            request = std::thread([&] { EXPECT_TRUE(host.TakeImage().has_value()); });
+            EXPECT_TRUE(host.WaitForLog("GetImage Start"));
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        } else {
+            answered = host.LogCount("get picture from list success") == 1;
+        }
+        return 0U;
+    });
+    OpenWithProcedures({5});
+    EXPECT_TRUE(Deliver(1));
+    EXPECT_TRUE(Deliver(2));
+    EXPECT_TRUE(Eventually([&] { return offers == 2; }));
+    request.join();
+    EXPECT_TRUE(answered);
+}
+
 TEST_F(RunByCamera, MayBeSwitchedFromInsideTheCall) {
     std::atomic<int> offers{0};
     const auto answers = host.onProcedure.Attach([&](std::int32_t, std::uint32_t frame) {
