@@ -137,29 +137,30 @@ TEST(Concurrency, EveryThreadBusyAtOnce) {
     XalogHost_SetProbe(nullptr, nullptr);
     std::atomic<int> offers{0};
     std::atomic<bool> calm{false};
-    host.onProcedure = [&](std::int32_t procedure, std::uint32_t) -> std::uint32_t {
-        const int offer = ++offers;
-        if (calm) {
-            return kModuleFrameRefused;
-        }
-        if (offer % 3 == 0) {
-            host.TakeImage();
-        }
-        if (offer % 16 == 1) {
-            host.Get("CameraName");
-        }
-        if (offer % 32 == 2) {
-            host.Set("ClearCacheImage", "");
-        }
-        return procedure == 2 ? 0 : kModuleFrameRefused;
-    };
-    host.onReport = [&](const Report& report) {
+    const auto answers =
+        host.onProcedure.Attach([&](std::int32_t procedure, std::uint32_t) -> std::uint32_t {
+            const int offer = ++offers;
+            if (calm) {
+                return kModuleFrameRefused;
+            }
+            if (offer % 3 == 0) {
+                host.TakeImage();
+            }
+            if (offer % 16 == 1) {
+                host.Get("CameraName");
+            }
+            if (offer % 32 == 2) {
+                host.Set("ClearCacheImage", "");
+            }
+            return procedure == 2 ? 0 : kModuleFrameRefused;
+        });
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report.code == kReportCameraState && !calm) {
             host.Get("CameraName");
             host.Set("AddRelateProc", "4");
             host.Get("Width");
         }
-    };
+    });
     host.Set("ImageCacheNum", "8");
     host.Set("ReconnectTime", "2");
     host.Relate(1);
@@ -334,12 +335,12 @@ TEST(RunByCamera, PassEndsAlthoughFramesComeFasterThanTheyAreTaken) {
     Xalog_ResetLevel(kErrorLevel);
     ModuleHost host("gige serial=A width=64 height=48 rate=1000");
     std::atomic<int> offers{0};
-    host.onProcedure = [&](std::int32_t, std::uint32_t) -> std::uint32_t {
+    const auto answers = host.onProcedure.Attach([&](std::int32_t, std::uint32_t) -> std::uint32_t {
         host.TakeImage();
         std::this_thread::sleep_for(std::chrono::milliseconds(3));
         ++offers;
         return 0;
-    };
+    });
     host.Relate(5);
     host.Relate(6);
     host.Set("CameraName", "A");
@@ -354,19 +355,19 @@ TEST(RunByCamera, ProcedureThatWasRemovedIsNotAskedAnyMore) {
     ModuleHost host("gige serial=A width=64 height=48");
     std::atomic<int> offers{0};
     std::atomic<bool> askedLate{false};
-    host.onProcedure = [&](std::int32_t procedure, std::uint32_t) -> std::uint32_t {
-        askedLate = askedLate || procedure == 6;
-        std::thread([&] { host.Set("DelRelateProc", "6"); }).join();
-        ++offers;
-        return kModuleFrameRefused;
-    };
+    const auto answers =
+        host.onProcedure.Attach([&](std::int32_t procedure, std::uint32_t) -> std::uint32_t {
+            askedLate = askedLate || procedure == 6;
+            std::thread([&] { host.Set("DelRelateProc", "6"); }).join();
+            ++offers;
+            return kModuleFrameRefused;
+        });
     host.Relate(5);
     host.Relate(6);
     host.Set("CameraName", "A");
     host.Set("TriggerSoftware", "");
     ASSERT_TRUE(Eventually([&] { return offers >= 2; }));
     EXPECT_FALSE(askedLate);
-    host.Destroy();  // ahead of what its calls use
 }
 
 // Another thread of the host uses the camera while an open is inside a notice.
@@ -378,7 +379,7 @@ TEST(SetUp, HoldsOffWhatOtherThreadsReadAndWriteUntilItIsOver) {
     std::thread other;
     std::string read;
     std::atomic<bool> over{false};
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report == Report{kReportCameraState, "1-1-A"}) {
             other = std::thread([&] {
                 read = host.Get("ExposureTime");
@@ -388,7 +389,7 @@ TEST(SetUp, HoldsOffWhatOtherThreadsReadAndWriteUntilItIsOver) {
             });
             EXPECT_FALSE(Eventually([&] { return over.load(); }, std::chrono::milliseconds(50)));
         }
-    };
+    });
     EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
     other.join();
     EXPECT_NE(read.substr(0, 5), "5555.") << "from before the user set";
@@ -405,7 +406,7 @@ TEST(FrameNotice, ReadsAndWritesButNeitherStopsNorClosesTheCamera) {
     host.Set("CameraIP", "10.0.0.3");
     host.Set("LocalIP", "10.0.0.1");
     std::atomic<bool> called{false};
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report.code != kReportFrameArrived || called) {
             return;
         }
@@ -423,7 +424,7 @@ TEST(FrameNotice, ReadsAndWritesButNeitherStopsNorClosesTheCamera) {
         EXPECT_EQ(host.Set("ConnectIP", "False"), cam::kInvalid);
         host.Set("Type", "0");
         called = true;
-    };
+    });
     KZSim_ClearJournal("A");
     WithinTime("image", [&] { EXPECT_TRUE(host.Image().has_value()); });
     EXPECT_TRUE(called);
@@ -544,16 +545,16 @@ class NoticeInHands : public ::testing::Test {
                 EXPECT_EQ(host.Get("UseGenTL"), "False$$$$$");
             }
         };
-        host.onPublished = [&](const std::string& text) {
+        const auto notices = host.onPublished.Attach([&](const std::string& text) {
             if (text == "CameraOffline=1") {
                 sit();
             }
-        };
-        host.onReport = [&](const Report& report) {
+        });
+        const auto reports = host.onReport.Attach([&](const Report& report) {
             if (report.code == kReportFrameStarted) {
                 sit();
             }
-        };
+        });
         KZSim_ClearJournal("A");
         if (what == Of::Loss) {
             KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);
@@ -638,17 +639,17 @@ TEST(Replay, MaySwitchRunByCameraOffWhileAProcedureAsksForTheList) {
     ModuleHost host(kThreeCameras);
     std::atomic<bool> inside{false};
     std::atomic<bool> opening{false};
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         // Under the connection lock of an open.
         opening = opening || (inside && report.code == kReportCameraState);
-    };
-    host.onProcedure = [&](std::int32_t, std::uint32_t) -> std::uint32_t {
+    });
+    const auto answers = host.onProcedure.Attach([&](std::int32_t, std::uint32_t) -> std::uint32_t {
         if (!inside.exchange(true)) {
             Eventually([&] { return opening.load(); });
             host.Get("CameraName");
         }
         return 0;
-    };
+    });
     host.Relate(1);
     host.Set("CameraName", "A");
     host.Module()->LoadModuleData(Solution("B").get());

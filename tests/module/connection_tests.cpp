@@ -79,8 +79,10 @@ TEST_F(Connection, HostIsToldBetweenTheStepsOfTheSetUp) {
     std::string beforeReport;
     std::string beforePublication;
     ModuleHost host("gige serial=A");
-    host.onReport = [&](const Report&) { beforeReport = Journal("A").back(); };
-    host.onPublished = [&](const std::string&) { beforePublication = Journal("A").back(); };
+    const auto reports =
+        host.onReport.Attach([&](const Report&) { beforeReport = Journal("A").back(); });
+    const auto notices = host.onPublished.Attach(
+        [&](const std::string&) { beforePublication = Journal("A").back(); });
     EXPECT_EQ(host.Set("CameraName", "A"), cam::kOk);
     EXPECT_EQ(beforeReport, "KZ_CC_SetIntValue GevSCPSPacketSize 1500");
     EXPECT_EQ(beforePublication, "KZ_CC_SetIntValue GevHeartbeatTimeout 3000");

@@ -253,7 +253,7 @@ TEST_F(Lifecycle, DeInitWaitsForTheLossInProgressAndSeeksNothingBehindIt) {
     host.OpenForRequests("A");
     std::atomic<bool> ended{false};
     std::thread end;
-    host.onPublished = [&](const std::string& text) {
+    const auto notices = host.onPublished.Attach([&](const std::string& text) {
         if (text != "CameraOffline=1") {
             return;
         }
@@ -264,7 +264,7 @@ TEST_F(Lifecycle, DeInitWaitsForTheLossInProgressAndSeeksNothingBehindIt) {
         });
         EXPECT_TRUE(host.WaitForLog("StopLastReconnect finish"));
         EXPECT_FALSE(Eventually([&] { return ended.load(); }, std::chrono::milliseconds(50)));
-    };
+    });
     KZSim_RaiseException("A", KZ_EXCEPTION_DISCONNECTED);
     ASSERT_TRUE(Eventually([&] { return ended.load(); }));
     end.join();
@@ -272,7 +272,6 @@ TEST_F(Lifecycle, DeInitWaitsForTheLossInProgressAndSeeksNothingBehindIt) {
     // No pause would hold it up any more.
     EXPECT_FALSE(Eventually([&] { return host.LogCount("Try connect") > 0; },
                             std::chrono::milliseconds(100)));
-    host.Destroy();  // ahead of what its notices use
 }
 
 TEST_F(Lifecycle, DeInitClosesWhatTheSearchOpensBehindItsClose) {

@@ -255,16 +255,15 @@ TEST(Persistence, WaitsWithinItsBoundAndLetsTheThreadGoOn) {
 TEST(Persistence, WaitsForACameraThatIsPluggedInMeanwhile) {
     ModuleHost host(kCamera);
     KZSim_Unplug("G1");
-    host.onLog = [&](const std::string& line) {
+    const auto lines = host.onLog.Attach([&](const std::string& line) {
         if (line.find("Enum return 0 devices") != line.npos) {
             KZSim_Plug("G1");
         }
-    };
+    });
     const Record record = RecordOf({{"WaitForConnectingTime", "600000"}, {"SerialNumber", "G1"}});
     ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
     EXPECT_EQ(host.LogCount("Wait for camera[G1] connecting finished, grabing=true"), 1U);
     EXPECT_EQ(host.LogCount("Enum return 0 devices"), 1U);
-    host.Destroy();  // ahead of what its log line uses
 }
 
 TEST(Persistence, ForgetsTheChoiceThatFailedWhenTheSavedCameraComesBack) {
@@ -431,14 +430,13 @@ TEST(Persistence, ReplaysNothingInsideAReplay) {
     ASSERT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
     KZSim_SetFaults("", "");
     int closed = 0;
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report == Report{kReportCameraState, "1-0-G1"} && ++closed < 5) {
             EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
         }
-    };
+    });
     EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
     EXPECT_EQ(closed, 1);
-    host.onReport = nullptr;
 }
 
 TEST(Persistence, ReplaysTheGenTLSwitchWithoutClosingTheCamera) {

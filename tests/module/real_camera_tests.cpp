@@ -259,17 +259,18 @@ TEST_F(RealCamera, OffersItsFramesToAProcedure) {
     // Filled by the module's thread until it is joined.
     std::vector<Taken> taken;
     std::atomic<bool> enough{false};
-    host.onProcedure = [&](std::int32_t procedure, std::uint32_t number) -> std::uint32_t {
-        if (enough || procedure != kProcedure) {
-            return kModuleFrameRefused;
-        }
-        if (const auto image = host.Image()) {
-            taken.push_back({number, image->frameNumber, IsRightPicture(*image)});
-            host.Free(*image);
-        }
-        enough = taken.size() == kFrames;
-        return cam::kOk;
-    };
+    const auto answers =
+        host.onProcedure.Attach([&](std::int32_t procedure, std::uint32_t number) -> std::uint32_t {
+            if (enough || procedure != kProcedure) {
+                return kModuleFrameRefused;
+            }
+            if (const auto image = host.Image()) {
+                taken.push_back({number, image->frameNumber, IsRightPicture(*image)});
+                host.Free(*image);
+            }
+            enough = taken.size() == kFrames;
+            return cam::kOk;
+        });
     host.Relate(kProcedure);
     EXPECT_EQ(host.Set("CameraName", camera.Serial()), cam::kOk);
     EXPECT_EQ(host.Set("AcquisitionFrameRate", "100"), cam::kOk);

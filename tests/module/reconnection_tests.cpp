@@ -67,11 +67,11 @@ class Reconnection : public testing::Test {
 
 TEST_F(Reconnection, TellsOfTheLossInOrderAndBringsTheFramesBack) {
     std::string publishedBeforeOff;
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report == kOff) {
             publishedBeforeOff = host.Published().back();
         }
-    };
+    });
     KZSim_Unplug("G1");
     ASSERT_TRUE(host.WaitForReport(kLost));
     EXPECT_EQ(StateReports(host), (Reports{kOff, kLost}));
@@ -87,7 +87,6 @@ TEST_F(Reconnection, TellsOfTheLossInOrderAndBringsTheFramesBack) {
     EXPECT_EQ(host.Messages("ReConnectDevice").back(), "E (G1)Camera reconnect success");
     EXPECT_TRUE(ImageComes(host));
     EXPECT_EQ(host.Published().back(), "CameraOnline=1");
-    host.Destroy();  // ahead of what its reports use
 }
 
 TEST_F(Reconnection, OpensTheSavedRecordWithoutSayingSo) {
@@ -131,13 +130,18 @@ struct InsideNotice {
             }
             done = true;
         };
-        host.onPublished = look;
-        host.onReport = [look](const Report& report) { look(report.text); };
-        host.onLog = [look](const std::string& line) { look(MessageOf(line)); };
+        m_notices = host.onPublished.Attach(look);
+        m_reports = host.onReport.Attach([look](const Report& report) { look(report.text); });
+        m_lines = host.onLog.Attach([look](const std::string& line) { look(MessageOf(line)); });
     }
 
     std::atomic<bool> begun{false};
     std::atomic<bool> done{false};
+
+  private:
+    Callback<void(const std::string&)>::Attached m_notices;
+    Callback<void(const Report&)>::Attached m_reports;
+    Callback<void(const std::string&)>::Attached m_lines;
 };
 
 TEST(OvertakenLoss, TellsNothingMoreAndLeavesTheNewCameraAlone) {
@@ -187,17 +191,17 @@ TEST(OvertakenLoss, IsOverBeforeTheHostHearsThatTheCameraIsClosed) {
     std::thread choice;
     std::atomic<bool> closing{false};
     std::atomic<bool> goesOn{false};
-    host.onPublished = [&](const std::string& text) {
+    const auto notices = host.onPublished.Attach([&](const std::string& text) {
         if (text == "CameraOffline=1") {
             choice = std::thread([&] { EXPECT_EQ(host.Set("CameraName", "0"), cam::kOk); });
             EXPECT_TRUE(Eventually([&] { return closing.load(); }));
         }
-    };
-    host.onReport = [&](const Report& report) {
+    });
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report == kOff && !closing.exchange(true)) {
             goesOn = host.WaitForReport(kLost, 100ms);
         }
-    };
+    });
     KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
     ASSERT_TRUE(Eventually([&] { return closing.load(); }));
     choice.join();
@@ -223,12 +227,12 @@ TEST(OvertakenLoss, LeavesTheCameraOpenThatTheHostOpensMeanwhile) {
     host.OpenForRequests("G1");
     KZSim_ClearJournal("G1");
     std::atomic<bool> opened{false};
-    host.onLog = [&](const std::string& line) {
+    const auto lines = host.onLog.Attach([&](const std::string& line) {
         if (line.find("Try connect to camera(G1)") != line.npos && !opened) {
             EXPECT_EQ(host.Set("CameraName", "U1"), cam::kOk);
             opened = true;
         }
-    };
+    });
     KZSim_RaiseException("G1", KZ_EXCEPTION_DISCONNECTED);
     ASSERT_TRUE(Eventually([&] { return opened.load(); }));
     host.Module()->DeInit();  // waits for the search
@@ -251,7 +255,6 @@ TEST(OvertakenLoss, IsNoneWhenTheLostCameraIsChosenInVain) {
             ASSERT_TRUE(host.WaitForReport(kLost));
             KZSim_Plug("G1");
             EXPECT_TRUE(host.WaitForReport(kBack));
-            host.Destroy();  // ahead of what its notices use
         }
     }
 }
@@ -337,13 +340,13 @@ TEST_F(Reconnection, StartsAnewWhenTheCameraIsLostAgainMeanwhile) {
 // The thread that brought it back is still busy telling so.
 TEST_F(Reconnection, StartsAnewWhenTheCameraIsLostWhileTheHostHearsOfItsReturn) {
     std::atomic<int> returns{0};
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report == kBack && ++returns == 1) {
             KZSim_Unplug("G1");
             std::this_thread::sleep_for(100ms);
             KZSim_Plug("G1");
         }
-    };
+    });
     KZSim_Unplug("G1");
     ASSERT_TRUE(host.WaitForReport(kLost));
     KZSim_Plug("G1");
@@ -413,19 +416,18 @@ TEST_F(Reconnection, FindsAnOrphanThroughTheCameraList) {
 // loss.
 TEST_F(Reconnection, FindsALossAtTheSecondStartThatIsRefusedBehindTheOpen) {
     std::atomic<std::size_t> starts{0};
-    host.onLog = [&](const std::string& line) {
+    const auto lines = host.onLog.Attach([&](const std::string& line) {
         if (line.find("(G1)Camera lost, found when grabbing was to start") != line.npos) {
             starts = Journal("G1", "KZ_CC_StartGrabbing").size();
             KZSim_SetFaults("G1", "");
         }
-    };
+    });
     KZSim_ClearJournal("G1");
     KZSim_SetFaults("G1", "start=0x80000206");
     EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
     ASSERT_TRUE(host.WaitForReport(kBack));
     EXPECT_GE(starts, 3U);  // a round that begins before the open does not count
     EXPECT_TRUE(ImageComes(host));
-    host.Destroy();  // ahead of what its log line uses
 }
 
 TEST_F(Reconnection, LetsARequestGoThatWaitsForAnImage) {
@@ -569,21 +571,20 @@ TEST_F(Reconnection, GoesOnWhenTheFrameworkRefusesItsNotices) {
 // The camera starts only when the notice returns.
 TEST_F(Reconnection, LetsALoadInsideTheOnlineNoticeNotWaitForTheCamera) {
     const Record record = RecordOf({{"WaitForConnectingTime", "600000"}});
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (report == kOn) {
             EXPECT_EQ(host.Module()->LoadModuleData(record.get()), cam::kOk);
         }
-    };
+    });
     EXPECT_EQ(host.Set("CameraName", "G1"), cam::kOk);
     EXPECT_EQ(host.LogCount("connecting finished, grabing=false"), 1U);
-    host.onReport = nullptr;
 }
 
 // The host calls back in from inside every report, on whatever thread it comes.
 TEST_F(Reconnection, LetsTheHostCallBackInFromItsReports) {
     const auto record = SavedCamera(host);
     std::atomic<int> depth{0};
-    host.onReport = [&](const Report& report) {
+    const auto reports = host.onReport.Attach([&](const Report& report) {
         if (depth++ == 0) {
             if (report == kOn) {
                 EXPECT_EQ(host.Set("ExposureTime", "1234"), cam::kOk);
@@ -604,7 +605,7 @@ TEST_F(Reconnection, LetsTheHostCallBackInFromItsReports) {
             }
         }
         --depth;
-    };
+    });
     for (int round = 0; round < 3; ++round) {
         KZSim_Unplug("G1");
         ASSERT_TRUE(Eventually([] { return KZSim_OpenHandles() == 0; }));
