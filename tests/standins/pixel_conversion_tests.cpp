@@ -6,7 +6,9 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <numeric>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "camera/sdk/pixel_format.h"
@@ -88,6 +90,20 @@ TEST(PixelConversion, ColourKeepsItsChannelsAndGivesBt601Luma) {
                 ElementsAre(76, 150, 29, 255, 0));
     // 0.299 x 200 + 0.587 x 100 + 0.114 x 50 = 124.2.
     EXPECT_THAT(ToMono(kBGR8, 1, 1, {50, 100, 200}), ElementsAre(124));
+}
+
+// Of every length about the blocks in which it is done.
+TEST(PixelConversion, RedAndBlueChangePlacesInEveryPixel) {
+    for (std::uint16_t width = 1; width <= 70; ++width) {
+        Bytes bgr(3U * width);
+        std::iota(bgr.begin(), bgr.end(), std::uint8_t{1});
+        Bytes rgb = bgr;
+        for (std::size_t i = 0; i < rgb.size(); i += 3) {
+            std::swap(rgb[i], rgb[i + 2]);
+        }
+        EXPECT_EQ(ToRgb(kBGR8, width, 1, bgr), rgb) << width;
+        EXPECT_EQ(ToRgb(kRGB8, width, 1, bgr), bgr) << width;
+    }
 }
 
 TEST(PixelConversion, YuvIsFullRangeBt601) {
