@@ -28,7 +28,8 @@ std::string FormOf(std::string line) {
 }
 
 std::string UniversalSecond() {
-    const std::time_t now = std::time(nullptr);
+    // Not std::time, which lags behind the clock by up to a tick.
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     char text[32];
     std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", std::gmtime(&now));
     return text;
