@@ -172,9 +172,9 @@ void ConvertColourToRgb8(const Picture& picture, std::uint8_t* destination) {
     const std::size_t pixels = picture.Pixels();
     std::size_t done = std::min(pixels, kBlockPixels);
     PutColour<Red>(picture.source, destination, done);
-    // A block is put together from itself and its neighbourhood shifted by a pixel's bytes, which
-    // takes two thirds of the time of moving byte by byte. The first and the last block have no
-    // neighbourhood.
+    // Blends the block with itself shifted by two bytes either way, which is faster than moving
+    // each byte. The first and the last block are copied by pixel, as a shift would leave the
+    // picture.
     static constexpr auto kFirst = ChannelMask(0);
     static constexpr auto kMiddle = ChannelMask(1);
     static constexpr auto kLast = ChannelMask(2);

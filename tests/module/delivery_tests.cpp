@@ -704,7 +704,7 @@ TEST_F(RunByCamera, SwitchedTwiceItRunsOnceAndOffItOffersNothing) {
     EXPECT_TRUE(Eventually([&] { return offers > whenOff; }));
 }
 
-// The next pass begins at once, and the lock is whoever's comes first.
+// The next pass would begin at once, and the lock is not fair.
 TEST_F(RunByCamera, RequestThatWaitsGetsItsTurnBeforeTheNextOffer) {
     std::thread request;
     std::atomic<int> offers{0};
