@@ -45,8 +45,8 @@ const Domain* DomainOf(const void* lock) {
 
 void CheckWait(const HeldLock& wanted) {
     for (std::size_t i = 0; i < held.count; ++i) {
-        if (held.locks[i].lock == wanted.lock) {
-            return;  // re-entered
+        if (wanted.reentrant && held.locks[i].lock == wanted.lock) {
+            return;
         }
     }
     for (std::size_t i = 0; i < held.count; ++i) {

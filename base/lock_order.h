@@ -29,6 +29,7 @@ struct HeldLock {
     const void* lock;
     LockRank rank;
     const char* name;
+    bool reentrant;  // whether its holder may take it again
 };
 
 void CheckWait(const HeldLock& wanted);

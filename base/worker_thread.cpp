@@ -72,6 +72,10 @@ bool WorkerThread::WaitForStart() {
 
 void WorkerThread::RequestStop() {
     const LockGuard hold(m_lock);
+    RequestStopLocked();
+}
+
+void WorkerThread::RequestStopLocked() {
     m_started = false;
     m_stop.Set(true);
     if (m_pause != nullptr) {
@@ -83,7 +87,7 @@ bool WorkerThread::Stop(const std::function<bool()>& goOn) {
     const LockGuard hold(m_lock);
     const bool ran = m_running || m_started;
     const std::uint64_t run = m_runs;
-    RequestStop();
+    RequestStopLocked();
     if (m_thread.get_id() == std::this_thread::get_id()) {
         return false;
     }

@@ -29,7 +29,7 @@ class WorkerThread {
     [[nodiscard]] bool Start() EXCLUDES(m_lock);
 
     // Asks the body to end without waiting for it; the caller may hold any lock.
-    void RequestStop();
+    void RequestStop() EXCLUDES(m_lock);
 
     // Asks the body to end and waits until it has, for as long as `goOn` returns true. On the
     // thread itself it only sets the request. The caller holds no lock that the body takes. True
@@ -45,6 +45,7 @@ class WorkerThread {
     [[nodiscard]] bool StopRequested() const { return m_stop.Get(); }
 
   private:
+    void RequestStopLocked() REQUIRES(m_lock);
     void Run() EXCLUDES(m_lock);
     // False: the thread must end.
     [[nodiscard]] bool WaitForStart() EXCLUDES(m_lock);

@@ -134,7 +134,7 @@ class CameraConnection {
     CameraIdentity m_identity;
     CameraSetUp m_setUp;
 
-    mutable Lock m_connectionLock{LockRank::Connection, "connection"};
+    mutable ReentrantLock m_connectionLock{LockRank::Connection, "connection"};
     DeviceTables m_devices GUARDED_BY(m_connectionLock);
     bool m_enumerating GUARDED_BY(m_connectionLock) = false;
     bool m_replaying GUARDED_BY(m_connectionLock) = false;

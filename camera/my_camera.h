@@ -177,7 +177,7 @@ class CMyCamera {
     void CloseHandle() REQUIRES(m_lock);
 
     StopGate& m_stopGate;
-    Lock m_lock{LockRank::Camera, "camera"};
+    ReentrantLock m_lock{LockRank::Camera, "camera"};
     std::atomic<int> m_configurations{0};
     // Written under the lock; read without it by the frame callback and for hints.
     std::atomic<KZHandle> m_handle{nullptr};

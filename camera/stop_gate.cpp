@@ -51,7 +51,7 @@ bool StopGate::MayStop(std::int32_t moduleId, const char* function) const {
     return false;
 }
 
-bool StopGate::Acquire(Lock& lock) const {
+bool StopGate::Acquire(ReentrantLock& lock) const {
     if (!InCallback()) {
         lock.lock();
         return true;

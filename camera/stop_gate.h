@@ -67,10 +67,10 @@ class StopGate {
 
     // Takes a lock whose holder may stop the camera. A thread of the SDK gives up (false) once a
     // stop is announced; every other thread waits for the lock.
-    [[nodiscard]] bool Acquire(Lock& lock) const TRY_ACQUIRE(true, lock);
+    [[nodiscard]] bool Acquire(ReentrantLock& lock) const TRY_ACQUIRE(true, lock);
     class SCOPED_CAPABILITY Guard {
       public:
-        Guard(const StopGate& gate, Lock& lock) ACQUIRE(lock) NO_THREAD_SAFETY_ANALYSIS
+        Guard(const StopGate& gate, ReentrantLock& lock) ACQUIRE(lock) NO_THREAD_SAFETY_ANALYSIS
             : m_lock(lock),
               m_held(gate.Acquire(lock)) {}
         ~Guard() RELEASE() NO_THREAD_SAFETY_ANALYSIS {
@@ -84,7 +84,7 @@ class StopGate {
         [[nodiscard]] explicit operator bool() const { return m_held; }
 
       private:
-        Lock& m_lock;
+        ReentrantLock& m_lock;
         const bool m_held;
     };
 

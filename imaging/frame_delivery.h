@@ -78,7 +78,7 @@ class FrameDelivery {
     Settings& m_settings;
     ModuleEvents& m_events;
 
-    Lock m_getImageLock{LockRank::GetImage, "GetImage"};
+    ReentrantLock m_getImageLock{LockRank::GetImage, "GetImage"};
     // The procedures that the current frame is offered to; kept to reuse its memory.
     std::vector<std::int32_t> m_offeredTo GUARDED_BY(m_getImageLock);
     std::atomic<int> m_requests{0};  // waiting for the lock or holding it

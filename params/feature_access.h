@@ -74,7 +74,7 @@ class FeatureAccess {
     const Notices& m_notices;
     ModuleEvents& m_events;
 
-    Lock m_parameterLock{LockRank::Parameter, "parameter"};
+    ReentrantLock m_parameterLock{LockRank::Parameter, "parameter"};
     WrittenValue m_lastExposure GUARDED_BY(m_parameterLock);
     WrittenValue m_lastGain GUARDED_BY(m_parameterLock);
 };

@@ -10,7 +10,7 @@ using namespace cam;
 // The locks of one module.
 struct Module {
     const lock_order::Domain domain{this, sizeof *this};
-    Lock first{LockRank::Connection, "first lock"};
+    ReentrantLock first{LockRank::Connection, "first lock"};
     Lock second{LockRank::Camera, "second lock"};
     Lock equal{LockRank::Camera, "equal lock"};
 };
@@ -40,12 +40,18 @@ TEST_F(LockOrder, ALockTakenAgainstItEndsTheProcessWithBothNames) {
             const LockGuard other(module.equal);
         },
         "\"equal lock\" while holding \"second lock\"");
+    EXPECT_DEATH(
+        {
+            const LockGuard once(module.second);
+            const LockGuard again(module.second);
+        },
+        "\"second lock\" while holding \"second lock\"");
 }
 
 TEST_F(LockOrder, AllowsWhatCannotWaitForEver) {
     const LockGuard earlier(module.first);
     const LockGuard later(module.second);
-    const LockGuard again(module.first);  // held already
+    const LockGuard again(module.first);  // re-entrant
     ASSERT_TRUE(module.equal.try_lock());
     module.equal.unlock();
     Module another;  // there is no order between two modules

@@ -76,22 +76,6 @@ TEST(ImageQueue, AFrameThatLeftIsNotTakenForTheOneInItsPlace) {
     EXPECT_EQ(queue.NextUndispatched(0)->frameNumber, 990U);
 }
 
-TEST(LockOrder, AgainstItEndsTheProcess) {
-    if constexpr (lock_order::kChecked) {
-        Lock camera(LockRank::Camera, "first");
-        Lock other(LockRank::Camera, "second");
-        Lock leaf(LockRank::Leaf, "last");
-        const LockGuard hold(camera);
-        { const LockGuard later(leaf); }
-        { const LockGuard again(camera); }
-        ASSERT_TRUE(other.try_lock());  // does not wait
-        other.unlock();
-        EXPECT_DEATH(other.lock(), "\"second\" while holding \"first\"");
-        const LockGuard later(leaf);
-        EXPECT_DEATH(other.lock(), "\"second\" while holding");
-    }
-}
-
 TEST(WorkerThread, SurvivesStartsAndStopsFromManyThreads) {
     std::atomic<int> inside{0};
     std::atomic<int> most{0};
