@@ -24,6 +24,9 @@ class CAPABILITY("mutex") RankedLock {
         lock_order::Taken(Identity());
     }
 
+    // For a caller that tries before it waits.
+    void CheckOrder() const { lock_order::BeforeWait(Identity()); }
+
     // Never waits, so it may go against the order.
     [[nodiscard]] bool try_lock() TRY_ACQUIRE(true) {
         if (!m_mutex.try_lock()) {

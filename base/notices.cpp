@@ -19,8 +19,8 @@ constexpr std::size_t kNoticeSize = 128;
 constexpr unsigned kOnline = 1;
 constexpr unsigned kOffline = 0;
 
-// A notice text, its fields joined by '-'. Built for each frame, so without a formatter; excess is
-// cut.
+// A notice text, its fields joined by '-', numbers before the texts. Built for each frame, so
+// without a formatter; excess is cut.
 class Notice {
   public:
     template <typename... Fields>
@@ -44,18 +44,19 @@ class Notice {
             Append("-");
         }
         if constexpr (std::is_integral_v<Field>) {
-            char digits[std::numeric_limits<Field>::digits10 + 2];
-            const auto end = std::to_chars(std::begin(digits), std::end(digits), field).ptr;
-            Append({digits, static_cast<std::size_t>(end - digits)});
+            m_end = std::to_chars(m_end, TextEnd(), field).ptr;
         } else {
             Append(field);
         }
     }
 
     void Append(std::string_view text) {
-        const auto room = static_cast<std::size_t>(std::end(m_text) - 1 - m_end);
+        const auto room = static_cast<std::size_t>(TextEnd() - m_end);
         m_end = std::copy_n(text.data(), std::min(text.size(), room), m_end);
     }
+
+    // Where the terminator stands at the latest.
+    [[nodiscard]] char* TextEnd() { return std::end(m_text) - 1; }
 
     [[nodiscard]] std::uint32_t Length() const {
         return static_cast<std::uint32_t>(m_end - m_text);

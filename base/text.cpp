@@ -23,6 +23,22 @@ char LowerAscii(char c) {
 
 }  // namespace
 
+void InternedText::Set(std::string_view text) noexcept {
+    const std::string* current = &m_empty;
+    if (!text.empty()) {
+        try {
+            const LockGuard hold(m_lock);
+            auto value = m_values.find(text);
+            if (value == m_values.end()) {
+                value = m_values.emplace(text).first;
+            }
+            current = &*value;
+        } catch (...) {
+        }
+    }
+    m_current.store(current, std::memory_order_release);
+}
+
 std::string_view WithoutLeadingBlanks(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
     return text;

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <optional>
+#include <set>
+#include <string>
 #include <string_view>
 
 #include "base/lock.h"
@@ -52,6 +56,24 @@ class SharedText {
   private:
     mutable Lock m_lock{LockRank::Leaf, "text"};
     FixedText<Size> m_text GUARDED_BY(m_lock);
+};
+
+// A text that one thread sets, to one of few values, while others read it all the time. Every value
+// is kept, so a reader needs neither lock nor copy.
+class InternedText {
+  public:
+    // Valid as long as this object.
+    [[nodiscard]] const std::string& Get() const {
+        return *m_current.load(std::memory_order_acquire);
+    }
+    // Out of memory: empty.
+    void Set(std::string_view text) noexcept;
+
+  private:
+    const std::string m_empty;
+    Lock m_lock{LockRank::Leaf, "interned text"};
+    std::set<std::string, std::less<>> m_values GUARDED_BY(m_lock);
+    std::atomic<const std::string*> m_current{&m_empty};
 };
 
 // The text of a fixed field that its writer may have left without a terminator.

@@ -409,7 +409,7 @@ bool CameraConnection::Reopen(const CameraText& serial) {
     if (saved.transportType != 0 && ConnectDevice(saved) == kOk) {
         // The last enumeration lacks the camera. A reader of the list would take it for lost, and a
         // save would not find its record.
-        if (!m_devices.FindPlain(m_camera.Key().view())) {
+        if (!m_devices.FindPlain(m_camera.Key())) {
             static_cast<void>(EnumDevices());
         }
         return true;

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <type_traits>
 
 #include "base/lock.h"
@@ -98,8 +99,8 @@ class CMyCamera {
 
     // Identifies the camera in reports and log lines; empty after Close and for a camera opened by
     // address.
-    [[nodiscard]] CameraText Key() const { return m_key.Get(); }
-    void SetKey(std::string_view key) { m_key.Set(key); }
+    [[nodiscard]] const std::string& Key() const { return m_key.Get(); }
+    void SetKey(std::string_view key) { m_key.Set(key.substr(0, kCameraTextSize - 1)); }
 
     void SetModuleId(std::int32_t moduleId) { m_moduleId.Set(moduleId); }
 
@@ -186,7 +187,7 @@ class CMyCamera {
     Relaxed<bool> m_grabbing{false};
     Relaxed<bool> m_realTime{false};
 
-    SharedText<kCameraTextSize> m_key;
+    InternedText m_key;  // one value per camera that was ever open
     Relaxed<std::int32_t> m_moduleId{kNoModuleId};
 };
 

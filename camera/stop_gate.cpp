@@ -1,6 +1,7 @@
 #include "camera/stop_gate.h"
 
 #include <chrono>
+#include <span>
 
 #include "base/log.h"
 
@@ -13,9 +14,10 @@ constexpr std::chrono::microseconds kLook{50};
 
 }  // namespace
 
-StopGate::Callback::Callback(StopGate& gate, Source source) {
+StopGate::Callback::Callback(StopGate& gate, Source source) : m_gate(gate) {
+    const std::span places = std::span(gate.m_callbacks).subspan(source == Source::Frame ? 0 : 1);
     for (;;) {
-        for (Place& place : gate.m_callbacks) {
+        for (Place& place : places) {
             std::thread::id nobody;
             if (place.thread.compare_exchange_strong(nobody, std::this_thread::get_id())) {
                 place.source.store(source, std::memory_order_relaxed);

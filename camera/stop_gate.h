@@ -46,12 +46,17 @@ class StopGate {
         Callback(const Callback&) = delete;
         Callback& operator=(const Callback&) = delete;
 
+        // Whether this is a frame, and no other one is in the module. The SDK is to deliver one at
+        // a time.
+        [[nodiscard]] bool OnlyFrame() const { return m_place == &m_gate.m_callbacks.front(); }
+
       private:
         friend class StopGate;
         struct Place {
             std::atomic<std::thread::id> thread{};
             std::atomic<Source> source{};  // read by this thread only
         };
+        StopGate& m_gate;
         Place* m_place = nullptr;
     };
     [[nodiscard]] bool InCallback() const { return PlaceOfThisThread() != nullptr; }
@@ -118,7 +123,7 @@ class StopGate {
 
     [[nodiscard]] const Callback::Place* PlaceOfThisThread() const;
     std::atomic<int> m_stops{0};
-    std::array<Callback::Place, kMostCallbacks> m_callbacks;
+    std::array<Callback::Place, kMostCallbacks> m_callbacks;  // the first one for a frame only
     Relaxed<std::thread::id> m_connectionHolder{{}};
 };
 

@@ -49,24 +49,28 @@ Status FrameDelivery::SoftTrigger() {
 }
 
 BufferNode FrameDelivery::GetImage() {
-    ++m_requests;
-    const OnExit done([this] {
-        --m_requests;
-        m_requestDone.Set();
-    });
     if (!AcquireForRequest()) {
         return {};
     }
     const BufferNode node = GetImageLocked();
     m_getImageLock.unlock();
+    m_requestDone.Set();
     return node;
 }
 
 bool FrameDelivery::AcquireForRequest() {
     // Inside a notice about the camera another GetImage may be waiting for the connection, so this
     // one does not wait for it.
-    return m_stopGate.HoldsConnection() ? m_getImageLock.try_lock()
-                                        : m_stopGate.Acquire(m_getImageLock);
+    if (m_stopGate.HoldsConnection()) {
+        return m_getImageLock.try_lock();
+    }
+    m_getImageLock.CheckOrder();
+    if (m_getImageLock.try_lock()) {
+        return true;
+    }
+    ++m_waitingRequests;
+    const OnExit done([this] { --m_waitingRequests; });
+    return m_stopGate.Acquire(m_getImageLock);
 }
 
 BufferNode FrameDelivery::GetImageLocked() try {
@@ -158,6 +162,8 @@ void FrameDelivery::StartImageProcessingThread() {
                 m_events.WakeEvent.WaitFor(kProcessingPause);
                 break;
             case Pass::Busy:
+                m_requestDone.WaitFor(kProcessingPause);
+                break;
             case Pass::More:
                 LetRequestGo();
                 break;
@@ -169,12 +175,14 @@ void FrameDelivery::StartImageProcessingThread() {
 // for it wakes up.
 void FrameDelivery::LetRequestGo() {
     m_requestDone.Reset();
-    while (m_requests.load() > 0 && !m_thImageProcessing.StopRequested() &&
+    while (m_waitingRequests.load() > 0 && !m_thImageProcessing.StopRequested() &&
            !m_requestDone.WaitFor(kProcessingPause)) {
     }
 }
 
 FrameDelivery::Pass FrameDelivery::TryDispatch() {
+    // Before the try, so that a request that ends after it ends the wait for it.
+    m_requestDone.Reset();
     // Only tried: the holder of the lock may be waiting for this thread to end.
     if (!m_getImageLock.try_lock()) {
         return Pass::Busy;

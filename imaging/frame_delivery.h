@@ -60,7 +60,8 @@ class FrameDelivery {
     [[nodiscard]] Status SoftTrigger();
 
     void StartImageProcessingThread();
-    // Returns when one request in progress is done, if there is any, or the thread must end.
+    // Returns when a request that waits for the lock is done, if there is one, or the thread must
+    // end.
     void LetRequestGo();
     [[nodiscard]] Pass TryDispatch();
     [[nodiscard]] Pass DispatchFrames() REQUIRES(m_getImageLock);
@@ -81,7 +82,7 @@ class FrameDelivery {
     ReentrantLock m_getImageLock{LockRank::GetImage, "GetImage"};
     // The procedures that the current frame is offered to; kept to reuse its memory.
     std::vector<std::int32_t> m_offeredTo GUARDED_BY(m_getImageLock);
-    std::atomic<int> m_requests{0};  // waiting for the lock or holding it
+    std::atomic<int> m_waitingRequests{0};  // for the lock
     platform::Event m_requestDone;
 
     WorkerThread m_thImageProcessing;

@@ -37,8 +37,14 @@ void FrameIntake::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info) 
     }
     CAM_LOG(kLogInfo, ModuleId(), kFunction, "Received image from camera: %s, frame number: %d",
             m_camera.Key().c_str(), static_cast<int>(info->frameNumber));
-    m_notices.ReportFrame(info->frameNumber, m_camera.Key().view());
+    m_notices.ReportFrame(info->frameNumber, m_camera.Key());
     if (m_settings.debugMode.Get()) {
+        return;
+    }
+    if (!callback.OnlyFrame()) {
+        CAM_LOG(kLogError, ModuleId(), kFunction,
+                "Frame lost, another one is still taken in, frame number:%d",
+                static_cast<int>(info->frameNumber));
         return;
     }
     if (TakeFrame(data, *info)) {
@@ -54,11 +60,6 @@ void FrameIntake::DoImageCallBack(std::uint8_t* data, const FrameOutInfo* info) 
 bool FrameIntake::TakeFrame(std::uint8_t* data, const FrameOutInfo& info) {
     const auto number = static_cast<int>(info.frameNumber);
     FrameStore::FrameUnderWay frame(m_store);
-    if (!frame.Alone()) {
-        CAM_LOG(kLogError, ModuleId(), kFunction,
-                "Frame lost, another one is still taken in, frame number:%d", number);
-        return false;
-    }
     const std::int32_t limit = m_settings.imageCacheNum.Get();
     if (!frame.HasRoom(limit)) {
         CAM_LOG(kLogInfo, ModuleId(), kFunction,

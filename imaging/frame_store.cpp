@@ -94,15 +94,6 @@ void FrameStore::MarkHandedOver(std::uint64_t sequence) {
     m_imageQueue.MarkHandedOver(sequence);
 }
 
-FrameStore::FrameUnderWay::FrameUnderWay(FrameStore& store)
-    : m_store(store), m_alone(store.m_intake.TryEnter()) {}
-
-FrameStore::FrameUnderWay::~FrameUnderWay() {
-    if (m_alone) {
-        m_store.m_intake.Leave();
-    }
-}
-
 // Without the lock: no other thread adds frames, and a clear in between drops this one.
 bool FrameStore::FrameUnderWay::HasRoom(std::int32_t limit) {
     m_clears = m_store.m_clears.load(std::memory_order_acquire);

@@ -60,15 +60,10 @@ class FrameStore {
   private:
     void NoteCounts() REQUIRES(m_lock);
 
-    // Held by the one frame being taken in; guards the regions.
+    // Of the one frame under way, to which the regions belong.
     class CAPABILITY("role") IntakeRole {
       public:
-        [[nodiscard]] bool TryEnter() { return !m_taken.exchange(true, std::memory_order_acquire); }
-        void Leave() { m_taken.store(false, std::memory_order_release); }
         void Assert() const ASSERT_CAPABILITY(this) {}
-
-      private:
-        std::atomic<bool> m_taken{false};
     };
 
     const Notices& m_notices;
@@ -89,17 +84,15 @@ class FrameStore {
     std::atomic<std::uint64_t> m_clears{0};
 };
 
-// One frame, from the check for a place to the queue. A node that was taken or made for it and not
-// published is never reused, because the SDK may still write to it.
+// One frame, from the check for a place to the queue; the caller has no two at a time. A node that
+// was taken or made for it and not published is never reused, because the SDK may still write to
+// it.
 class FrameStore::FrameUnderWay {
   public:
-    explicit FrameUnderWay(FrameStore& store);
-    ~FrameUnderWay();
+    explicit FrameUnderWay(FrameStore& store) : m_store(store) {}
     FrameUnderWay(const FrameUnderWay&) = delete;
     FrameUnderWay& operator=(const FrameUnderWay&) = delete;
 
-    // False: another frame is under way, which no SDK should cause; nothing else may be called.
-    [[nodiscard]] bool Alone() const { return m_alone; }
     // Whether fewer than `limit` frames wait.
     [[nodiscard]] bool HasRoom(std::int32_t limit);
 
@@ -125,7 +118,6 @@ class FrameStore::FrameUnderWay {
     }
 
     FrameStore& m_store;
-    const bool m_alone;
     std::uint64_t m_clears = 0;
 };
 

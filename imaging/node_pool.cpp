@@ -67,17 +67,22 @@ void NodePool::SetFrame(const BufferNode& node) {
 }
 
 bool NodePool::Return(const BufferNode& record) {
-    if (!IsOut(record)) {
+    Issued* const issued = Find(record);
+    if (issued == nullptr || !IsOut(*issued, record)) {
         return false;
     }
-    Find(record)->isFree = true;
+    issued->isFree = true;
     m_free.push_back(MemoryOf(record));  // reserved when the node was issued
     return true;
 }
 
 bool NodePool::IsOut(const BufferNode& record) const {
     const Issued* const issued = Find(record);
-    return issued != nullptr && !issued->isFree && issued->frameNumber == record.frameNumber;
+    return issued != nullptr && IsOut(*issued, record);
+}
+
+bool NodePool::IsOut(const Issued& issued, const BufferNode& record) {
+    return !issued.isFree && issued.frameNumber == record.frameNumber;
 }
 
 const NodePool::Issued* NodePool::Find(const BufferNode& record) const {

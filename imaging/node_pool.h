@@ -54,6 +54,7 @@ class NodePool {
         bool isFree;
     };
 
+    [[nodiscard]] static bool IsOut(const Issued& issued, const BufferNode& record);
     // The record's node, whatever frame it holds; null when it is not a node of this pool.
     [[nodiscard]] Issued* Find(const BufferNode& record);
     [[nodiscard]] const Issued* Find(const BufferNode& record) const;

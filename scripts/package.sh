@@ -33,7 +33,7 @@ pack() {
     shift 5
     echo "Packing $name ..."
     run_quietly cmake --preset "$preset" -B "build/package-$preset" -DBUILD_TESTING=OFF \
-        -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF
+        -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON
     run_quietly cmake --build "build/package-$preset"
     run_quietly cmake --install "build/package-$preset" --prefix "$stage/$name"
     cd "$stage"

@@ -344,11 +344,5 @@ TEST_F(FrameMemory, AClearDropsWhatWaitsAndWhatIsUnderWay) {
     EXPECT_TRUE(m_store.Queued().WaitFor({}));
 }
 
-TEST_F(FrameMemory, OneFrameIsTakenInAtATime) {
-    EXPECT_TRUE(m_frame.Alone());
-    EXPECT_FALSE(FrameStore::FrameUnderWay(m_store).Alone());
-    EXPECT_FALSE(FrameStore::FrameUnderWay(m_store).Alone()) << "the refused one left";
-}
-
 }  // namespace
 }  // namespace cam

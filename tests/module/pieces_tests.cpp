@@ -245,6 +245,22 @@ TEST(CallbackGate, WaitsForThoseInsideAndLetsNoMoreIn) {
     gate.CloseAndWait();
 }
 
+TEST(StopGate, KnowsTheOnlyFrame) {
+    using enum StopGate::Source;
+    StopGate gate;
+    EXPECT_FALSE(StopGate::Callback(gate, Event).OnlyFrame());
+    std::optional<StopGate::Callback> first(std::in_place, gate, Frame);
+    EXPECT_TRUE(first->OnlyFrame());
+    {
+        const StopGate::Callback second(gate, Frame);
+        EXPECT_FALSE(second.OnlyFrame());
+        first.reset();
+        EXPECT_FALSE(second.OnlyFrame());
+        EXPECT_TRUE(StopGate::Callback(gate, Frame).OnlyFrame());
+    }
+    EXPECT_TRUE(StopGate::Callback(gate, Frame).OnlyFrame());
+}
+
 TEST(SetUpGate, WaitsForTheFeatureCallsInProgressUnlessItMustGiveWay) {
     StopGate stopGate;
     SetUpGate gate(stopGate);
@@ -302,7 +318,7 @@ TEST(MyCamera, DropsOnlyTheOpeningThatWasLostAndForgetsItsKeyWhenClosed) {
     camera.SetKey("A");
     const std::uint32_t first = camera.OpenId();
     ASSERT_EQ(camera.Open(&record), kOk);
-    EXPECT_EQ(camera.Key().view(), "");
+    EXPECT_EQ(camera.Key(), "");
     ASSERT_EQ(camera.StartGrabbing(), kOk);
     EXPECT_TRUE(camera.DropLost(first));
     EXPECT_TRUE(camera.IsOpen() && camera.IsGrabbing());

@@ -34,7 +34,7 @@ std::size_t PrefixEnd(const std::string& line) {
 }
 
 bool IsOf(const std::string& line, std::string_view function) {
-    return line.find(" [" + std::string(function) + '@') < PrefixEnd(line);
+    return line.find(std::string(" [").append(function).append("@")) < PrefixEnd(line);
 }
 
 bool TellsOfATimeOut(std::string_view line) {
