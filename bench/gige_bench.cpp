@@ -295,6 +295,8 @@ double CopyTime(std::size_t size) {
 }
 
 void MeasureRate(const Setting& setting, int rounds) {
+    constexpr std::uint64_t kUneven = 2;
+    constexpr Seconds kPatience{5};
     const FakeGigECamera camera(CameraAddress(1), CameraSerial(1), 0,
                                 static_cast<int>(setting.size));
     Match match;
@@ -303,6 +305,9 @@ void MeasureRate(const Setting& setting, int rounds) {
             const auto receiver = each->open(camera);
             receiver->Set(setting);
             receiver->Start();
+            // The camera spaces its first frames unevenly.
+            Check(receiver->frames.Await(kUneven, kPatience), "no frames");
+            receiver->frames.Expect(setting.size);
             std::this_thread::sleep_for(std::chrono::seconds(2));
             each->rates.push_back(receiver->frames.Rate());
             each->cpus.push_back(receiver->frames.CpuMicrosecondsPerFrame());
