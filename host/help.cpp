@@ -138,7 +138,7 @@ std::string HelpText(const CLI::App& program, const CLI::App* command, std::size
         text += Entry(each->get_name(), each->get_description(), kCommandColumn, width);
     }
     return text + "\n" +
-           Wrapped("'" + program.get_name() + " COMMAND --help' tells more of one.", width, 0) +
+           Wrapped("'" + program.get_name() + " COMMAND --help' explains a command.", width, 0) +
            "\nOptions of every command:\n" + OptionHelp(program, width) + "\n" +
            Wrapped(program.get_footer(), width, 0) + "\n" +
            Wrapped(program.get_description(), width, 0);
