@@ -250,7 +250,7 @@ TEST(PixelConversion, ExactlyThePictureIsReadAndWritten) {
 // Wide frames are converted in runs; a narrow piece of one, which is a single run, gives the same
 // pixels but for its borders. The piece is moved over all places, so over every seam.
 TEST(PixelConversion, WideFramesShowNoSeams) {
-    constexpr std::size_t kWide = 1500;
+    constexpr std::size_t kWide = 2700;
     constexpr std::size_t kNarrow = 30;
     constexpr std::size_t kHeight = 3;
     std::mt19937 random(5);
