@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <functional>
 #include <mutex>
 #include <new>
@@ -15,6 +14,7 @@
 
 #include "bench/camera_tool.h"
 #include "bench/figures.h"
+#include "imaging/shared_memory_base.h"
 #include "module/log/xalog.h"
 #include "standins/xalog/xalog_host.h"
 
@@ -121,51 +121,69 @@ void MeasureKeepingUp(CameraTool& tool) {
     bench::Print("keeping_up.2560x2048", ratios, "of_memcpy", "<=1.03");
 }
 
-// The least that could do the module's work: a pool and a queue behind a lock, and a notice.
-class BareQueue {
+// Memory that lies in its pages as a node's pixels do: the processor copies more slowly between
+// some places of a page than between others.
+class PlacedBuffer {
   public:
-    explicit BareQueue(std::size_t size)
-        : m_buffers(2, std::vector<CacheLine>(size / sizeof(CacheLine) + 1)) {
-        for (std::vector<CacheLine>& buffer : m_buffers) {
-            m_free.push_back(buffer.front().bytes);
-        }
-    }
-    void Deliver(const std::vector<std::uint8_t>& pixels) {
-        std::uint8_t* buffer = nullptr;
-        {
-            const std::lock_guard hold(m_lock);
-            buffer = m_free.back();
-            m_free.pop_back();
-        }
-        std::memcpy(buffer, pixels.data(), pixels.size());
-        {
-            const std::lock_guard hold(m_lock);
-            m_queue.push_back(buffer);
-        }
-        m_arrived.notify_one();
-    }
-    std::uint8_t* Take() {
-        const std::lock_guard hold(m_lock);
-        std::uint8_t* const buffer = m_queue.front();
-        m_queue.pop_front();
-        return buffer;
-    }
-    void Free(std::uint8_t* buffer) {
-        const std::lock_guard hold(m_lock);
-        m_free.push_back(buffer);
+    explicit PlacedBuffer(std::size_t size)
+        : m_pages((sizeof(cam::SharedRegionHeader) + size) / sizeof(Page) + 1) {}
+    [[nodiscard]] std::uint8_t* Data() {
+        return m_pages.front().bytes + sizeof(cam::SharedRegionHeader);
     }
 
   private:
-    // Pixels begin at one, as in the module.
-    struct alignas(64) CacheLine {
-        std::uint8_t bytes[64];
+    struct alignas(4096) Page {
+        std::uint8_t bytes[4096];
     };
 
-    std::vector<std::vector<CacheLine>> m_buffers;
+    std::vector<Page> m_pages;
+};
+
+// The least that could do the module's work: a pool and a queue of the records that the host gets,
+// behind a lock, and a notice.
+class BareQueue {
+  public:
+    explicit BareQueue(std::size_t size) : m_buffers(2, PlacedBuffer(size)) {
+        for (PlacedBuffer& buffer : m_buffers) {
+            cam::BufferNode node;
+            node.data = buffer.Data();
+            m_free.push_back(node);
+        }
+    }
+    void Deliver(const std::vector<std::uint8_t>& pixels) {
+        cam::BufferNode node;
+        {
+            const std::lock_guard hold(m_lock);
+            node = m_free.back();
+            m_free.pop_back();
+        }
+        node.dataLength = static_cast<std::uint32_t>(pixels.size());
+        node.frameNumber = ++m_frames;
+        std::memcpy(node.data, pixels.data(), pixels.size());
+        {
+            const std::lock_guard hold(m_lock);
+            m_queue.push_back(node);
+        }
+        m_arrived.notify_one();
+    }
+    cam::BufferNode Take() {
+        const std::lock_guard hold(m_lock);
+        const cam::BufferNode node = m_queue.front();
+        m_queue.erase(m_queue.begin());
+        return node;
+    }
+    void Free(const cam::BufferNode& node) {
+        const std::lock_guard hold(m_lock);
+        m_free.push_back(node);
+    }
+
+  private:
+    std::vector<PlacedBuffer> m_buffers;
+    std::uint32_t m_frames = 0;
     std::mutex m_lock;
     std::condition_variable m_arrived;
-    std::vector<std::uint8_t*> m_free;
-    std::deque<std::uint8_t*> m_queue;
+    std::vector<cam::BufferNode> m_free;
+    std::vector<cam::BufferNode> m_queue;  // of two at most
 };
 
 void MeasureCycle(CameraTool& tool) {
@@ -175,7 +193,7 @@ void MeasureCycle(CameraTool& tool) {
     BareQueue bare(tool.Pixels().size());
     tool.Deliver();
     tool.Free(tool.Take());
-    std::vector<std::uint8_t> target(tool.Pixels().size());
+    PlacedBuffer target(tool.Pixels().size());
     std::vector<double> ratios;
     std::vector<double> absolute;
     std::vector<double> aboveCopies;
@@ -203,8 +221,8 @@ void MeasureCycle(CameraTool& tool) {
                             kCyclesARound);
             copies.push_back(Time([&] {
                                  for (int i = 0; i < kCyclesARound; ++i) {
-                                     std::memcpy(target.data(), tool.Pixels().data(),
-                                                 target.size());
+                                     std::memcpy(target.Data(), tool.Pixels().data(),
+                                                 tool.Pixels().size());
                                      std::atomic_signal_fence(std::memory_order_seq_cst);
                                  }
                              }) /
