@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <thread>
 
 #include "base/lock.h"
 #include "base/notices.h"

@@ -47,7 +47,7 @@ fi
 windows_build=build/mingw-release
 build_for_windows() {
     run_quietly cmake --preset mingw -B "$windows_build" -DCMAKE_BUILD_TYPE=Release \
-        -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF
+        -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF
     run_quietly cmake --build "$windows_build" --target frame_path_bench
     start_wine
 }
