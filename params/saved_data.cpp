@@ -94,8 +94,7 @@ Status SavedData::Save(SAVE_MODULE_DATA_PARAM& record, const std::function<void(
 
     std::optional<CameraDeviceInfo> device;
     if (m_camera.IsOpen() && !m_connection.UsesGenTL()) {
-        if (const Status status = m_connection.FindDevice(m_camera.Key(), device);
-            status != kOk) {
+        if (const Status status = m_connection.FindDevice(m_camera.Key(), device); status != kOk) {
             return status;
         }
     }
