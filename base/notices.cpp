@@ -18,8 +18,8 @@ constexpr std::size_t kNoticeSize = 128;
 constexpr unsigned kOnline = 1;
 constexpr unsigned kOffline = 0;
 
-// A notice text, its fields joined by '-', numbers before the texts. Built for each frame, so
-// without a formatter; excess is cut.
+// A notice text, its fields joined by '-'. Built for each frame, so without a formatter. Numbers
+// come first and always fit; excess text is cut.
 class Notice {
   public:
     template <typename... Fields>

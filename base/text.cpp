@@ -24,19 +24,12 @@ char LowerAscii(char c) {
 }  // namespace
 
 void InternedText::Set(std::string_view text) noexcept {
-    const std::string* current = &m_empty;
-    if (!text.empty()) {
-        try {
-            const LockGuard hold(m_lock);
-            auto value = m_values.find(text);
-            if (value == m_values.end()) {
-                value = m_values.emplace(text).first;
-            }
-            current = &*value;
-        } catch (...) {
-        }
+    try {
+        const LockGuard hold(m_lock);
+        m_current.store(&*m_values.emplace(text).first, std::memory_order_release);
+    } catch (...) {
+        m_current.store(&m_empty, std::memory_order_release);
     }
-    m_current.store(current, std::memory_order_release);
 }
 
 std::string_view WithoutLeadingBlanks(std::string_view text) {

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -72,7 +71,7 @@ class InternedText {
   private:
     const std::string m_empty;
     Lock m_lock{LockRank::Leaf, "interned text"};
-    std::set<std::string, std::less<>> m_values GUARDED_BY(m_lock);
+    std::set<std::string> m_values GUARDED_BY(m_lock);
     std::atomic<const std::string*> m_current{&m_empty};
 };
 

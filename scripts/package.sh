@@ -27,13 +27,13 @@ split_symbols() {
     done < <(find "$name/module" "$name/standins" -type f ! -name '*.xml')
 }
 
-# pack PRESET SYSTEM TOOL_PREFIX ACROSS_FILES ENDING TAR_FLAGS [TAR_OPTION...]
+# pack PRESET SYSTEM TOOL_PREFIX LINK_TIME_OPTIMISATION ENDING TAR_FLAGS [TAR_OPTION...]
 pack() {
-    local preset=$1 name=camera-module-$version-$2 prefix=$3 across_files=$4 ending=$5 flags=$6 package
+    local preset=$1 name=camera-module-$version-$2 prefix=$3 lto=$4 ending=$5 flags=$6 package
     shift 6
     echo "Packing $name ..."
     run_quietly cmake --preset "$preset" -B "build/package-$preset" -DBUILD_TESTING=OFF \
-        -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF -DCMAKE_INTERPROCEDURAL_OPTIMIZATION="$across_files"
+        -DCAMERA_MODULE_CHECK_LOCK_ORDER=OFF -DCMAKE_INTERPROCEDURAL_OPTIMIZATION="$lto"
     run_quietly cmake --build "build/package-$preset"
     run_quietly cmake --install "build/package-$preset" --prefix "$stage/$name"
     cd "$stage"
@@ -45,7 +45,7 @@ pack() {
     cd - >/dev/null
 }
 
-# Not across files for Windows: g++ 12 then makes programs that call half an address.
+# With MinGW's g++ 12, link-time optimisation truncates the addresses of some calls.
 pack mingw win64 x86_64-w64-mingw32- OFF zip cf --format=zip
 pack linux "linux-$(uname -m)" "" ON tar.gz czf
 ls -l dist

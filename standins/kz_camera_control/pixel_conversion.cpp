@@ -371,9 +371,8 @@ void ConvertBayer(const Picture& picture, std::uint8_t* destination) {
     }
 }
 
-// A converter, and the same with vectors of twice the width for processors that have them. On
-// Windows g++ does not align the stack for those.
-#if defined(__x86_64__) && !defined(_WIN32)
+// The same loops with vectors of twice the width, for processors that have them.
+#if KZ_WIDE_VECTORS
 template <Converter Plain>
 [[gnu::target("avx2"), gnu::flatten]] void Wide(const Picture& picture, std::uint8_t* destination) {
     Plain(picture, destination);

@@ -12,6 +12,9 @@
 #include <thread>
 #include <vector>
 
+#include "base/settings.h"
+#include "camera/sdk/pixel_format.h"
+#include "imaging/frame_intake.h"
 #include "module/framework/status_codes.h"
 #include "platform/shared_mapping.h"
 #include "tests/imaging/log_capture.h"
@@ -342,6 +345,34 @@ TEST_F(FrameMemory, AClearDropsWhatWaitsAndWhatIsUnderWay) {
     ASSERT_TRUE(m_frame.HasRoom(1) && m_frame.Publish(next)) << "the clear is over";
     EXPECT_TRUE(m_imageArrived.WaitFor({}));
     EXPECT_TRUE(m_store.Queued().WaitFor({}));
+}
+
+TEST_F(FrameMemory, OneFrameIsTakenInAtATime) {
+    StopGate stopGate;
+    CMyCamera camera(stopGate);
+    ReceiverRegistry receivers;
+    receivers.Add("1");
+    receivers.LookUpReceivers();
+    const Settings settings;
+    ModuleEvents events;
+    ASSERT_EQ(events.Create(), kOk);
+    FrameIntake intake(camera, stopGate, m_store, receivers, m_notices, settings, events);
+    std::vector<std::uint8_t> pixels(64);
+    FrameOutInfo info{};
+    info.width = 8;
+    info.height = 8;
+    info.pixelType = pixel_format::kMono8;
+    info.frameLength = 64;
+    {
+        const StopGate::Callback other(stopGate, StopGate::Source::Frame);
+        intake.DoImageCallBack(pixels.data(), &info);
+    }
+    EXPECT_TRUE(m_store.Empty());
+    EXPECT_THAT(m_log.Take(),
+                Contains("4 3 CCameraModule::DoImageCallBack: Frame lost, another one is still "
+                         "taken in, frame number:0"));
+    intake.DoImageCallBack(pixels.data(), &info);
+    EXPECT_FALSE(m_store.Empty());
 }
 
 }  // namespace
